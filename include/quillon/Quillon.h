@@ -1,0 +1,70 @@
+// Quillon: a client component for OData services in the Atom/XML format.
+//
+// A host creates one Quillon object, sets properties (ServiceRootURI, ResourcePath, query
+// options, credentials...), calls a method (QueryService, GetSchema, CustomRequest...) and reads
+// the results through events and properties. Every member returns 0 on success or the engine's
+// result code, with its description in ErrorDescription(); nothing throws. Text crosses this
+// surface as UTF-8 and reaches the engine in the code page set by Config("CodePage=...").
+#pragma once
+
+#include "quillon/QuillonEvents.h"
+
+#include <cstdint>
+#include <memory>
+#include <string>
+#include <string_view>
+#include <vector>
+
+namespace quillon {
+
+// What a property holds, as the property list tells it.
+enum class PropertyType { Text, Integer, Boolean, Enumeration, Bytes };
+
+struct PropertyInfo {
+  int id;                // the member's id; also its place in the public table
+  std::string name;      // the public name, such as "ServiceRootURI"
+  PropertyType type;
+  bool readOnly;
+  std::string indexName; // the name of the index for an indexed property, else empty
+};
+
+class Quillon {
+public:
+  Quillon();
+  ~Quillon();
+  Quillon(const Quillon&) = delete;
+  Quillon& operator=(const Quillon&) = delete;
+
+  // Events go to `handler` (not owned); null stops them.
+  void SetEventHandler(QuillonEvents* handler);
+
+  // Properties by public name, case-insensitive. Numbers and flags travel as decimal text
+  // ("1"/"0" for flags on the way out; "True", "yes" or "1" are true on the way in). Byte
+  // properties carry their bytes unchanged.
+  int GetProperty(std::string_view name, std::string& value);
+  int GetProperty(std::string_view name, int index, std::string& value);
+  int SetProperty(std::string_view name, std::string_view value);
+  int SetProperty(std::string_view name, int index, std::string_view value);
+  // The properties this build offers, in the order of their ids.
+  static std::vector<PropertyInfo> Properties();
+
+  // Methods
+  int Config(std::string_view configurationString, std::string* result = nullptr);
+  int QueryService();
+  int GetSchema();
+  int CustomRequest(std::string_view httpMethod, std::string_view url, std::string_view postData);
+
+  // Failures
+  // The text of the latest failure.
+  std::string ErrorDescription() const;
+  // The failure value that a COM host would see for `code`: 0x800A0007 for 200, 0x800A0000 | n
+  // for the surface's own 380, 381, 383 and 438, else 0x800A0000 | (code + 20001), or + 15001 for
+  // socket codes from 10001 up; 0 for 0.
+  static uint32_t FailureValue(int code);
+
+private:
+  struct Impl;
+  std::unique_ptr<Impl> impl;
+};
+
+} // namespace quillon

@@ -1,0 +1,168 @@
+// Sixth link of the engine's chain: the HTTP client. Its fields carry the settings and the state
+// of one exchange; the OData client above calls SetURL and RunAction. The events of the transfer
+// (Header, SetCookie, Status, StartTransfer, Transfer, EndTransfer) leave through Fire... here.
+#pragma once
+
+#include "frame/BufStr.h"
+#include "frame/FileHandle.h"
+#include "frame/StrList.h"
+#include "net/TransferPort.h"
+
+#include <cstdint>
+
+namespace quillon {
+
+enum HttpAction : int {
+  actInterrupt = 0,
+  actGet = 1,
+  actPost = 2,
+  actHead = 3,
+  actReset = 4,
+  actPut = 5,
+  actDelete = 6,
+};
+
+enum AuthScheme : uint8_t {
+  authBasic = 0,
+  authDigest = 1,
+  authProprietary = 2,
+  authNone = 3,
+  authNtlm = 4,
+  authNegotiate = 5,
+  authOAuth = 6,
+};
+
+enum ProxySSLType : uint8_t { psAutomatic = 0, psAlways = 1, psNever = 2, psTunnel = 3 };
+
+class HttpClient : public TransferPort {
+public:
+  HttpClient();
+  ~HttpClient() override = default;
+
+  // Config
+  int Config(ConfigRequest& request, const char** result) override;
+
+  // Operations
+  // Sets the target of the next action; an empty `url` clears it.
+  int SetURL(const char* url, int isRedirect);
+  // Runs one action (HttpAction) to its end; 0, 143, 301 or the code of the request.
+  virtual int RunAction(int action);
+
+  // Events to the host
+  virtual void FireHeader(const char* field, const char* value);
+  virtual void FireSetCookie(const char* name, const char* value, const char* expires,
+                             const char* domain, const char* path, bool secure);
+  virtual void FireStatus(const char* httpVersion, int statusCode, const char* description);
+  virtual void FireStartTransfer(int direction);
+  virtual void FireTransfer(int direction, int64_t bytesTransferred, int percentDone,
+                            const char* text, int textLength);
+  virtual void FireEndTransfer(int direction);
+
+  // Response headers and cookies
+  StrList ParsedHeaders;   // field, value, field, value ...
+  BufStr20 parsedScratch;  // scratch beside ParsedHeaders
+  StrList Cookies;         // seven strings a cookie
+  BufStr HttpCookies;      // the Cookie header text composed for the request
+  int32_t DebugTrace = 0;
+
+  // The running exchange
+  uint8_t CurrentAction = 0; // the running action; 0 while idle
+  uint8_t AuthScheme = authBasic;
+  uint8_t ProxyAuthScheme = authBasic;
+  uint8_t ResponseState = 0;
+  int64_t BytesTransferred = 0;
+  BufStr TransferredHeaders;  // the response head of the latest exchange
+  BufStr TransferredData;     // the response body of the latest exchange
+  BufStr ResponseContentType;
+  int64_t MaxTransferredData = 0;
+  BufStr HeaderScratch;
+  int64_t ResponseContentLength = -1; // -1 while a request is under way
+  uint8_t KeepAlive = 0;
+  uint8_t ResponseChunked = 0;
+  uint8_t ResponseDone = 0;
+  uint8_t ProxyAutoDetect = 0;
+  int32_t ChunkRemaining = 0;
+
+  // Target
+  int32_t DefaultPort = 80;
+  BufStr20 DefaultScheme;
+  BufStr20 SchemeHttp;
+  BufStr20 SchemeHttps;
+  uint8_t ProxySSL = psAutomatic;
+  uint8_t FollowRedirects = 0; // 0 never, 1 always, 2 within the same scheme
+  BufStr50 Location;
+  BufStr URL;
+  BufStr URLPath;
+  BufStr20 URLScheme;
+  BufStr20 URLServer;
+  int32_t URLPort = 80;
+  BufStr20 ProxyServer;
+  int32_t ProxyPort = 80;
+
+  // Credentials
+  BufStr20 User;
+  BufStr20 Password;
+  BufStr20 Authorization;
+  BufStr20 ProxyUser;
+  BufStr20 ProxyPassword;
+  BufStr20 ProxyAuthorization;
+
+  // Request header fields
+  BufStr20 Accept;
+  BufStr20 AcceptEncoding;
+  BufStr20 From;
+  BufStr20 UserAgent;
+  BufStr20 IfModifiedSince;
+  BufStr20 Referer;
+  BufStr20 Pragma;
+  BufStr20 Range;
+
+  // Status of the response
+  BufStr30 StatusLine;
+  BufStr20 StatusDescription;
+  BufStr20 ResponseVersion;
+  int32_t StatusCode = 0;
+
+  // Method and version
+  BufStr20 HTTPMethod;    // forces the request's method when not empty
+  BufStr20 RequestMethod; // the method of the request on the wire
+  BufStr20 HTTPVersion;
+
+  // Authentication state
+  BufStr20 ServerToken;
+  BufStr20 ProxyServerToken;
+  int32_t AuthAttempts = 0;
+  int32_t ProxyAuthAttempts = 0;
+
+  // Behaviour settings
+  int32_t GetOn302Redirect = 0;
+  uint8_t TransferredRequestOn = 0;
+  BufStr TransferredRequest;
+  BufStr SentHeaders;
+  int32_t DontClearCookiesOnUrlChange = 0;
+  int32_t AbsoluteURI = 0;
+  int32_t EncodeQueryString = 1;
+  int32_t UseChunkedEncoding = 0;
+  int32_t ChunkSize = 16384;
+  int32_t MaxRedirectAttempts = 20;
+  int32_t RedirectsLeft = 20;
+  int32_t CreateLocalFileAttributes = 0;
+  int32_t AllowHTTPCompression = 0;
+  int32_t EncodeURL = 0;
+  int32_t UsePlatformHTTPClient = 0;
+  int32_t EncodeRedirectLocation = 0;
+  int32_t FireProxyTransfer = 1;
+  int32_t Append = 0;
+  int32_t PostDataAfterNegotiate = 1;
+  int32_t AllowIdenticalRedirectURL = 0;
+  int32_t KerberosFirstToken = 0;
+
+  // The request body and extra header lines
+  FileHandle LocalFileHandle;
+  int64_t RequestLength = 0;
+  BufStr ContentType;  // Content-Type of the request body
+  BufStr PostData;     // the request body
+  BufStr OtherHeaders; // extra header lines of the one request being sent, each ending in CRLF
+};
+
+} // namespace quillon

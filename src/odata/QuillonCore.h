@@ -1,0 +1,73 @@
+// The last link of the engine's chain: the OData client. It composes the URL of each operation,
+// runs one exchange through the HTTP link and hands the response to the readers.
+#pragma once
+
+#include "frame/BufStr.h"
+#include "frame/Text.h"
+#include "http/HttpClient.h"
+
+#include <cstdint>
+
+namespace quillon {
+
+class QuillonCore : public HttpClient {
+public:
+  QuillonCore();
+  ~QuillonCore() override = default;
+
+  // Config
+  int Config(ConfigRequest& request, const char** result) override;
+
+  // Operations
+  int QueryService();
+  int GetSchema();
+  // `httpMethod` selects the action (MERGE and unknown methods also set HTTPMethod); `url` is
+  // used exactly; `postData` becomes PostData, up to its first NUL.
+  int CustomRequest(const char* httpMethod, const char* url, const char* postData);
+
+  // Internal operations
+  // Appends "/" (unless `url` ends in one) and `text`, percent-encoded when `encode` is set.
+  static int AppendPath(BufStrBase& url, std::string_view text, bool encode);
+  // Appends "?" (or "&" once `url` holds a "?") and `text`, percent-encoded when `encode` is set.
+  static int AppendQuery(BufStrBase& url, std::string_view text, bool encode);
+  // One exchange with the service, then the reading of its answer.
+  int RunRequest(int action, const char* url, const char* body, int bodyLength);
+  // Reads a response body by its root element.
+  virtual int DispatchResponse(BufStrBase& body);
+
+  // Events to the host
+  virtual void FireEntry(const char* id, const char* title, const char* summary, const char* etag);
+  virtual void FireEntity(const char* name);
+  virtual void FireProperty(const char* name, const char* typeName, bool nullable);
+
+  // The request
+  BufStr ServiceRootURI;    // root of the service, with or without a trailing slash
+  BufStr ResourcePath;      // path below the root; entry selection rewrites it
+  BufStr OtherQueryOptions; // query text added ahead of the $ options, sent as it stands
+  BufStr QueryFilter;       // value of $filter
+  BufStr QueryOrderBy;      // value of $orderby
+  BufStr QuerySelect;       // value of $select
+  BufStr QuerySkip;         // value of $skip
+  BufStr QueryTop;          // value of $top
+  BufStr QuerySkipToken;    // value of $skiptoken; also written by the feed reader
+  BufStr userHeaders;       // the OtherHeaders property: extra header lines, each ending in CRLF
+
+  // The latest response
+  BufStr rootKind; // "edmx", "feed", "entry", "error", "service" or empty
+
+  // Cursors
+  int32_t entryIndex = 0;
+  int32_t schemaEntityIndex = 0;
+  int32_t schemaPropertyIndex = 0;
+  int32_t schemaTypeFieldIndex = 0;
+  int32_t schemaAssociationIndex = 0;
+  int32_t schemaTypeIndex = 0;
+
+  // Settings and results of the OData link
+  int32_t nameAndEmailFormat = 0; // how EntryAuthor reads and writes
+  BufStr generatedEntry;          // the result of the Config key GenerateEntryXML
+  BufStr serviceError;            // text composed from an error document
+  int32_t encodeResourcePath = 1; // percent-encode ResourcePath
+};
+
+} // namespace quillon

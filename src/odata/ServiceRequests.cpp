@@ -1,0 +1,141 @@
+// The reading operations and the one exchange they share.
+//
+//   QueryService: root [/ResourcePath] [?OtherQueryOptions] [&$filter=..] [&$orderby=..]
+//                 [&$select=..] [&$skip=..] [&$top=..] [&$skiptoken=..]
+//   GetSchema:    root [/$metadata] [?OtherQueryOptions]
+//   CustomRequest: the caller's URL exactly
+//
+// Option values are percent-encoded with the value table (a blank is %20, a quote %27), while
+// OtherQueryOptions keeps its '=', '&', '$' and '/'. RunRequest hands the URL to the HTTP link,
+// then reads the body: a failed status becomes 151 or 902, a good one goes to DispatchResponse.
+#include "odata/QuillonCore.h"
+
+#include "frame/Errors.h"
+#include "http/HttpErrors.h"
+#include "odata/ODataErrors.h"
+
+#include <cstring>
+
+namespace quillon {
+
+int QuillonCore::AppendPath(BufStrBase& url, std::string_view text, bool encode) {
+  if (text.empty())
+    return errNone;
+  if (!url.EndsWith("/"))
+    if (int rc = url.AppendChar('/'); rc != errNone)
+      return rc;
+  return encode ? UrlEncodeTo(url, text, UrlSafeValue) : url.Append(text);
+}
+
+int QuillonCore::AppendQuery(BufStrBase& url, std::string_view text, bool encode) {
+  if (text.empty())
+    return errNone;
+  if (int rc = url.AppendChar(url.Find("?") < 0 ? '?' : '&'); rc != errNone)
+    return rc;
+  return encode ? UrlEncodeTo(url, text, UrlSafeQuery) : url.Append(text);
+}
+
+int QuillonCore::QueryService() {
+  if (ServiceRootURI.IsEmpty())
+    return Fail(errNoServiceRoot, "The ServiceRootURI must be set before do action.");
+  struct Option {
+    const char* name;
+    const BufStrBase& value;
+  };
+  const Option options[] = {
+      {"$filter=", QueryFilter}, {"$orderby=", QueryOrderBy}, {"$select=", QuerySelect},
+      {"$skip=", QuerySkip},     {"$top=", QueryTop},         {"$skiptoken=", QuerySkipToken},
+  };
+  BufStr url;
+  int rc = url.Assign(ServiceRootURI);
+  rc = rc ? rc : AppendPath(url, ResourcePath.View(), encodeResourcePath != 0);
+  rc = rc ? rc : AppendQuery(url, OtherQueryOptions.View(), true);
+  for (const Option& option : options) {
+    if (rc || option.value.IsEmpty())
+      continue;
+    rc = AppendQuery(url, option.name, false);
+    rc = rc ? rc : UrlEncodeTo(url, option.value.View(), UrlSafeValue);
+  }
+  if (rc)
+    return DescribeError(rc);
+  return RunRequest(actGet, url.Data(), nullptr, 0);
+}
+
+int QuillonCore::GetSchema() {
+  if (ServiceRootURI.IsEmpty())
+    return Fail(errNoServiceRoot, "The ServiceRootURI must be set before get schema.");
+  BufStr url;
+  int rc = url.Assign(ServiceRootURI);
+  if (!rc && url.Find("$metadata") < 0)
+    rc = AppendPath(url, "$metadata", false);
+  rc = rc ? rc : AppendQuery(url, OtherQueryOptions.View(), true);
+  if (rc)
+    return DescribeError(rc);
+  return RunRequest(actGet, url.Data(), nullptr, 0);
+}
+
+int QuillonCore::CustomRequest(const char* httpMethod, const char* url, const char* postData) {
+  BufStr20 method;
+  if (method.Assign(httpMethod && *httpMethod ? httpMethod : "GET") != errNone)
+    return DescribeError(errOutOfMemory);
+  method.ToUpper();
+
+  struct MethodRow {
+    const char* name;
+    int action;
+  };
+  static constexpr MethodRow kMethods[] = {
+      {"GET", actGet}, {"DELETE", actDelete}, {"HEAD", actHead}, {"POST", actPost}, {"PUT", actPut},
+  };
+  int action = -1;
+  for (const MethodRow& row : kMethods)
+    if (method.View() == row.name)
+      action = row.action;
+  if (action < 0) {
+    // MERGE travels with its body by the PUT path; any other method without one by the GET
+    // path. Either way the method's name goes out through HTTPMethod, which stays set.
+    action = method.View() == "MERGE" ? actPut : actGet;
+    if (HTTPMethod.Assign(method) != errNone)
+      return DescribeError(errOutOfMemory);
+  }
+  const int bodyLength = postData ? static_cast<int>(std::strlen(postData)) : 0;
+  return RunRequest(action, url, postData, bodyLength);
+}
+
+int QuillonCore::RunRequest(int action, const char* url, const char* body, int bodyLength) {
+  FollowRedirects = 1;
+  if (int rc = SetURL(url, 0); rc != errNone)
+    return rc;
+  if (PostData.Assign(body, body ? bodyLength : 0) != errNone)
+    return DescribeError(errOutOfMemory);
+  if (!userHeaders.IsEmpty() && OtherHeaders.Append(userHeaders) != errNone)
+    return DescribeError(errOutOfMemory);
+
+  const int rc = RunAction(action);
+  OtherHeaders.Resize(0, nullptr);
+
+  const char* data = TransferredData.Data();
+  int length = TransferredData.Length();
+  if (length >= 3 && std::memcmp(data, "\xEF\xBB\xBF", 3) == 0) {
+    data += 3;
+    length -= 3;
+  }
+  BufStr responseBody;
+  if (responseBody.Assign(data, length) != errNone)
+    return DescribeError(errOutOfMemory);
+  responseBody.Trim();
+
+  if (rc != errNone) {
+    if (responseBody.IsEmpty())
+      return rc;
+    if (rc == errHttpStatus && StatusCode >= 400 && StatusCode <= 499)
+      return rc;
+    lastError.Assign(responseBody);
+    return errServiceError;
+  }
+  if (responseBody.IsEmpty())
+    return errNone;
+  return DispatchResponse(responseBody);
+}
+
+} // namespace quillon

@@ -1,0 +1,22 @@
+#include "support/Corpus.h"
+
+#include <cstdlib>
+#include <sys/stat.h>
+
+namespace quillon::test {
+
+std::string CorpusDir() {
+  const char* fromEnvironment = std::getenv("QUILLON_CORPUS");
+  std::string dir = fromEnvironment && *fromEnvironment ? fromEnvironment : QUILLON_CORPUS_DIR;
+  struct stat info;
+  if (::stat(dir.c_str(), &info) != 0 || !S_ISDIR(info.st_mode))
+    return {};
+  return dir;
+}
+
+std::string CorpusFile(const std::string& name) {
+  const std::string dir = CorpusDir();
+  return dir.empty() ? std::string() : dir + "/" + name;
+}
+
+} // namespace quillon::test

@@ -1,0 +1,35 @@
+#include "Methods.h"
+
+#include <strings.h>
+
+namespace quillon::cli {
+
+namespace {
+const std::string& Arg(const std::vector<std::string>& arguments, size_t i) {
+  static const std::string empty;
+  return i < arguments.size() ? arguments[i] : empty;
+}
+} // namespace
+
+const std::vector<MethodEntry>& Methods() {
+  static const std::vector<MethodEntry> methods = {
+      {"QueryService", "", 0, 0,
+       [](Quillon& q, const std::vector<std::string>&) { return q.QueryService(); }},
+      {"GetSchema", "", 0, 0,
+       [](Quillon& q, const std::vector<std::string>&) { return q.GetSchema(); }},
+      {"CustomRequest", "HTTPMETHOD URL [POSTDATA]", 2, 3,
+       [](Quillon& q, const std::vector<std::string>& a) {
+         return q.CustomRequest(Arg(a, 0), Arg(a, 1), Arg(a, 2));
+       }},
+  };
+  return methods;
+}
+
+const MethodEntry* FindMethod(const std::string& name) {
+  for (const MethodEntry& method : Methods())
+    if (strcasecmp(method.name, name.c_str()) == 0)
+      return &method;
+  return nullptr;
+}
+
+} // namespace quillon::cli
