@@ -83,6 +83,14 @@ int BufStrBase::Append(const char* bytes, int count) {
   const int oldLength = length;
   if (static_cast<long long>(oldLength) + count >= INT_MAX)
     return errOutOfMemory;
+  if (inside && offset + count > oldLength) {
+    // Bytes from the free area beyond the length would not survive the move to the heap or the
+    // new terminator: take a copy first.
+    BufStr copy;
+    if (copy.Assign(bytes, count) != errNone)
+      return errOutOfMemory;
+    return Append(copy.Data(), count);
+  }
   int rc = Resize(oldLength + count, nullptr);
   if (rc != errNone)
     return rc;
