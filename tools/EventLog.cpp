@@ -48,7 +48,9 @@ void EventLog::EndTransfer(int direction) {
   Add({"EndTransfer", {Number("Direction", direction)}});
 }
 
-void EventLog::Entity(const std::string& name) { Add({"Entity", {Text("Name", name)}}); }
+void EventLog::Entity(const std::string& name) {
+  Add({"Entity", {Text("Name", name)}});
+}
 
 void EventLog::Entry(const std::string& id, const std::string& title, const std::string& summary,
                      const std::string& etag) {
@@ -105,7 +107,8 @@ void EventLog::Transfer(int direction, int64_t bytesTransferred, int percentDone
                         const std::string& text) {
   Add({"Transfer",
        {Number("Direction", direction), Number("BytesTransferred", bytesTransferred),
-        Number("PercentDone", percentDone), Number("TextLength", static_cast<int64_t>(text.size()))}});
+        Number("PercentDone", percentDone),
+        Number("TextLength", static_cast<int64_t>(text.size()))}});
 }
 
 } // namespace quillon::cli

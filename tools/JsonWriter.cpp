@@ -7,8 +7,7 @@ namespace quillon::cli {
 namespace {
 // Length of the valid UTF-8 sequence at `p`, or 0 when the bytes there are not one.
 size_t Utf8Length(const unsigned char* p, size_t left) {
-  if (p[0] < 0x80)
-    return 1;
+  if (p[0] < 0x80) return 1;
   size_t n;
   uint32_t min;
   if ((p[0] & 0xE0) == 0xC0) {
@@ -23,16 +22,13 @@ size_t Utf8Length(const unsigned char* p, size_t left) {
   } else {
     return 0;
   }
-  if (n > left)
-    return 0;
+  if (n > left) return 0;
   uint32_t cp = p[0] & (0x7F >> n);
   for (size_t i = 1; i < n; ++i) {
-    if ((p[i] & 0xC0) != 0x80)
-      return 0;
+    if ((p[i] & 0xC0) != 0x80) return 0;
     cp = (cp << 6) | (p[i] & 0x3F);
   }
-  if (cp < min || cp > 0x10FFFF || (cp >= 0xD800 && cp <= 0xDFFF))
-    return 0;
+  if (cp < min || cp > 0x10FFFF || (cp >= 0xD800 && cp <= 0xDFFF)) return 0;
   return n;
 }
 } // namespace
@@ -45,13 +41,27 @@ std::string JsonQuote(std::string_view text) {
     const unsigned char c = *p;
     char escape[8];
     switch (c) {
-    case '"': out += "\\\""; break;
-    case '\\': out += "\\\\"; break;
-    case '\n': out += "\\n"; break;
-    case '\r': out += "\\r"; break;
-    case '\t': out += "\\t"; break;
-    case '\b': out += "\\b"; break;
-    case '\f': out += "\\f"; break;
+    case '"':
+      out += "\\\"";
+      break;
+    case '\\':
+      out += "\\\\";
+      break;
+    case '\n':
+      out += "\\n";
+      break;
+    case '\r':
+      out += "\\r";
+      break;
+    case '\t':
+      out += "\\t";
+      break;
+    case '\b':
+      out += "\\b";
+      break;
+    case '\f':
+      out += "\\f";
+      break;
     default:
       if (c < 0x20) {
         std::snprintf(escape, sizeof escape, "\\u%04x", c);
@@ -85,8 +95,7 @@ void JsonWriter::BeforeValue() {
     return;
   }
   if (!firstInContainer.empty()) {
-    if (!firstInContainer.back())
-      out += ',';
+    if (!firstInContainer.back()) out += ',';
     firstInContainer.back() = false;
     Indent();
   }
@@ -101,11 +110,9 @@ void JsonWriter::BeginObject() {
 void JsonWriter::EndObject() {
   const bool empty = firstInContainer.back();
   firstInContainer.pop_back();
-  if (!empty)
-    Indent();
+  if (!empty) Indent();
   out += '}';
-  if (firstInContainer.empty())
-    out += '\n';
+  if (firstInContainer.empty()) out += '\n';
 }
 
 void JsonWriter::BeginArray() {
@@ -117,8 +124,7 @@ void JsonWriter::BeginArray() {
 void JsonWriter::EndArray() {
   const bool empty = firstInContainer.back();
   firstInContainer.pop_back();
-  if (!empty)
-    Indent();
+  if (!empty) Indent();
   out += ']';
 }
 

@@ -36,16 +36,15 @@ struct Options {
 };
 
 void PrintUsage(FILE* to) {
-  std::fprintf(to,
-               "usage: quillon [--json] [-c KEY[=VALUE]]... [-p NAME[(INDEX)]=VALUE]...\n"
-               "               [-g NAME[(INDEX)]]... [METHOD [ARGUMENT]...]\n"
-               "\n"
-               "  -c KEY=VALUE   pass a Config text; a bare -c KEY prints the value\n"
-               "  -p NAME=VALUE  set a property by its public name\n"
-               "  -g NAME        print a property\n"
-               "  --json         print the outcome as one JSON document\n"
-               "  --properties   list the properties of this build\n"
-               "\nmethods:\n");
+  std::fprintf(to, "usage: quillon [--json] [-c KEY[=VALUE]]... [-p NAME[(INDEX)]=VALUE]...\n"
+                   "               [-g NAME[(INDEX)]]... [METHOD [ARGUMENT]...]\n"
+                   "\n"
+                   "  -c KEY=VALUE   pass a Config text; a bare -c KEY prints the value\n"
+                   "  -p NAME=VALUE  set a property by its public name\n"
+                   "  -g NAME        print a property\n"
+                   "  --json         print the outcome as one JSON document\n"
+                   "  --properties   list the properties of this build\n"
+                   "\nmethods:\n");
   for (const MethodEntry& method : Methods())
     std::fprintf(to, "  %s %s\n", method.name, method.usage);
 }
@@ -55,8 +54,7 @@ void SplitIndexed(const std::string& text, std::string& name, int& index) {
   index = -1;
   name = text;
   const size_t open = text.find_first_of("([");
-  if (open == std::string::npos)
-    return;
+  if (open == std::string::npos) return;
   name = text.substr(0, open);
   index = std::atoi(text.c_str() + open + 1);
 }
@@ -73,8 +71,8 @@ int ParseArguments(int argc, char** argv, Options& options) {
       std::exit(0);
     } else if (arg == "--properties") {
       for (const PropertyInfo& info : Quillon::Properties())
-        std::printf("%3d %s%s%s%s\n", info.id, info.name.c_str(),
-                    info.indexName.empty() ? "" : "(", info.indexName.c_str(),
+        std::printf("%3d %s%s%s%s\n", info.id, info.name.c_str(), info.indexName.empty() ? "" : "(",
+                    info.indexName.c_str(),
                     info.indexName.empty() ? (info.readOnly ? "  read-only" : "")
                                            : (info.readOnly ? ")  read-only" : ")"));
       std::exit(0);
@@ -83,7 +81,7 @@ int ParseArguments(int argc, char** argv, Options& options) {
         std::fprintf(stderr, "quillon: %s needs a value\n", arg.c_str());
         return 2;
       }
-      const auto kind = arg == "-c" ? Step::kConfig
+      const auto kind = arg == "-c"   ? Step::kConfig
                         : arg == "-p" ? Step::kSetProperty
                                       : Step::kGetProperty;
       const std::string value = argv[++i];
@@ -110,8 +108,7 @@ int ParseArguments(int argc, char** argv, Options& options) {
     options.arguments.assign(argv + i + 1, argv + argc);
     const size_t n = options.arguments.size();
     if (n < options.method->minArguments || n > options.method->maxArguments) {
-      std::fprintf(stderr, "quillon: usage: %s %s\n", options.method->name,
-                   options.method->usage);
+      std::fprintf(stderr, "quillon: usage: %s %s\n", options.method->name, options.method->usage);
       return 2;
     }
   }
@@ -126,8 +123,7 @@ int RunStep(Quillon& component, const Step& step,
     const int rc = component.Config(step.text, &answer);
     if (rc == 0 && step.text.find('=') == std::string::npos) {
       values.emplace_back(step.text, answer);
-      if (print)
-        std::printf("%s\n", answer.c_str());
+      if (print) std::printf("%s\n", answer.c_str());
     }
     return rc;
   }
@@ -144,8 +140,7 @@ int RunStep(Quillon& component, const Step& step,
   const int rc = component.GetProperty(name, index, value);
   if (rc == 0) {
     values.emplace_back(step.text, value);
-    if (print)
-      std::printf("%s\n", value.c_str());
+    if (print) std::printf("%s\n", value.c_str());
   }
   return rc;
 }
@@ -154,8 +149,7 @@ int RunStep(Quillon& component, const Step& step,
 
 int main(int argc, char** argv) {
   Options options;
-  if (int rc = ParseArguments(argc, argv, options); rc != 0)
-    return rc;
+  if (int rc = ParseArguments(argc, argv, options); rc != 0) return rc;
 
   Quillon component;
   EventLog events(!options.json);
@@ -165,11 +159,9 @@ int main(int argc, char** argv) {
   int rc = 0;
   for (const Step& step : options.steps) {
     rc = RunStep(component, step, values, !options.json);
-    if (rc != 0)
-      break;
+    if (rc != 0) break;
   }
-  if (rc == 0 && options.method)
-    rc = options.method->run(component, options.arguments);
+  if (rc == 0 && options.method) rc = options.method->run(component, options.arguments);
 
   if (options.json) {
     JsonWriter json;
@@ -189,10 +181,8 @@ int main(int argc, char** argv) {
     json.EndObject();
     std::fputs(json.Text().c_str(), stdout);
   } else {
-    if (rc == 0)
-      PrintTextReport(component);
-    if (rc == 0 && options.method)
-      std::printf("%s: OK\n", options.method->name);
+    if (rc == 0) PrintTextReport(component);
+    if (rc == 0 && options.method) std::printf("%s: OK\n", options.method->name);
   }
   if (rc != 0) {
     std::fprintf(stderr, "quillon: error %d: %s\n", rc, component.ErrorDescription().c_str());

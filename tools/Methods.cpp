@@ -27,8 +27,7 @@ const std::vector<MethodEntry>& Methods() {
 
 const MethodEntry* FindMethod(const std::string& name) {
   for (const MethodEntry& method : Methods())
-    if (strcasecmp(method.name, name.c_str()) == 0)
-      return &method;
+    if (strcasecmp(method.name, name.c_str()) == 0) return &method;
   return nullptr;
 }
 

@@ -21,8 +21,8 @@ namespace quillon {
 enum class PropertyType { Text, Integer, Boolean, Enumeration, Bytes };
 
 struct PropertyInfo {
-  int id;                // the member's id; also its place in the public table
-  std::string name;      // the public name, such as "ServiceRootURI"
+  int id;           // the member's id; also its place in the public table
+  std::string name; // the public name, such as "ServiceRootURI"
   PropertyType type;
   bool readOnly;
   std::string indexName; // the name of the index for an indexed property, else empty

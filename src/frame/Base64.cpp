@@ -11,16 +11,11 @@ constexpr char kStandard[] = "ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwx
 constexpr char kUrlSafe[] = "ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789-_";
 
 int DecodeValue(char c, bool urlSafe) {
-  if (c >= 'A' && c <= 'Z')
-    return c - 'A';
-  if (c >= 'a' && c <= 'z')
-    return c - 'a' + 26;
-  if (c >= '0' && c <= '9')
-    return c - '0' + 52;
-  if (c == (urlSafe ? '-' : '+'))
-    return 62;
-  if (c == (urlSafe ? '_' : '/'))
-    return 63;
+  if (c >= 'A' && c <= 'Z') return c - 'A';
+  if (c >= 'a' && c <= 'z') return c - 'a' + 26;
+  if (c >= '0' && c <= '9') return c - '0' + 52;
+  if (c == (urlSafe ? '-' : '+')) return 62;
+  if (c == (urlSafe ? '_' : '/')) return 63;
   return -1;
 }
 } // namespace
@@ -29,16 +24,14 @@ int Base64Encode(BufStrBase& out, const void* bytes, int count, bool wrap, int l
                  bool urlSafe) {
   const unsigned char* in = static_cast<const unsigned char*>(bytes);
   const char* alphabet = urlSafe ? kUrlSafe : kStandard;
-  if (count < 0 || (count > 0 && !in))
-    count = 0;
+  if (count < 0 || (count > 0 && !in)) count = 0;
   const int bytesPerLine = wrap && lineLength > 0 && lineLength % 4 == 0 ? lineLength / 4 * 3 : 48;
 
   // Reserve the whole output at once; padding and line breaks included.
   const long long groups = (count + 2LL) / 3;
   const long long breaks = wrap && count > 0 ? (count - 1LL) / bytesPerLine : 0;
   const int start = out.Length();
-  if (groups * 4 + breaks * 2 + start >= 0x7FFFFFFF)
-    return errOutOfMemory;
+  if (groups * 4 + breaks * 2 + start >= 0x7FFFFFFF) return errOutOfMemory;
   if (int rc = out.Resize(start + static_cast<int>(groups * 4 + breaks * 2), nullptr); rc)
     return rc;
   char* p = out.Data() + start;
@@ -71,11 +64,9 @@ int Base64Decode(BufStrBase& inout, bool urlSafe) {
   int bits = 0;
   for (int i = 0; i < length; ++i) {
     const char c = data[i];
-    if (c == '=' || c == 0)
-      break;
+    if (c == '=' || c == 0) break;
     const int value = DecodeValue(c, urlSafe);
-    if (value < 0)
-      continue;
+    if (value < 0) continue;
     accumulator = (accumulator << 6) | static_cast<unsigned>(value);
     bits += 6;
     if (bits >= 8) {

@@ -11,11 +11,12 @@
 
 namespace quillon {
 
-BufStrBase::~BufStrBase() { MemFree(heap); }
+BufStrBase::~BufStrBase() {
+  MemFree(heap);
+}
 
 int BufStrBase::Resize(int newLength, const char* source) {
-  if (newLength < 0)
-    newLength = 0;
+  if (newLength < 0) newLength = 0;
 
   if (newLength <= inlineLimit) {
     char* inlineBytes = InlineStore();
@@ -33,27 +34,23 @@ int BufStrBase::Resize(int newLength, const char* source) {
   }
 
   long long target = static_cast<long long>(newLength) + newLength / 2;
-  if (target >= INT_MAX)
-    target = INT_MAX - 1;
+  if (target >= INT_MAX) target = INT_MAX - 1;
   if (newLength > capacity) {
     const size_t blockSize = static_cast<size_t>(target) + 1;
     if (source) {
       // Allocate before freeing: `source` may lie in the old block.
       char* block = static_cast<char*>(MemAlloc(blockSize));
-      if (!block)
-        return errOutOfMemory;
+      if (!block) return errOutOfMemory;
       std::memmove(block, source, static_cast<size_t>(newLength));
       MemFree(heap);
       heap = block;
     } else if (heap) {
       char* block = static_cast<char*>(MemRealloc(heap, blockSize));
-      if (!block)
-        return errOutOfMemory;
+      if (!block) return errOutOfMemory;
       heap = block;
     } else {
       char* block = static_cast<char*>(MemAlloc(blockSize));
-      if (!block)
-        return errOutOfMemory;
+      if (!block) return errOutOfMemory;
       std::memcpy(block, InlineStore(), static_cast<size_t>(length));
       heap = block;
     }
@@ -67,41 +64,35 @@ int BufStrBase::Resize(int newLength, const char* source) {
 }
 
 int BufStrBase::Assign(const char* text) {
-  if (!text)
-    return Resize(0, nullptr);
+  if (!text) return Resize(0, nullptr);
   return Resize(static_cast<int>(std::strlen(text)), text);
 }
 
 int BufStrBase::Append(const char* bytes, int count) {
-  if (!bytes || count < 1)
-    return errNone;
+  if (!bytes || count < 1) return errNone;
   // The bytes may come from this very buffer (a line buffer appends from its free area), and a
   // resize may move the buffer, so remember them by offset.
   const char* base = Data();
   const bool inside = bytes >= base && bytes <= base + capacity;
   const ptrdiff_t offset = bytes - base;
   const int oldLength = length;
-  if (static_cast<long long>(oldLength) + count >= INT_MAX)
-    return errOutOfMemory;
+  if (static_cast<long long>(oldLength) + count >= INT_MAX) return errOutOfMemory;
   if (inside && offset + count > oldLength) {
     // Bytes from the free area beyond the length would not survive the move to the heap or the
     // new terminator: take a copy first.
     BufStr copy;
-    if (copy.Assign(bytes, count) != errNone)
-      return errOutOfMemory;
+    if (copy.Assign(bytes, count) != errNone) return errOutOfMemory;
     return Append(copy.Data(), count);
   }
   int rc = Resize(oldLength + count, nullptr);
-  if (rc != errNone)
-    return rc;
+  if (rc != errNone) return rc;
   const char* from = inside ? Data() + offset : bytes;
   std::memmove(Data() + oldLength, from, static_cast<size_t>(count));
   return errNone;
 }
 
 int BufStrBase::AppendText(const char* text) {
-  if (!text)
-    return errNone;
+  if (!text) return errNone;
   return Append(text, static_cast<int>(std::strlen(text)));
 }
 
@@ -113,8 +104,7 @@ int BufStrBase::AppendDecimal(int64_t value) {
     digits[n++] = static_cast<char>('0' + magnitude % 10);
     magnitude /= 10;
   } while (magnitude);
-  if (value < 0)
-    digits[n++] = '-';
+  if (value < 0) digits[n++] = '-';
   char text[24];
   for (int i = 0; i < n; ++i)
     text[i] = digits[n - 1 - i];
@@ -133,8 +123,7 @@ void BufStrBase::Clear() {
 }
 
 void BufStrBase::DropFront(int count) {
-  if (count < 1)
-    return;
+  if (count < 1) return;
   if (count >= length) {
     Resize(0, nullptr);
     return;
@@ -143,25 +132,21 @@ void BufStrBase::DropFront(int count) {
 }
 
 int BufStrBase::Find(std::string_view needle, int start) const {
-  if (start < 0)
-    return -1;
-  if (needle.empty())
-    return 0;
-  if (start >= length)
-    return -1;
+  if (start < 0) return -1;
+  if (needle.empty()) return 0;
+  if (start >= length) return -1;
   size_t at = View().find(needle, static_cast<size_t>(start));
   return at == std::string_view::npos ? -1 : static_cast<int>(at);
 }
 
-bool BufStrBase::EndsWith(std::string_view needle) const { return View().ends_with(needle); }
+bool BufStrBase::EndsWith(std::string_view needle) const {
+  return View().ends_with(needle);
+}
 
 int BufStrBase::Mid(int start, int end) {
-  if (start < 0 || end < 0 || start >= length)
-    return errIndex;
-  if (end > length)
-    end = length;
-  if (end <= start)
-    return Resize(0, nullptr);
+  if (start < 0 || end < 0 || start >= length) return errIndex;
+  if (end > length) end = length;
+  if (end <= start) return Resize(0, nullptr);
   return Resize(end - start, Data() + start);
 }
 
@@ -173,8 +158,7 @@ void BufStrBase::Trim() {
     ++begin;
   while (end > begin && static_cast<signed char>(bytes[end - 1]) <= 32)
     --end;
-  if (begin == 0 && end == length)
-    return;
+  if (begin == 0 && end == length) return;
   Resize(end - begin, bytes + begin);
 }
 
@@ -186,23 +170,20 @@ void BufStrBase::StripChar(char c) {
     ++begin;
   while (end > begin && bytes[end - 1] == c)
     --end;
-  if (begin == 0 && end == length)
-    return;
+  if (begin == 0 && end == length) return;
   Resize(end - begin, bytes + begin);
 }
 
 void BufStrBase::ToUpper() {
   char* bytes = Data();
   for (int i = 0; i < length; ++i)
-    if (bytes[i] >= 'a' && bytes[i] <= 'z')
-      bytes[i] = static_cast<char>(bytes[i] - 32);
+    if (bytes[i] >= 'a' && bytes[i] <= 'z') bytes[i] = static_cast<char>(bytes[i] - 32);
 }
 
 void BufStrBase::ToLower() {
   char* bytes = Data();
   for (int i = 0; i < length; ++i)
-    if (bytes[i] >= 'A' && bytes[i] <= 'Z')
-      bytes[i] = static_cast<char>(bytes[i] + 32);
+    if (bytes[i] >= 'A' && bytes[i] <= 'Z') bytes[i] = static_cast<char>(bytes[i] + 32);
 }
 
 } // namespace quillon

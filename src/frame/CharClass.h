@@ -18,10 +18,18 @@ enum CharClassBit : uint8_t {
 
 extern const std::array<uint8_t, 256> kCharClass;
 
-inline bool IsDigitChar(char c) { return kCharClass[static_cast<uint8_t>(c)] & ccDigit; }
-inline bool IsHexChar(char c) { return kCharClass[static_cast<uint8_t>(c)] & ccHex; }
-inline bool IsAlphaChar(char c) { return kCharClass[static_cast<uint8_t>(c)] & (ccUpper | ccLower); }
-inline bool IsBlankChar(char c) { return kCharClass[static_cast<uint8_t>(c)] & ccBlank; }
+inline bool IsDigitChar(char c) {
+  return kCharClass[static_cast<uint8_t>(c)] & ccDigit;
+}
+inline bool IsHexChar(char c) {
+  return kCharClass[static_cast<uint8_t>(c)] & ccHex;
+}
+inline bool IsAlphaChar(char c) {
+  return kCharClass[static_cast<uint8_t>(c)] & (ccUpper | ccLower);
+}
+inline bool IsBlankChar(char c) {
+  return kCharClass[static_cast<uint8_t>(c)] & ccBlank;
+}
 inline char LowerChar(char c) {
   return kCharClass[static_cast<uint8_t>(c)] & ccUpper ? static_cast<char>(c + 32) : c;
 }

@@ -76,8 +76,7 @@ constexpr SocketErrorRow kSocketErrors[] = {
 
 const char* SocketErrorText(int code) {
   for (const SocketErrorRow* row = kSocketErrors; row->code; ++row)
-    if (row->code == code)
-      return row->text;
+    if (row->code == code) return row->text;
   return nullptr;
 }
 } // namespace
@@ -114,8 +113,7 @@ void ComponentCore::SetErrorSystem(const char* text) {
 }
 
 int ComponentCore::DescribeError(int code) {
-  if (code == 0)
-    return 0;
+  if (code == 0) return 0;
   if (code == 301) {
     lastError.Assign("Interrupted.");
     return code;
@@ -124,8 +122,7 @@ int ComponentCore::DescribeError(int code) {
     lastError.Assign("Out of memory.");
     return code;
   }
-  if (!lastError.IsEmpty())
-    return code;
+  if (!lastError.IsEmpty()) return code;
   lastError.AppendChar('[');
   lastError.AppendDecimal(code);
   lastError.AppendText("] ");
@@ -141,46 +138,38 @@ void ComponentCore::ResetCore() {
 
 int ComponentCore::ConfigText(const char* text, const char** result) {
   const char* ignored;
-  if (!result)
-    result = &ignored;
+  if (!result) result = &ignored;
   *result = "";
   ConfigRequest request;
-  if (int rc = request.Parse(text); rc != errNone)
-    return rc;
+  if (int rc = request.Parse(text); rc != errNone) return rc;
   return Config(request, result);
 }
 
 int ComponentCore::Config(ConfigRequest& request, const char** result) {
   const BufStrBase& name = request.name;
   if (EqualsNoCase(name.View(), "CodePage")) {
-    if (request.isGet)
-      return ReturnSigned(result, codePage);
+    if (request.isGet) return ReturnSigned(result, codePage);
     codePage = static_cast<int32_t>(ParseConfigNumber(request.value.Data()));
     return errNone;
   }
   if (EqualsNoCase(name.View(), "CharsetMode")) {
-    if (request.isGet)
-      return ReturnSigned(result, charsetMode);
+    if (request.isGet) return ReturnSigned(result, charsetMode);
     charsetMode = static_cast<int8_t>(ParseConfigNumber(request.value.Data()));
     return errNone;
   }
   if (EqualsNoCase(name.View(), "LogDebugFile")) {
-    if (request.isGet)
-      return ReturnText(result, logFile);
-    if (logFile.Assign(request.value) != errNone)
-      return errOutOfMemory;
+    if (request.isGet) return ReturnText(result, logFile);
+    if (logFile.Assign(request.value) != errNone) return errOutOfMemory;
     logEnabled = !logFile.IsEmpty();
     return errNone;
   }
   if (EqualsNoCase(name.View(), "LogDebugOption")) {
-    if (request.isGet)
-      return ReturnUnsigned(result, logOption);
+    if (request.isGet) return ReturnUnsigned(result, logOption);
     logOption = static_cast<uint32_t>(ParseConfigNumber(request.value.Data()));
     return errNone;
   }
   if (EqualsNoCase(name.View(), "LastError")) {
-    if (request.isGet)
-      return ReturnText(result, lastError);
+    if (request.isGet) return ReturnText(result, lastError);
     return errNone;
   }
   *result = "";
@@ -214,8 +203,7 @@ int ComponentCore::ReturnInt64(const char** out, int64_t value) {
 }
 
 int ComponentCore::LogTraffic(const char* label, const char* bytes, int count) {
-  if (!logEnabled)
-    return errNone;
+  if (!logEnabled) return errNone;
   const platform::LocalTime now = platform::GetLocalTime();
   char stamp[64];
   std::snprintf(stamp, sizeof stamp, "[%04d/%02d/%02d %02d:%02d:%02d] ", now.year, now.month,
@@ -232,21 +220,16 @@ int ComponentCore::LogTraffic(const char* label, const char* bytes, int count) {
   head.AppendText(" bytes)\r\n");
 
   FileHandle file;
-  if (int rc = file.OpenAppend(logFile.Data()); rc != errNone)
-    return rc;
-  if (file.Write(head.Data(), head.Length()) != errNone)
-    return errFileWrite;
+  if (int rc = file.OpenAppend(logFile.Data()); rc != errNone) return rc;
+  if (file.Write(head.Data(), head.Length()) != errNone) return errFileWrite;
   if (logOption & 1) {
     BufStr dump;
-    if (HexDump(bytes, count, dump) != errNone)
-      return errOutOfMemory;
-    if (file.Write(dump.Data(), dump.Length()) != errNone)
-      return errFileWrite;
+    if (HexDump(bytes, count, dump) != errNone) return errOutOfMemory;
+    if (file.Write(dump.Data(), dump.Length()) != errNone) return errFileWrite;
   } else if (file.Write(bytes, count) != errNone) {
     return errFileWrite;
   }
-  if (file.Write("\r\n", 2) != errNone)
-    return errFileWrite;
+  if (file.Write("\r\n", 2) != errNone) return errFileWrite;
   return errNone;
 }
 

@@ -61,20 +61,19 @@ public:
   void SetEventSink(EventSink* sink) { eventSink = sink; }
   // The sink, told the code page, ready for one event; null when there is none.
   EventSink* SinkForEvent() {
-    if (eventSink)
-      eventSink->SetCodePage(codePage);
+    if (eventSink) eventSink->SetCodePage(codePage);
     return eventSink;
   }
 
   // Fields
-  int32_t pendingError = 0; // code left by an operation whose own result is no code
-  int32_t codePage = 0;     // CodePage; 0 is the default code page
-  BufStr lastError;         // text of the latest failure; empty when none
-  BufStr configResult;      // text handed back by the latest Config call
-  BufStr20 logFile;         // LogDebugFile
-  int32_t logEnabled = 0;   // true while logFile is not empty
-  uint32_t logOption = 0;   // LogDebugOption: bit 0 hex dump, bit 1 no traffic records
-  int8_t charsetMode = 0;   // CharsetMode: 1 skips trail bytes of double-byte characters
+  int32_t pendingError = 0;       // code left by an operation whose own result is no code
+  int32_t codePage = 0;           // CodePage; 0 is the default code page
+  BufStr lastError;               // text of the latest failure; empty when none
+  BufStr configResult;            // text handed back by the latest Config call
+  BufStr20 logFile;               // LogDebugFile
+  int32_t logEnabled = 0;         // true while logFile is not empty
+  uint32_t logOption = 0;         // LogDebugOption: bit 0 hex dump, bit 1 no traffic records
+  int8_t charsetMode = 0;         // CharsetMode: 1 skips trail bytes of double-byte characters
   EventSink* eventSink = nullptr; // receives the events for the host; null when none
 };
 

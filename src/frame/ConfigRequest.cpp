@@ -12,7 +12,9 @@
 namespace quillon {
 
 namespace {
-bool IsConfigBlank(char c) { return c == ' ' || c == '\t'; }
+bool IsConfigBlank(char c) {
+  return c == ' ' || c == '\t';
+}
 } // namespace
 
 int ConfigRequest::Parse(const char* text) {
@@ -21,8 +23,7 @@ int ConfigRequest::Parse(const char* text) {
   indexText.Clear();
   index = -1;
   isGet = false;
-  if (!text)
-    return errNone;
+  if (!text) return errNone;
 
   BufStr20 work;
   bool inIndex = false;
@@ -33,8 +34,7 @@ int ConfigRequest::Parse(const char* text) {
       if (c == ']' || c == ')') {
         inIndex = false;
         index = ParseDec32(work.Data());
-        if (indexText.Assign(work) != errNone)
-          return errOutOfMemory;
+        if (indexText.Assign(work) != errNone) return errOutOfMemory;
       } else if (work.AppendChar(c) != errNone) {
         return errOutOfMemory;
       }
@@ -54,12 +54,10 @@ int ConfigRequest::Parse(const char* text) {
   const char* end = begin + std::strlen(begin);
   while (begin < end && IsConfigBlank(*begin))
     ++begin;
-  if (begin < end && *begin == '"')
-    ++begin;
+  if (begin < end && *begin == '"') ++begin;
   while (end > begin && IsConfigBlank(end[-1]))
     --end;
-  if (end > begin && end[-1] == '"')
-    --end;
+  if (end > begin && end[-1] == '"') --end;
   return value.Assign(begin, static_cast<int>(end - begin));
 }
 

@@ -7,10 +7,10 @@
 namespace quillon {
 
 struct ConfigRequest {
-  BufStr name;      // the setting's name, without the index
-  BufStr value;     // the value, without surrounding blanks and one pair of quotes
-  BufStr indexText; // the text between the brackets
-  int index = -1;   // that text as a number; -1 when the name has no index
+  BufStr name;        // the setting's name, without the index
+  BufStr value;       // the value, without surrounding blanks and one pair of quotes
+  BufStr indexText;   // the text between the brackets
+  int index = -1;     // that text as a number; -1 when the name has no index
   bool isGet = false; // true when the text holds no '='
 
   // Parses `text`; null gives an empty request that is no get, "" an empty get.

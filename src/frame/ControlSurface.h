@@ -39,8 +39,8 @@ template <auto Member> int SetTextField(QuillonCore& core, int, const PropertyVa
 }
 template <auto Member>
 constexpr PropertyRow TextFieldRow(int id, const char* name, bool readOnly = false) {
-  return {id, name, PropertyType::Text, readOnly, nullptr, 0, &GetTextField<Member>,
-          readOnly ? nullptr : &SetTextField<Member>};
+  return {id,      name, PropertyType::Text,    readOnly,
+          nullptr, 0,    &GetTextField<Member>, readOnly ? nullptr : &SetTextField<Member>};
 }
 
 // The tables of the areas, each in the order of the ids.

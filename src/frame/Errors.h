@@ -6,29 +6,29 @@ namespace quillon {
 
 enum FrameError : int {
   errNone = 0,
-  errUnknownConfig = -1,     // no link of the Config chain knows the key
-  errFileOpenRead = 3,       // FileHandle::OpenRead could not open the file
-  errFileOpenWrite = 4,      // OpenCreate, OpenNew or OpenAppend could not open the file
-  errFileClosed = 5,         // read or write on a closed FileHandle
-  errFileRead = 6,           // read failed; the handle is closed
-  errFileWrite = 7,          // write failed; the handle is closed
-  errFileSeek = 8,           // seek after open failed
-  errFileShortRead = 10,     // fewer bytes than asked for; the handle is closed
-  errBusy = 143,             // an action was asked for while another runs
-  errOutOfMemory = 200,      // an allocation failed; DescribeError supplies the text
-  errXPath = 207,            // a path that the cursor cannot follow
-  errInterrupted = 301,      // a wait ended by timeout or by the host; "Timeout." or "Interrupted."
-  errFileNotOpened = 302,    // a file named by the host could not be opened
-  errIndex = 432,            // an index or name outside a string or list
-  errCodePage = 434,         // a text could not be converted to or from the code page
+  errUnknownConfig = -1,  // no link of the Config chain knows the key
+  errFileOpenRead = 3,    // FileHandle::OpenRead could not open the file
+  errFileOpenWrite = 4,   // OpenCreate, OpenNew or OpenAppend could not open the file
+  errFileClosed = 5,      // read or write on a closed FileHandle
+  errFileRead = 6,        // read failed; the handle is closed
+  errFileWrite = 7,       // write failed; the handle is closed
+  errFileSeek = 8,        // seek after open failed
+  errFileShortRead = 10,  // fewer bytes than asked for; the handle is closed
+  errBusy = 143,          // an action was asked for while another runs
+  errOutOfMemory = 200,   // an allocation failed; DescribeError supplies the text
+  errXPath = 207,         // a path that the cursor cannot follow
+  errInterrupted = 301,   // a wait ended by timeout or by the host; "Timeout." or "Interrupted."
+  errFileNotOpened = 302, // a file named by the host could not be opened
+  errIndex = 432,         // an index or name outside a string or list
+  errCodePage = 434,      // a text could not be converted to or from the code page
 };
 
 // Failures of the control surface itself, numbered as a COM host sees them (0x800A0000 | n).
 enum SurfaceError : int {
-  errValueOutOfRange = 380,  // "Value is out of range." for an enumeration outside its values
-  errArrayIndex = 381,       // "Invalid array index." for an index outside an indexed property
-  errReadOnly = 383,         // "Property is read-only."
-  errUnknownMember = 438,    // a property name that the component does not have
+  errValueOutOfRange = 380, // "Value is out of range." for an enumeration outside its values
+  errArrayIndex = 381,      // "Invalid array index." for an index outside an indexed property
+  errReadOnly = 383,        // "Property is read-only."
+  errUnknownMember = 438,   // a property name that the component does not have
 };
 
 } // namespace quillon

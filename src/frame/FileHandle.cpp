@@ -10,8 +10,7 @@ namespace quillon {
 namespace {
 // Converts a wide path to bytes; an unconvertible path opens nothing.
 bool WidePath(BufStr& out, const WideChar* path) {
-  if (WideToBytes(out, path, kUtf8CodePage) != errNone)
-    return false;
+  if (WideToBytes(out, path, kUtf8CodePage) != errNone) return false;
   return true;
 }
 } // namespace
@@ -24,8 +23,7 @@ void FileHandle::Close() {
 int FileHandle::OpenRead(const char* path, int64_t offset) {
   Close();
   handle = platform::FileOpenRead(path);
-  if (handle < 0)
-    return errFileOpenRead;
+  if (handle < 0) return errFileOpenRead;
   if (offset != 0 && !platform::FileSeek(handle, offset, 1)) {
     Close();
     return errFileSeek;
@@ -46,11 +44,9 @@ int FileHandle::OpenNew(const char* path) {
 }
 
 int FileHandle::OpenAppend(const char* path) {
-  if (OpenNew(path) == errNone)
-    return errNone;
+  if (OpenNew(path) == errNone) return errNone;
   handle = platform::FileOpenReadWrite(path);
-  if (handle < 0)
-    return errFileOpenWrite;
+  if (handle < 0) return errFileOpenWrite;
   if (!platform::FileSeek(handle, 0, 2)) {
     Close();
     return errFileSeek;
@@ -79,8 +75,7 @@ int FileHandle::OpenAppendW(const WideChar* path) {
 }
 
 int FileHandle::ReadExact(void* buffer, int count) {
-  if (handle < 0)
-    return errFileClosed;
+  if (handle < 0) return errFileClosed;
   char* p = static_cast<char*>(buffer);
   int done = 0;
   while (done < count) {
@@ -99,17 +94,14 @@ int FileHandle::ReadExact(void* buffer, int count) {
 }
 
 int FileHandle::ReadAll(BufStrBase& out) {
-  if (handle < 0)
-    return errFileClosed;
+  if (handle < 0) return errFileClosed;
   out.Resize(0, nullptr);
   const int64_t size = platform::FileSize(handle);
   int chunk = size > 0 && size < 0x7FFF0000 ? static_cast<int>(size) + 1 : 65536;
   while (true) {
     const int start = out.Length();
-    if (static_cast<long long>(start) + chunk >= 0x7FFFFFFF)
-      return errOutOfMemory;
-    if (out.Resize(start + chunk, nullptr) != errNone)
-      return errOutOfMemory;
+    if (static_cast<long long>(start) + chunk >= 0x7FFFFFFF) return errOutOfMemory;
+    if (out.Resize(start + chunk, nullptr) != errNone) return errOutOfMemory;
     long n = platform::FileRead(handle, out.Data() + start, static_cast<size_t>(chunk));
     if (n < 0) {
       out.Resize(start, nullptr);
@@ -117,8 +109,7 @@ int FileHandle::ReadAll(BufStrBase& out) {
       return errFileRead;
     }
     out.Resize(start + static_cast<int>(n), nullptr);
-    if (n == 0)
-      return errNone;
+    if (n == 0) return errNone;
     chunk = 65536;
   }
 }
@@ -128,8 +119,7 @@ int FileHandle::WriteText(const char* text) {
 }
 
 int FileHandle::Write(const void* bytes, int count) {
-  if (handle < 0)
-    return errFileClosed;
+  if (handle < 0) return errFileClosed;
   if (count > 0 && !platform::FileWriteAll(handle, bytes, static_cast<size_t>(count))) {
     Close();
     return errFileWrite;
@@ -137,6 +127,8 @@ int FileHandle::Write(const void* bytes, int count) {
   return errNone;
 }
 
-int64_t FileHandle::Size() const { return handle < 0 ? -1 : platform::FileSize(handle); }
+int64_t FileHandle::Size() const {
+  return handle < 0 ? -1 : platform::FileSize(handle);
+}
 
 } // namespace quillon

@@ -22,9 +22,9 @@ public:
   void Property(const char* name, const char* typeName, int32_t* nullable) override;
   void SetCookie(const char* name, const char* value, const char* expires, const char* domain,
                  const char* path, int32_t* secure) override;
-  void SSLServerAuthentication(const char* certEncoded, int32_t certLength,
-                               const char* certSubject, const char* certIssuer,
-                               const char* status, int32_t* accept) override;
+  void SSLServerAuthentication(const char* certEncoded, int32_t certLength, const char* certSubject,
+                               const char* certIssuer, const char* status,
+                               int32_t* accept) override;
   void SSLStatus(const char* message) override;
   void StartTransfer(int16_t* direction) override;
   void Status(const char* httpVersion, int16_t* statusCode, const char* description) override;

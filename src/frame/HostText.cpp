@@ -8,18 +8,17 @@
 namespace quillon {
 
 namespace {
-bool IsUtf8(int codePage) { return codePage == 0 ? DefaultCodePage() == kUtf8CodePage
-                                                 : codePage == kUtf8CodePage; }
+bool IsUtf8(int codePage) {
+  return codePage == 0 ? DefaultCodePage() == kUtf8CodePage : codePage == kUtf8CodePage;
+}
 } // namespace
 
 int HostToEngine(BufStrBase& out, std::string_view text, int codePage, bool exact) {
   if (!exact) {
     const size_t nul = text.find('\0');
-    if (nul != std::string_view::npos)
-      text = text.substr(0, nul);
+    if (nul != std::string_view::npos) text = text.substr(0, nul);
   }
-  if (exact || IsUtf8(codePage))
-    return out.Assign(text);
+  if (exact || IsUtf8(codePage)) return out.Assign(text);
   return ConvertCodePage(out, text, kUtf8CodePage, codePage);
 }
 
@@ -29,8 +28,7 @@ int EngineToHost(std::string& out, std::string_view bytes, int codePage) {
     return errNone;
   }
   BufStr converted;
-  if (int rc = ConvertCodePage(converted, bytes, codePage, kUtf8CodePage); rc != errNone)
-    return rc;
+  if (int rc = ConvertCodePage(converted, bytes, codePage, kUtf8CodePage); rc != errNone) return rc;
   out.assign(converted.Data(), static_cast<size_t>(converted.Length()));
   return errNone;
 }

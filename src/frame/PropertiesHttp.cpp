@@ -18,6 +18,8 @@ const PropertyRow kRows[] = {
 };
 } // namespace
 
-std::span<const PropertyRow> HttpProperties() { return kRows; }
+std::span<const PropertyRow> HttpProperties() {
+  return kRows;
+}
 
 } // namespace quillon

@@ -18,6 +18,8 @@ const PropertyRow kRows[] = {
 };
 } // namespace
 
-std::span<const PropertyRow> ODataProperties() { return kRows; }
+std::span<const PropertyRow> ODataProperties() {
+  return kRows;
+}
 
 } // namespace quillon

@@ -19,8 +19,7 @@ std::array<std::span<const PropertyRow>, 2> AllTables() {
 const PropertyRow* FindProperty(std::string_view name) {
   for (std::span<const PropertyRow> table : AllTables())
     for (const PropertyRow& row : table)
-      if (SameNoCase(name, row.name))
-        return &row;
+      if (SameNoCase(name, row.name)) return &row;
   return nullptr;
 }
 

@@ -26,11 +26,9 @@ public:
   // The element at `i`, constructed on first read when its slot is empty. Null for an index
   // outside the list, and when memory for a new element cannot be had.
   T* At(int i) {
-    if (i < 0 || i >= count)
-      return nullptr;
+    if (i < 0 || i >= count) return nullptr;
     T*& slot = Slots()[i];
-    if (!slot)
-      slot = new (std::nothrow) T();
+    if (!slot) slot = new (std::nothrow) T();
     return slot;
   }
   // The element at `i` if it has been made, without making one.
@@ -55,10 +53,10 @@ private:
   T* const* Slots() const { return heap ? heap : inlineSlots; }
   void DestroyFrom(int n);
 
-  int count = 0;                  // elements in use; slots below it may still be null
-  int capacity = kInlineSlots;    // 20 while inline, else the heap array's size
-  T* inlineSlots[kInlineSlots];   // the slots while the list has never outgrown them
-  T** heap = nullptr;             // the slot array once count has exceeded 20
+  int count = 0;                // elements in use; slots below it may still be null
+  int capacity = kInlineSlots;  // 20 while inline, else the heap array's size
+  T* inlineSlots[kInlineSlots]; // the slots while the list has never outgrown them
+  T** heap = nullptr;           // the slot array once count has exceeded 20
 };
 
 template <class T> void PtrList<T>::DestroyFrom(int n) {
@@ -70,10 +68,8 @@ template <class T> void PtrList<T>::DestroyFrom(int n) {
 }
 
 template <class T> int PtrList<T>::Resize(int n) {
-  if (n < 0)
-    n = 0;
-  if (n < count)
-    DestroyFrom(n);
+  if (n < 0) n = 0;
+  if (n < count) DestroyFrom(n);
 
   if (n > kInlineSlots) {
     if (n > capacity) {
@@ -104,13 +100,10 @@ template <class T> int PtrList<T>::Resize(int n) {
 }
 
 template <class T> int PtrList<T>::Insert(int position, const T& source) {
-  if (position < 0)
-    return -1;
-  if (position > count)
-    position = count;
+  if (position < 0) return -1;
+  if (position > count) position = count;
   T* element = new (std::nothrow) T();
-  if (!element)
-    return errOutOfMemory;
+  if (!element) return errOutOfMemory;
   const int oldCount = count;
   int rc = Resize(oldCount + 1);
   if (rc != errNone) {
@@ -125,8 +118,7 @@ template <class T> int PtrList<T>::Insert(int position, const T& source) {
 }
 
 template <class T> void PtrList<T>::RemoveAt(int i) {
-  if (i < 0 || i >= count)
-    return;
+  if (i < 0 || i >= count) return;
   T** slots = Slots();
   delete slots[i];
   std::memmove(slots + i, slots + i + 1, sizeof(T*) * static_cast<size_t>(count - i - 1));
@@ -136,8 +128,7 @@ template <class T> void PtrList<T>::RemoveAt(int i) {
 
 template <class T> void PtrList<T>::Clear() {
   DestroyFrom(0);
-  if (heap)
-    MemFree(heap);
+  if (heap) MemFree(heap);
   heap = nullptr;
   std::memset(inlineSlots, 0, sizeof inlineSlots);
   count = 0;

@@ -40,7 +40,9 @@ Quillon::Quillon() : impl(std::make_unique<Impl>()) {}
 
 Quillon::~Quillon() = default;
 
-void Quillon::SetEventHandler(QuillonEvents* handler) { impl->sink.SetHandler(handler); }
+void Quillon::SetEventHandler(QuillonEvents* handler) {
+  impl->sink.SetHandler(handler);
+}
 
 int Quillon::GetProperty(std::string_view name, std::string& value) {
   return GetProperty(name, -1, value);
@@ -49,20 +51,16 @@ int Quillon::GetProperty(std::string_view name, std::string& value) {
 int Quillon::GetProperty(std::string_view name, int index, std::string& value) {
   QuillonCore& core = impl->core;
   const PropertyRow* row = FindProperty(name);
-  if (!row)
-    return core.Fail(errUnknownMember, "Unknown property.");
+  if (!row) return core.Fail(errUnknownMember, "Unknown property.");
   PropertyValue held;
   core.pendingError = 0;
   int rc = row->get(core, index, held);
-  if (rc == errNone)
-    rc = core.pendingError;
-  if (rc != errNone)
-    return impl->Result(rc);
+  if (rc == errNone) rc = core.pendingError;
+  if (rc != errNone) return impl->Result(rc);
   switch (row->type) {
   case PropertyType::Text: {
     std::string_view bytes = held.text.View();
-    if (!IsCountedText(row->id))
-      bytes = bytes.substr(0, bytes.find('\0'));
+    if (!IsCountedText(row->id)) bytes = bytes.substr(0, bytes.find('\0'));
     return impl->Result(EngineToHost(value, bytes, core.codePage));
   }
   case PropertyType::Bytes:
@@ -86,10 +84,8 @@ int Quillon::SetProperty(std::string_view name, std::string_view value) {
 int Quillon::SetProperty(std::string_view name, int index, std::string_view value) {
   QuillonCore& core = impl->core;
   const PropertyRow* row = FindProperty(name);
-  if (!row)
-    return core.Fail(errUnknownMember, "Unknown property.");
-  if (row->readOnly || !row->set)
-    return core.Fail(errReadOnly, "Property is read-only.");
+  if (!row) return core.Fail(errUnknownMember, "Unknown property.");
+  if (row->readOnly || !row->set) return core.Fail(errReadOnly, "Property is read-only.");
   PropertyValue held;
   switch (row->type) {
   case PropertyType::Text:
@@ -131,19 +127,21 @@ std::vector<PropertyInfo> Quillon::Properties() {
 int Quillon::Config(std::string_view configurationString, std::string* result) {
   QuillonCore& core = impl->core;
   BufStr text;
-  if (int rc = impl->ToEngine(text, configurationString); rc != errNone)
-    return impl->Result(rc);
+  if (int rc = impl->ToEngine(text, configurationString); rc != errNone) return impl->Result(rc);
   const char* answer = "";
   const int rc = core.ConfigText(text.Data(), &answer);
   // The answer is handed back even when the engine's result is a failure.
-  if (result && EngineToHost(*result, answer, core.codePage) != errNone)
-    result->clear();
+  if (result && EngineToHost(*result, answer, core.codePage) != errNone) result->clear();
   return impl->Result(rc);
 }
 
-int Quillon::QueryService() { return impl->Result(impl->core.QueryService()); }
+int Quillon::QueryService() {
+  return impl->Result(impl->core.QueryService());
+}
 
-int Quillon::GetSchema() { return impl->Result(impl->core.GetSchema()); }
+int Quillon::GetSchema() {
+  return impl->Result(impl->core.GetSchema());
+}
 
 int Quillon::CustomRequest(std::string_view httpMethod, std::string_view url,
                            std::string_view postData) {
@@ -151,8 +149,7 @@ int Quillon::CustomRequest(std::string_view httpMethod, std::string_view url,
   for (auto [out, in] : {std::pair<BufStrBase*, std::string_view>{&method, httpMethod},
                          {&target, url},
                          {&body, postData}})
-    if (int rc = impl->ToEngine(*out, in); rc != errNone)
-      return impl->Result(rc);
+    if (int rc = impl->ToEngine(*out, in); rc != errNone) return impl->Result(rc);
   return impl->Result(impl->core.CustomRequest(method.Data(), target.Data(), body.Data()));
 }
 
@@ -164,10 +161,8 @@ std::string Quillon::ErrorDescription() const {
 }
 
 uint32_t Quillon::FailureValue(int code) {
-  if (code == 0)
-    return 0;
-  if (code == errOutOfMemory)
-    return 0x800A0007u;
+  if (code == 0) return 0;
+  if (code == errOutOfMemory) return 0x800A0007u;
   if (code == errValueOutOfRange || code == errArrayIndex || code == errReadOnly ||
       code == errUnknownMember)
     return 0x800A0000u | static_cast<uint32_t>(code);

@@ -31,8 +31,7 @@ int UrlEncodeTo(BufStrBase& out, std::string_view text, const UrlSafeTable& safe
   for (char ch : text) {
     const uint8_t byte = static_cast<uint8_t>(ch);
     if (used > static_cast<int>(sizeof run) - 3) {
-      if (int rc = out.Append(run, used); rc != errNone)
-        return rc;
+      if (int rc = out.Append(run, used); rc != errNone) return rc;
       used = 0;
     }
     if (byte >= 32 && byte < 128 && (safeTable[byte - 32] & 1)) {

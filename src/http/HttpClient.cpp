@@ -44,8 +44,7 @@ int HttpClient::RunAction(int action) {
   StatusCode = 0;
   StatusDescription.Resize(0, nullptr);
   ResponseVersion.Resize(0, nullptr);
-  if (action == actInterrupt)
-    return errNone;
+  if (action == actInterrupt) return errNone;
   if (action == actReset) {
     TransferredData.Resize(0, nullptr);
     GetOn302Redirect = 0;
@@ -55,16 +54,15 @@ int HttpClient::RunAction(int action) {
 }
 
 void HttpClient::FireHeader(const char* field, const char* value) {
-  if (EventSink* sink = SinkForEvent())
-    sink->Header(EventText(field), EventText(value));
+  if (EventSink* sink = SinkForEvent()) sink->Header(EventText(field), EventText(value));
 }
 
 void HttpClient::FireSetCookie(const char* name, const char* value, const char* expires,
                                const char* domain, const char* path, bool secure) {
   if (EventSink* sink = SinkForEvent()) {
     int32_t flag = secure ? 1 : 0;
-    sink->SetCookie(EventText(name), EventText(value), EventText(expires),
-                    EventText(domain), EventText(path), &flag);
+    sink->SetCookie(EventText(name), EventText(value), EventText(expires), EventText(domain),
+                    EventText(path), &flag);
   }
 }
 

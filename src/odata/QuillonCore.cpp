@@ -19,14 +19,12 @@ int QuillonCore::Config(ConfigRequest& request, const char** result) {
   if (EqualsNoCase(name, "TransferredHeaders") && request.isGet)
     return ReturnText(result, TransferredHeaders);
   if (EqualsNoCase(name, "NameAndEmailFormat")) {
-    if (request.isGet)
-      return ReturnSigned(result, nameAndEmailFormat);
+    if (request.isGet) return ReturnSigned(result, nameAndEmailFormat);
     nameAndEmailFormat = static_cast<int32_t>(ParseConfigNumber(request.value.Data()));
     return ReturnText(result, "0");
   }
   if (EqualsNoCase(name, "EncodeResourcePath")) {
-    if (request.isGet)
-      return ReturnSigned(result, encodeResourcePath ? 1 : 0);
+    if (request.isGet) return ReturnSigned(result, encodeResourcePath ? 1 : 0);
     encodeResourcePath = IsTrueText(request.value.Data()) ? 1 : 0;
     return errNone;
   }
@@ -40,8 +38,7 @@ void QuillonCore::FireEntry(const char* id, const char* title, const char* summa
 }
 
 void QuillonCore::FireEntity(const char* name) {
-  if (EventSink* sink = SinkForEvent())
-    sink->Entity(EventText(name));
+  if (EventSink* sink = SinkForEvent()) sink->Entity(EventText(name));
 }
 
 void QuillonCore::FireProperty(const char* name, const char* typeName, bool nullable) {

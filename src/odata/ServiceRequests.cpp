@@ -19,19 +19,15 @@
 namespace quillon {
 
 int QuillonCore::AppendPath(BufStrBase& url, std::string_view text, bool encode) {
-  if (text.empty())
-    return errNone;
+  if (text.empty()) return errNone;
   if (!url.EndsWith("/"))
-    if (int rc = url.AppendChar('/'); rc != errNone)
-      return rc;
+    if (int rc = url.AppendChar('/'); rc != errNone) return rc;
   return encode ? UrlEncodeTo(url, text, UrlSafeValue) : url.Append(text);
 }
 
 int QuillonCore::AppendQuery(BufStrBase& url, std::string_view text, bool encode) {
-  if (text.empty())
-    return errNone;
-  if (int rc = url.AppendChar(url.Find("?") < 0 ? '?' : '&'); rc != errNone)
-    return rc;
+  if (text.empty()) return errNone;
+  if (int rc = url.AppendChar(url.Find("?") < 0 ? '?' : '&'); rc != errNone) return rc;
   return encode ? UrlEncodeTo(url, text, UrlSafeQuery) : url.Append(text);
 }
 
@@ -51,13 +47,11 @@ int QuillonCore::QueryService() {
   rc = rc ? rc : AppendPath(url, ResourcePath.View(), encodeResourcePath != 0);
   rc = rc ? rc : AppendQuery(url, OtherQueryOptions.View(), true);
   for (const Option& option : options) {
-    if (rc || option.value.IsEmpty())
-      continue;
+    if (rc || option.value.IsEmpty()) continue;
     rc = AppendQuery(url, option.name, false);
     rc = rc ? rc : UrlEncodeTo(url, option.value.View(), UrlSafeValue);
   }
-  if (rc)
-    return DescribeError(rc);
+  if (rc) return DescribeError(rc);
   return RunRequest(actGet, url.Data(), nullptr, 0);
 }
 
@@ -66,11 +60,9 @@ int QuillonCore::GetSchema() {
     return Fail(errNoServiceRoot, "The ServiceRootURI must be set before get schema.");
   BufStr url;
   int rc = url.Assign(ServiceRootURI);
-  if (!rc && url.Find("$metadata") < 0)
-    rc = AppendPath(url, "$metadata", false);
+  if (!rc && url.Find("$metadata") < 0) rc = AppendPath(url, "$metadata", false);
   rc = rc ? rc : AppendQuery(url, OtherQueryOptions.View(), true);
-  if (rc)
-    return DescribeError(rc);
+  if (rc) return DescribeError(rc);
   return RunRequest(actGet, url.Data(), nullptr, 0);
 }
 
@@ -89,14 +81,12 @@ int QuillonCore::CustomRequest(const char* httpMethod, const char* url, const ch
   };
   int action = -1;
   for (const MethodRow& row : kMethods)
-    if (method.View() == row.name)
-      action = row.action;
+    if (method.View() == row.name) action = row.action;
   if (action < 0) {
     // MERGE travels with its body by the PUT path; any other method without one by the GET
     // path. Either way the method's name goes out through HTTPMethod, which stays set.
     action = method.View() == "MERGE" ? actPut : actGet;
-    if (HTTPMethod.Assign(method) != errNone)
-      return DescribeError(errOutOfMemory);
+    if (HTTPMethod.Assign(method) != errNone) return DescribeError(errOutOfMemory);
   }
   const int bodyLength = postData ? static_cast<int>(std::strlen(postData)) : 0;
   return RunRequest(action, url, postData, bodyLength);
@@ -104,10 +94,8 @@ int QuillonCore::CustomRequest(const char* httpMethod, const char* url, const ch
 
 int QuillonCore::RunRequest(int action, const char* url, const char* body, int bodyLength) {
   FollowRedirects = 1;
-  if (int rc = SetURL(url, 0); rc != errNone)
-    return rc;
-  if (PostData.Assign(body, body ? bodyLength : 0) != errNone)
-    return DescribeError(errOutOfMemory);
+  if (int rc = SetURL(url, 0); rc != errNone) return rc;
+  if (PostData.Assign(body, body ? bodyLength : 0) != errNone) return DescribeError(errOutOfMemory);
   if (!userHeaders.IsEmpty() && OtherHeaders.Append(userHeaders) != errNone)
     return DescribeError(errOutOfMemory);
 
@@ -121,20 +109,16 @@ int QuillonCore::RunRequest(int action, const char* url, const char* body, int b
     length -= 3;
   }
   BufStr responseBody;
-  if (responseBody.Assign(data, length) != errNone)
-    return DescribeError(errOutOfMemory);
+  if (responseBody.Assign(data, length) != errNone) return DescribeError(errOutOfMemory);
   responseBody.Trim();
 
   if (rc != errNone) {
-    if (responseBody.IsEmpty())
-      return rc;
-    if (rc == errHttpStatus && StatusCode >= 400 && StatusCode <= 499)
-      return rc;
+    if (responseBody.IsEmpty()) return rc;
+    if (rc == errHttpStatus && StatusCode >= 400 && StatusCode <= 499) return rc;
     lastError.Assign(responseBody);
     return errServiceError;
   }
-  if (responseBody.IsEmpty())
-    return errNone;
+  if (responseBody.IsEmpty()) return errNone;
   return DispatchResponse(responseBody);
 }
 

@@ -15,12 +15,21 @@ LocalTime Convert(bool local) {
     ::localtime_r(&seconds, &parts);
   else
     ::gmtime_r(&seconds, &parts);
-  return {parts.tm_year + 1900, parts.tm_mon + 1, parts.tm_mday, parts.tm_hour,
-          parts.tm_min,         parts.tm_sec,     static_cast<int>(now.tv_usec / 1000)};
+  return {parts.tm_year + 1900,
+          parts.tm_mon + 1,
+          parts.tm_mday,
+          parts.tm_hour,
+          parts.tm_min,
+          parts.tm_sec,
+          static_cast<int>(now.tv_usec / 1000)};
 }
 } // namespace
 
-LocalTime GetLocalTime() { return Convert(true); }
-LocalTime GetUtcTime() { return Convert(false); }
+LocalTime GetLocalTime() {
+  return Convert(true);
+}
+LocalTime GetUtcTime() {
+  return Convert(false);
+}
 
 } // namespace quillon::platform

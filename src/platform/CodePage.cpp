@@ -18,16 +18,16 @@ struct CodePageRow {
 };
 
 constexpr CodePageRow kCodePages[] = {
-    {65001, "UTF-8"},       {1200, "UTF-16LE"},     {1201, "UTF-16BE"},   {12000, "UTF-32LE"},
-    {12001, "UTF-32BE"},    {65000, "UTF-7"},       {20127, "ASCII"},     {1250, "CP1250"},
-    {1251, "CP1251"},       {1252, "CP1252"},       {1253, "CP1253"},     {1254, "CP1254"},
-    {1255, "CP1255"},       {1256, "CP1256"},       {1257, "CP1257"},     {1258, "CP1258"},
-    {28591, "ISO-8859-1"},  {28592, "ISO-8859-2"},  {28593, "ISO-8859-3"}, {28594, "ISO-8859-4"},
-    {28595, "ISO-8859-5"},  {28596, "ISO-8859-6"},  {28597, "ISO-8859-7"}, {28598, "ISO-8859-8"},
+    {65001, "UTF-8"},       {1200, "UTF-16LE"},     {1201, "UTF-16BE"},     {12000, "UTF-32LE"},
+    {12001, "UTF-32BE"},    {65000, "UTF-7"},       {20127, "ASCII"},       {1250, "CP1250"},
+    {1251, "CP1251"},       {1252, "CP1252"},       {1253, "CP1253"},       {1254, "CP1254"},
+    {1255, "CP1255"},       {1256, "CP1256"},       {1257, "CP1257"},       {1258, "CP1258"},
+    {28591, "ISO-8859-1"},  {28592, "ISO-8859-2"},  {28593, "ISO-8859-3"},  {28594, "ISO-8859-4"},
+    {28595, "ISO-8859-5"},  {28596, "ISO-8859-6"},  {28597, "ISO-8859-7"},  {28598, "ISO-8859-8"},
     {28599, "ISO-8859-9"},  {28603, "ISO-8859-13"}, {28605, "ISO-8859-15"}, {932, "CP932"},
-    {936, "CP936"},         {949, "CP949"},         {950, "CP950"},       {54936, "GB18030"},
-    {437, "CP437"},         {850, "CP850"},         {852, "CP852"},       {866, "CP866"},
-    {874, "CP874"},         {20866, "KOI8-R"},      {21866, "KOI8-U"},    {51932, "EUC-JP"},
+    {936, "CP936"},         {949, "CP949"},         {950, "CP950"},         {54936, "GB18030"},
+    {437, "CP437"},         {850, "CP850"},         {852, "CP852"},         {866, "CP866"},
+    {874, "CP874"},         {20866, "KOI8-R"},      {21866, "KOI8-U"},      {51932, "EUC-JP"},
     {50220, "ISO-2022-JP"}, {51949, "EUC-KR"},
 };
 
@@ -45,8 +45,7 @@ struct ConverterCache {
   int next = 0;
   ~ConverterCache() {
     for (CachedConverter& slot : slots)
-      if (slot.codePage >= 0)
-        iconv_close(slot.handle);
+      if (slot.codePage >= 0) iconv_close(slot.handle);
   }
 };
 
@@ -60,22 +59,21 @@ iconv_t Converter(int codePage, bool toWide) {
     }
   }
   const char* name = CodePageName(codePage);
-  if (!name)
-    return reinterpret_cast<iconv_t>(-1);
+  if (!name) return reinterpret_cast<iconv_t>(-1);
   iconv_t handle = toWide ? iconv_open(kWideName, name) : iconv_open(name, kWideName);
-  if (handle == reinterpret_cast<iconv_t>(-1))
-    return handle;
+  if (handle == reinterpret_cast<iconv_t>(-1)) return handle;
   CachedConverter& slot = converterCache.slots[converterCache.next];
   converterCache.next = (converterCache.next + 1) % 6;
-  if (slot.codePage >= 0)
-    iconv_close(slot.handle);
+  if (slot.codePage >= 0) iconv_close(slot.handle);
   slot.codePage = codePage;
   slot.toWide = toWide;
   slot.handle = handle;
   return handle;
 }
 
-int ResolveCodePage(int codePage) { return codePage == 0 ? DefaultCodePage() : codePage; }
+int ResolveCodePage(int codePage) {
+  return codePage == 0 ? DefaultCodePage() : codePage;
+}
 
 // Runs iconv over `in` into `out` (appending), replacing each unconvertible input unit of
 // `unitSize` bytes by `replacement`. Returns false when iconv fails in another way.
@@ -106,28 +104,26 @@ bool RunConversion(iconv_t handle, const char* in, size_t inLength, BufStrBase& 
       }
       continue;
     }
-    if (errno == E2BIG)
-      continue;
-    if (errno != EILSEQ && errno != EINVAL)
-      return false;
+    if (errno == E2BIG) continue;
+    if (errno != EILSEQ && errno != EINVAL) return false;
     // An invalid or unmappable unit, or a truncated sequence at the end: replace and go on.
     const size_t skip = inLeft < unitSize ? inLeft : unitSize;
     inPtr += skip;
     inLeft -= skip;
     out.Append(replacement);
-    if (inLeft == 0)
-      return true;
+    if (inLeft == 0) return true;
   }
 }
 } // namespace
 
-int DefaultCodePage() { return kDefaultCodePage; }
+int DefaultCodePage() {
+  return kDefaultCodePage;
+}
 
 const char* CodePageName(int codePage) {
   codePage = ResolveCodePage(codePage);
   for (const CodePageRow& row : kCodePages)
-    if (row.number == codePage)
-      return row.name;
+    if (row.number == codePage) return row.name;
   return nullptr;
 }
 
@@ -156,9 +152,8 @@ const WideChar* BytesToWide(WidePair& pair, int codePage) {
   iconv_t handle = Converter(ResolveCodePage(codePage), true);
   const char16_t replacement = u'\uFFFD';
   if (pair.bytes.IsEmpty() || handle == reinterpret_cast<iconv_t>(-1) ||
-      !RunConversion(handle, pair.bytes.Data(), static_cast<size_t>(pair.bytes.Length()),
-                     pair.wide, 1,
-                     std::string_view(reinterpret_cast<const char*>(&replacement), 2))) {
+      !RunConversion(handle, pair.bytes.Data(), static_cast<size_t>(pair.bytes.Length()), pair.wide,
+                     1, std::string_view(reinterpret_cast<const char*>(&replacement), 2))) {
     pair.wide.Clear();
   }
   pair.wide.Append("\0\0", 2);
@@ -168,17 +163,13 @@ const WideChar* BytesToWide(WidePair& pair, int codePage) {
 int ConvertCodePage(BufStrBase& out, std::string_view text, int fromCodePage, int toCodePage) {
   fromCodePage = ResolveCodePage(fromCodePage);
   toCodePage = ResolveCodePage(toCodePage);
-  if (!CodePageName(fromCodePage) || !CodePageName(toCodePage))
-    return errCodePage;
-  if (fromCodePage == toCodePage)
-    return out.Assign(text);
+  if (!CodePageName(fromCodePage) || !CodePageName(toCodePage)) return errCodePage;
+  if (fromCodePage == toCodePage) return out.Assign(text);
   WidePair pair;
-  if (pair.bytes.Assign(text) != errNone)
-    return errOutOfMemory;
+  if (pair.bytes.Assign(text) != errNone) return errOutOfMemory;
   const WideChar* wide = BytesToWide(pair, fromCodePage);
   int rc = WideToBytes(out, wide, toCodePage);
-  if (rc == errNone)
-    out.Resize(out.Length() - 1, nullptr); // drop the counted terminator
+  if (rc == errNone) out.Resize(out.Length() - 1, nullptr); // drop the counted terminator
   return rc;
 }
 

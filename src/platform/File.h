@@ -11,9 +11,9 @@ constexpr int kInvalidFile = -1;
 
 // Each returns a descriptor, or kInvalidFile with errno set.
 int FileOpenRead(const char* path);
-int FileOpenReadWrite(const char* path);                 // the file must exist
+int FileOpenReadWrite(const char* path);                     // the file must exist
 int FileCreateAlways(const char* path, uint32_t attributes); // truncates an existing file
-int FileCreateNew(const char* path);                      // fails if the file exists
+int FileCreateNew(const char* path);                         // fails if the file exists
 
 bool FileSeek(int file, int64_t offset, int whence); // whence: 0 start, 1 current, 2 end
 int64_t FileSize(int file);                          // -1 on failure

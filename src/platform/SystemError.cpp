@@ -4,6 +4,8 @@
 
 namespace quillon::platform {
 
-int LastSystemError() { return errno; }
+int LastSystemError() {
+  return errno;
+}
 
 } // namespace quillon::platform

@@ -28,8 +28,7 @@ void SecurePort::ErrorEvent(int errorCode, const char* description) {
 }
 
 void SecurePort::SSLStatusEvent(const char* message) {
-  if (EventSink* sink = SinkForEvent())
-    sink->SSLStatus(EventText(message));
+  if (EventSink* sink = SinkForEvent()) sink->SSLStatus(EventText(message));
 }
 
 bool SecurePort::SSLServerAuthenticationEvent(const char* certEncoded, int certLength,
@@ -38,8 +37,8 @@ bool SecurePort::SSLServerAuthenticationEvent(const char* certEncoded, int certL
   int32_t verdict = accept ? 1 : 0;
   if (EventSink* sink = SinkForEvent())
     sink->SSLServerAuthentication(EventText(certEncoded), certEncoded ? certLength : 0,
-                                  EventText(certSubject), EventText(certIssuer),
-                                  EventText(status), &verdict);
+                                  EventText(certSubject), EventText(certIssuer), EventText(status),
+                                  &verdict);
   return verdict != 0;
 }
 

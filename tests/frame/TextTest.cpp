@@ -14,9 +14,17 @@ TEST(Text, NumberParsingStopsAtTheFirstOtherCharacter) {
     int32_t hex;
   };
   const Row rows[] = {
-      {nullptr, 0, 0},     {"", 0, 0},         {"12ab", 12, 0x12ab}, {"-", 0, 0},
-      {"+7", 7, 7},        {"-15", -15, -0x15}, {"ff", 0, 255},      {"FFz", 0, 255},
-      {" 5", 0, 0},        {"0x10", 0, 0},     {"2147483648", -2147483647 - 1, 0x47483648},
+      {nullptr, 0, 0},
+      {"", 0, 0},
+      {"12ab", 12, 0x12ab},
+      {"-", 0, 0},
+      {"+7", 7, 7},
+      {"-15", -15, -0x15},
+      {"ff", 0, 255},
+      {"FFz", 0, 255},
+      {" 5", 0, 0},
+      {"0x10", 0, 0},
+      {"2147483648", -2147483647 - 1, 0x47483648},
   };
   for (const Row& row : rows) {
     EXPECT_EQ(ParseDec32(row.text), row.dec) << (row.text ? row.text : "(null)");

@@ -100,9 +100,9 @@ TEST_F(ServiceRequests, CustomRequestPicksTheActionByMethod) {
     const char* httpMethod; // HTTPMethod after the call
   };
   const Row rows[] = {
-      {"get", actGet, ""},     {nullptr, actGet, ""},  {"", actGet, ""},
-      {"Delete", actDelete, ""}, {"HEAD", actHead, ""}, {"post", actPost, ""},
-      {"PUT", actPut, ""},     {"merge", actPut, "MERGE"}, {"patch", actGet, "PATCH"},
+      {"get", actGet, ""},       {nullptr, actGet, ""},      {"", actGet, ""},
+      {"Delete", actDelete, ""}, {"HEAD", actHead, ""},      {"post", actPost, ""},
+      {"PUT", actPut, ""},       {"merge", actPut, "MERGE"}, {"patch", actGet, "PATCH"},
   };
   for (const Row& row : rows) {
     RecordingCore fresh;
@@ -136,13 +136,15 @@ TEST_F(ServiceRequests, UserHeadersTravelWithOneRequestOnly) {
 TEST_F(ServiceRequests, FailedStatusesBecome151Or902) {
   SetRoot("http://h/svc");
   // A 4xx keeps its status text and its body unparsed.
-  core.answer = {errHttpStatus, 404, "<error>not found</error>", "HTTP protocol error. 404 Not Found."};
+  core.answer = {errHttpStatus, 404, "<error>not found</error>",
+                 "HTTP protocol error. 404 Not Found."};
   EXPECT_EQ(core.QueryService(), errHttpStatus);
   EXPECT_STREQ(core.LastErrorText(), "HTTP protocol error. 404 Not Found.");
   EXPECT_EQ(core.TransferredData.View(), "<error>not found</error>");
 
   // Any other failure with a body reports the trimmed body, BOM and outer blanks removed.
-  core.answer = {errHttpStatus, 500, "\xEF\xBB\xBF  Internal failure\r\n", "HTTP protocol error. 500"};
+  core.answer = {errHttpStatus, 500, "\xEF\xBB\xBF  Internal failure\r\n",
+                 "HTTP protocol error. 500"};
   EXPECT_EQ(core.QueryService(), errServiceError);
   EXPECT_STREQ(core.LastErrorText(), "Internal failure");
 

@@ -53,8 +53,9 @@ TEST(CodePage, BytesToWideReplacesWhatItCannotRead) {
 }
 
 TEST(CodePage, WindowsNumbersMapToConverters) {
-  for (int codePage : {65001, 1250, 1251, 1252, 1253, 1254, 1255, 1256, 1257, 1258, 28591, 28592,
-                       28593, 28594, 28595, 28596, 28597, 28598, 28599, 20127, 932, 936, 949, 950}) {
+  for (int codePage :
+       {65001, 1250,  1251,  1252,  1253,  1254,  1255,  1256,  1257, 1258, 28591, 28592,
+        28593, 28594, 28595, 28596, 28597, 28598, 28599, 20127, 932,  936,  949,   950}) {
     BufStr out;
     EXPECT_EQ(WideToBytes(out, u"A", codePage), 0) << codePage;
     EXPECT_EQ(out.View(), std::string_view("A", 2)) << codePage;

@@ -9,8 +9,7 @@ std::string CorpusDir() {
   const char* fromEnvironment = std::getenv("QUILLON_CORPUS");
   std::string dir = fromEnvironment && *fromEnvironment ? fromEnvironment : QUILLON_CORPUS_DIR;
   struct stat info;
-  if (::stat(dir.c_str(), &info) != 0 || !S_ISDIR(info.st_mode))
-    return {};
+  if (::stat(dir.c_str(), &info) != 0 || !S_ISDIR(info.st_mode)) return {};
   return dir;
 }
 

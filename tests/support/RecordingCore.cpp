@@ -15,8 +15,7 @@ int RecordingCore::RunAction(int action) {
 
   StatusCode = answer.statusCode;
   TransferredData.Assign(answer.body);
-  if (answer.result != 0)
-    SetLastErrorText(answer.statusText.c_str());
+  if (answer.result != 0) SetLastErrorText(answer.statusText.c_str());
   return answer.result;
 }
 

@@ -16,12 +16,10 @@ struct CliRun {
 
 CliRun RunCli(const std::string& arguments) {
   const char* cli = std::getenv("QUILLON_CLI");
-  if (!cli)
-    return {-1, "QUILLON_CLI is not set"};
+  if (!cli) return {-1, "QUILLON_CLI is not set"};
   const std::string command = std::string(cli) + " " + arguments + " 2>&1";
   FILE* pipe = popen(command.c_str(), "r");
-  if (!pipe)
-    return {-1, "popen failed"};
+  if (!pipe) return {-1, "popen failed"};
   std::string out;
   std::array<char, 4096> buffer;
   size_t n;
