@@ -3,6 +3,7 @@
 // and capacity and is what functions accept; BufStrN<Limit> adds the inline array.
 #pragma once
 
+#include <cassert>
 #include <cstdint>
 #include <string_view>
 
@@ -66,16 +67,16 @@ public:
   void ToLower();
 
 protected:
-  explicit BufStrBase(int limit) : heap(nullptr), length(0), capacity(limit), inlineLimit(limit) {}
-  ~BufStrBase();
-
-private:
   // The inline array of the leaf class follows this base directly, as in LLVM's SmallVector.
   char* InlineStore() { return reinterpret_cast<char*>(this) + sizeof(BufStrBase); }
   const char* InlineStore() const {
     return reinterpret_cast<const char*>(this) + sizeof(BufStrBase);
   }
 
+  explicit BufStrBase(int limit) : heap(nullptr), length(0), capacity(limit), inlineLimit(limit) {}
+  ~BufStrBase();
+
+private:
   char* heap;      // the heap block while the text lives there, else null; capacity + 1 bytes
   int length;      // bytes in use, not counting the terminator
   int capacity;    // inlineLimit while inline; the longest text the heap block can hold
@@ -85,6 +86,7 @@ private:
 template <int Limit> class BufStrN final : public BufStrBase {
 public:
   BufStrN() : BufStrBase(Limit) {
+    assert(store == InlineStore() && "the inline array must follow the base directly");
     store[0] = 0;
     store[1] = 0;
     store[Limit] = 0;
@@ -93,7 +95,8 @@ public:
   using BufStrBase::operator=;
 
 private:
-  char store[Limit + 1];
+  // Aligned so that it starts exactly at the end of the base, never in its tail padding.
+  alignas(alignof(BufStrBase)) char store[Limit + 1];
 };
 
 using BufStr = BufStrN<99>;
