@@ -156,6 +156,11 @@ int BodyDecoder::Start(std::string_view contentEncoding, const char** failure) {
 int BodyDecoder::Decode(const char* bytes, int length, bool& needMore, const char** failure) {
   needMore = false;
   DecodedPiece.Resize(0, nullptr);
+  if (!IsActive()) {
+    if (DecodedPiece.Append(bytes, length) != errNone)
+      return Failed(errOutOfMemory, kNoMemory, failure);
+    return errNone;
+  }
   const uint8_t* input = reinterpret_cast<const uint8_t*>(bytes);
   int inputLength = length > 0 ? length : 0;
 

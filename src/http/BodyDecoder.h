@@ -32,9 +32,10 @@ public:
   // coding; any other value, a list among them, keeps the coding as it was. The stream restarts
   // in every case. 0, or 151 when the stream cannot be set up.
   int Start(std::string_view contentEncoding, const char** failure);
-  // Decodes one piece into `DecodedPiece`, emptied first. `needMore` is set while the gzip header
-  // is incomplete; the piece is then kept and nothing is decoded. 0, 102 for a bad gzip header or
-  // one longer than kMaxGzipHeader, 151 for data that does not inflate, 200.
+  // Decodes one piece into `DecodedPiece`, emptied first; without a coding the piece is copied
+  // as it came. `needMore` is set while the gzip header is incomplete; the piece is then kept
+  // and nothing is decoded. 0, 102 for a bad gzip header or one longer than kMaxGzipHeader, 151
+  // for data that does not inflate, 200.
   int Decode(const char* bytes, int length, bool& needMore, const char** failure);
 
   bool IsActive() const { return ContentCoding != codingNone; }

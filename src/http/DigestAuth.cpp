@@ -88,7 +88,7 @@ int ParseDigestChallenge(DigestState& state, std::string_view params) {
     while (at < params.size() && IsSpaceOrTab(params[at]))
       ++at;
     if (at == params.size()) break;
-    // name=value, the name taken as it stands up to the "=", blanks before it included.
+    // name=value; blanks between the name and the "=" stay in the name.
     size_t equals = params.find('=', at);
     if (equals == std::string_view::npos) equals = params.size();
     const std::string_view name = params.substr(at, equals - at);

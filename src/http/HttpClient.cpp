@@ -26,12 +26,14 @@ int HttpClient::Config(ConfigRequest& request, const char** result) {
   if (EqualsNoCase(name, "Authorization"))
     return request.isGet ? ReturnText(result, Authorization) : SetAuthorization(value);
   if (EqualsNoCase(name, "AllowHTTPCompression")) {
-    if (request.isGet) return ReturnSigned(result, AllowHTTPCompression);
+    if (request.isGet)
+      return ReturnSigned(result, AllowHTTPCompression);
     AllowHTTPCompression = IsTrueText(value) ? 1 : 0;
     return errNone;
   }
   if (EqualsNoCase(name, "ProxyAuthScheme")) {
-    if (request.isGet) return ReturnSigned(result, ProxyAuthScheme);
+    if (request.isGet)
+      return ReturnSigned(result, ProxyAuthScheme);
     return SetProxyAuthScheme(static_cast<int>(ParseConfigNumber(request.value.Data())));
   }
   if (EqualsNoCase(name, "ProxyUser"))
@@ -42,7 +44,8 @@ int HttpClient::Config(ConfigRequest& request, const char** result) {
     return request.isGet ? ReturnText(result, ProxyAuthorization)
                          : ProxyAuthorization.Assign(value);
   if (EqualsNoCase(name, "DontClearCookiesOnUrlChange")) {
-    if (request.isGet) return ReturnText(result, DontClearCookiesOnUrlChange ? "True" : "False");
+    if (request.isGet)
+      return ReturnText(result, DontClearCookiesOnUrlChange ? "True" : "False");
     DontClearCookiesOnUrlChange = IsTrueText(value) ? 1 : 0;
     return errNone;
   }
@@ -63,7 +66,8 @@ int HttpClient::SetURL(const char* url, int isRedirect) {
     URLPort = DefaultPort;
     return errNone;
   }
-  if (URL.Assign(url) != errNone) return errOutOfMemory;
+  if (URL.Assign(url) != errNone)
+    return errOutOfMemory;
   // Every new target starts a new authentication exchange. Splitting the URL, and with it the
   // clearing of cookies on a change of host or port, comes with the transfer driver.
   ResetDigestState(serverDigest);
@@ -71,7 +75,8 @@ int HttpClient::SetURL(const char* url, int isRedirect) {
   ServerToken.Clear();
   ProxyServerToken.Clear();
   int rc = FormAuthorization();
-  if (rc == errNone) rc = FormProxyAuthorization();
+  if (rc == errNone)
+    rc = FormProxyAuthorization();
   AuthAttempts = 0;
   ProxyAuthAttempts = 0;
   return rc;
@@ -86,7 +91,8 @@ int HttpClient::RunAction(int action) {
   StatusCode = 0;
   StatusDescription.Resize(0, nullptr);
   ResponseVersion.Resize(0, nullptr);
-  if (action == actInterrupt) return errNone;
+  if (action == actInterrupt)
+    return errNone;
   if (action == actReset) {
     TransferredData.Resize(0, nullptr);
     GetOn302Redirect = 0;
@@ -96,15 +102,16 @@ int HttpClient::RunAction(int action) {
 }
 
 void HttpClient::FireHeader(const char* field, const char* value) {
-  if (EventSink* sink = SinkForEvent()) sink->Header(EventText(field), EventText(value));
+  if (EventSink* sink = SinkForEvent())
+    sink->Header(EventText(field), EventText(value));
 }
 
 void HttpClient::FireSetCookie(const char* name, const char* value, const char* expires,
                                const char* domain, const char* path, bool secure) {
   if (EventSink* sink = SinkForEvent()) {
     int32_t flag = secure ? 1 : 0;
-    sink->SetCookie(EventText(name), EventText(value), EventText(expires), EventText(domain),
-                    EventText(path), &flag);
+    sink->SetCookie(EventText(name), EventText(value), EventText(expires),
+                    EventText(domain), EventText(path), &flag);
   }
 }
 

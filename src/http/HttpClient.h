@@ -126,10 +126,10 @@ public:
   virtual void FireEndTransfer(int direction);
 
   // Response headers and cookies
-  StrList ParsedHeaders;  // field, value, field, value ...
-  BufStr20 parsedScratch; // scratch beside ParsedHeaders
-  StrList Cookies;        // seven strings a cookie
-  BufStr HttpCookies;     // the Cookie header text composed for the request
+  StrList ParsedHeaders;   // field, value, field, value ...
+  BufStr20 parsedScratch;  // scratch beside ParsedHeaders
+  StrList Cookies;         // seven strings a cookie
+  BufStr HttpCookies;      // the Cookie header text composed for the request
   int32_t DebugTrace = 0;
 
   // The running exchange
@@ -138,8 +138,8 @@ public:
   uint8_t ProxyAuthScheme = authBasic;
   uint8_t ResponseState = 0;
   int64_t BytesTransferred = 0;
-  BufStr TransferredHeaders; // the response head of the latest exchange
-  BufStr TransferredData;    // the response body of the latest exchange
+  BufStr TransferredHeaders;  // the response head of the latest exchange
+  BufStr TransferredData;     // the response body of the latest exchange
   BufStr ResponseContentType;
   int64_t MaxTransferredData = 0;
   BufStr HeaderScratch;

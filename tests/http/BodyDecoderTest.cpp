@@ -205,6 +205,9 @@ TEST(BodyDecoderTest, RawDeflateAndCodingNames) {
     ASSERT_EQ(decoder.Start(r.value, &failure), errNone);
     EXPECT_EQ(decoder.ContentCoding, r.coding) << "row: \"" << r.value << "\"";
   }
+  // Without a coding the bytes pass as they came.
+  EXPECT_EQ(DecodeAs("br", {"plain ", "text"}), "plain text");
+
   // An unknown value keeps the coding a header before it chose.
   BodyDecoder decoder;
   const char* failure = nullptr;
