@@ -118,7 +118,10 @@ int CipherContext::Transform(const void* data, int offset, int length, BufStrBas
       ++strip;
   } else {
     strip = produced[work.Length() - 1];
-    if (strip > work.Length()) return errPaddingLength;
+    if (strip > work.Length()) {
+      out.Resize(start, nullptr);
+      return errPaddingLength;
+    }
   }
   return out.Resize(out.Length() - strip, nullptr);
 }

@@ -59,11 +59,11 @@ int GetParsedHeaderCount(QuillonCore& core, int, PropertyValue& out) {
   out.number = static_cast<int16_t>(core.ParsedHeaderCount());
   return errNone;
 }
-// `Part` is 0 for the field and 1 for the value.
-template <int Part> int GetParsedHeader(QuillonCore& core, int index, PropertyValue& out) {
+// `Slot` is 0 for the field and 1 for the value.
+template <int Slot> int GetParsedHeader(QuillonCore& core, int index, PropertyValue& out) {
   if (index < 0 || index >= core.ParsedHeaderCount())
     return core.Fail(errArrayIndex, "Invalid array index.");
-  return out.text.Assign(core.ParsedHeaders.At(2 * index + Part));
+  return out.text.Assign(core.ParsedHeaders.At(2 * index + Slot));
 }
 
 int GetIdle(QuillonCore& core, int, PropertyValue& out) {
@@ -71,13 +71,17 @@ int GetIdle(QuillonCore& core, int, PropertyValue& out) {
   return errNone;
 }
 
-constexpr PropertyRow CredentialRow(int id, const char* name, auto member, auto setter) {
-  return {id, name, PropertyType::Text, false, nullptr, 0, member, setter};
+// A text property read as it stands and written through a setter of the HTTP link.
+template <auto Member, int (HttpClient::*Setter)(std::string_view)>
+constexpr PropertyRow SetterRow(int id, const char* name) {
+  PropertyRow row{id, name, PropertyType::Text, false, nullptr, 0, nullptr, nullptr};
+  row.get = &GetTextField<Member>;
+  row.set = &SetThrough<Setter>;
+  return row;
 }
 
 const PropertyRow kRows[] = {
-    CredentialRow(1, "Authorization", &GetTextField<&QuillonCore::Authorization>,
-                  &SetThrough<&HttpClient::SetAuthorization>),
+    SetterRow<&QuillonCore::Authorization, &HttpClient::SetAuthorization>(1, "Authorization"),
     {2, "AuthScheme", PropertyType::Enumeration, false, nullptr, kAuthSchemeLimit, &GetAuthScheme,
      &SetAuthScheme},
     {29, "CookieCount", PropertyType::Integer, false, nullptr, 0, &GetCookieCount, &SetCookieCount},
@@ -98,18 +102,14 @@ const PropertyRow kRows[] = {
      nullptr},
     {67, "ParsedHeaderValue", PropertyType::Text, true, "ParsedHeaderIndex", 0, &GetParsedHeader<1>,
      nullptr},
-    CredentialRow(68, "Password", &GetTextField<&QuillonCore::Password>,
-                  &SetThrough<&HttpClient::SetPassword>),
+    SetterRow<&QuillonCore::Password, &HttpClient::SetPassword>(68, "Password"),
     {69, "ProxyAuthScheme", PropertyType::Enumeration, false, nullptr, kAuthSchemeLimit,
      &GetProxyAuthScheme, &SetProxyAuthScheme},
-    CredentialRow(71, "ProxyPassword", &GetTextField<&QuillonCore::ProxyPassword>,
-                  &SetThrough<&HttpClient::SetProxyPassword>),
-    CredentialRow(75, "ProxyUser", &GetTextField<&QuillonCore::ProxyUser>,
-                  &SetThrough<&HttpClient::SetProxyUser>),
+    SetterRow<&QuillonCore::ProxyPassword, &HttpClient::SetProxyPassword>(71, "ProxyPassword"),
+    SetterRow<&QuillonCore::ProxyUser, &HttpClient::SetProxyUser>(75, "ProxyUser"),
     {134, "TransferredData", PropertyType::Text, true, nullptr, 0,
      &GetTextField<&QuillonCore::TransferredData>, nullptr},
-    CredentialRow(135, "User", &GetTextField<&QuillonCore::User>,
-                  &SetThrough<&HttpClient::SetUser>),
+    SetterRow<&QuillonCore::User, &HttpClient::SetUser>(135, "User"),
     {157, "TransferredDataB", PropertyType::Bytes, true, nullptr, 0,
      &GetTextField<&QuillonCore::TransferredData>, nullptr},
 };

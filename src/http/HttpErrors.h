@@ -4,14 +4,14 @@
 namespace quillon {
 
 enum HttpError : int {
-  errBadGzipHeader = 102, // "The GZIP header is invalid."
-  errHttpStatus = 151,    // a status other than 2xx or 101 that was not retried
-  errDigest = 151,        // "Digest authentication error: unknown qop value."
-  errDecoder = 151,       // "Could not initialize decompressor." or "Could not decompress content."
-  errNoServer = 152,      // "No server specified in URL"
-  errBadScheme = 153,     // a URL scheme or proxy scheme the client cannot use
-  errCookieIndex = 156,   // "Invalid cookie index (out of range)."
-  errTooManyRedirects = 310, // "There were too many redirects."
+  errBadGzipHeader = 102,     // "The GZIP header is invalid."
+  errHttpStatus = 151,        // a status other than 2xx or 101 that was not retried
+  errDigest = 151,            // "Digest authentication error: unknown qop value."
+  errDecoder = 151,           // the decompressor cannot start, or the body does not inflate
+  errNoServer = 152,          // "No server specified in URL"
+  errBadScheme = 153,         // a URL scheme or proxy scheme the client cannot use
+  errCookieIndex = 156,       // "Invalid cookie index (out of range)."
+  errTooManyRedirects = 310,  // "There were too many redirects."
   // The exchange needs the transfer driver, which this build does not have yet.
   errNoTransport = 10043,
 };
