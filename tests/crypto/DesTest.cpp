@@ -59,27 +59,6 @@ TEST(DesTest, Fips81CbcExampleBuiltFromBlocks) {
   EXPECT_EQ(ToHex(sealed), "e5c7cdde872bf27c43e934008c389c0f683788499a7c05f6");
 }
 
-TEST(DesTest, KeyFromSevenBytes) {
-  struct Row {
-    const char* row;
-    const char* seven;
-    const char* eight;
-  };
-  const Row rows[] = {
-      {"all ones", "ffffffffffffff", "fefefefefefefefe"},
-      {"zeros", "00000000000000", "0000000000000000"},
-      {"first bit only", "80000000000000", "8000000000000000"},
-      {"last bit only", "00000000000001", "0000000000000002"},
-      {"bit 7 starts the second byte", "01000000000000", "0080000000000000"},
-  };
-  for (const Row& r : rows) {
-    const std::string seven = FromHex(r.seven);
-    uint8_t eight[8];
-    DesKeyFrom7(reinterpret_cast<const uint8_t*>(seven.data()), eight);
-    EXPECT_EQ(ToHex(std::string(reinterpret_cast<char*>(eight), 8)), r.eight) << "row: " << r.row;
-  }
-}
-
 // The LM hash: the upper-cased password in 14 bytes, each half spread into a key that encrypts
 // "KGS!@#$%". Known values for an empty password and for "password".
 TEST(DesTest, LmHashesThroughKeySpreading) {
