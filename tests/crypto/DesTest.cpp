@@ -1,5 +1,5 @@
 // Single DES against FIPS 81 and the SP 800-20 known answers, and the key spreading that NTLM
-// uses, checked through the LM hash of an empty password.
+// uses, checked through two known LM hashes.
 #include "crypto/Des.h"
 
 #include "HexText.h"
