@@ -4,6 +4,7 @@
 #include "http/HttpClient.h"
 
 #include "frame/Errors.h"
+#include "frame/Text.h"
 #include "http/HttpErrors.h"
 
 namespace quillon {
@@ -17,7 +18,39 @@ HttpClient::HttpClient() {
   HTTPVersion.Assign("1.1");
 }
 
+// The keys of authentication, cookies and decoding; the other settings of the link are still
+// to come and pass down the chain.
 int HttpClient::Config(ConfigRequest& request, const char** result) {
+  const std::string_view name = request.name.View();
+  const std::string_view value = request.value.View();
+  if (EqualsNoCase(name, "Authorization"))
+    return request.isGet ? ReturnText(result, Authorization) : SetAuthorization(value);
+  if (EqualsNoCase(name, "AllowHTTPCompression")) {
+    if (request.isGet)
+      return ReturnSigned(result, AllowHTTPCompression);
+    AllowHTTPCompression = IsTrueText(value) ? 1 : 0;
+    return errNone;
+  }
+  if (EqualsNoCase(name, "ProxyAuthScheme")) {
+    if (request.isGet)
+      return ReturnSigned(result, ProxyAuthScheme);
+    return SetProxyAuthScheme(static_cast<int>(ParseConfigNumber(request.value.Data())));
+  }
+  if (EqualsNoCase(name, "ProxyUser"))
+    return request.isGet ? ReturnText(result, ProxyUser) : SetProxyUser(value);
+  if (EqualsNoCase(name, "ProxyPassword"))
+    return request.isGet ? ReturnText(result, ProxyPassword) : SetProxyPassword(value);
+  if (EqualsNoCase(name, "ProxyAuthorization"))
+    return request.isGet ? ReturnText(result, ProxyAuthorization)
+                         : ProxyAuthorization.Assign(value);
+  if (EqualsNoCase(name, "DontClearCookiesOnUrlChange")) {
+    if (request.isGet)
+      return ReturnText(result, DontClearCookiesOnUrlChange ? "True" : "False");
+    DontClearCookiesOnUrlChange = IsTrueText(value) ? 1 : 0;
+    return errNone;
+  }
+  if (EqualsNoCase(name, "HttpCookies"))
+    return request.isGet ? ReturnText(result, HttpCookies) : HttpCookies.Assign(value);
   return TransferPort::Config(request, result);
 }
 
@@ -33,13 +66,27 @@ int HttpClient::SetURL(const char* url, int isRedirect) {
     URLPort = DefaultPort;
     return errNone;
   }
-  return URL.Assign(url) == errNone ? errNone : errOutOfMemory;
+  if (URL.Assign(url) != errNone)
+    return errOutOfMemory;
+  // Every new target starts a new authentication exchange. Splitting the URL, and with it the
+  // clearing of cookies on a change of host or port, comes with the transfer driver.
+  ResetDigestState(serverDigest);
+  ResetDigestState(proxyDigest);
+  ServerToken.Clear();
+  ProxyServerToken.Clear();
+  int rc = FormAuthorization();
+  if (rc == errNone)
+    rc = FormProxyAuthorization();
+  AuthAttempts = 0;
+  ProxyAuthAttempts = 0;
+  return rc;
 }
 
 int HttpClient::RunAction(int action) {
   if (CurrentAction != 0 && action != actInterrupt)
     return Fail(errBusy, "Busy performing current action.");
   ClearLastError();
+  ResetDecoder();
   StatusLine.Resize(0, nullptr);
   StatusCode = 0;
   StatusDescription.Resize(0, nullptr);

@@ -6,9 +6,12 @@
 #include "frame/BufStr.h"
 #include "frame/FileHandle.h"
 #include "frame/StrList.h"
+#include "http/BodyDecoder.h"
+#include "http/DigestAuth.h"
 #include "net/TransferPort.h"
 
 #include <cstdint>
+#include <string_view>
 
 namespace quillon {
 
@@ -32,6 +35,18 @@ enum AuthScheme : uint8_t {
   authOAuth = 6,
 };
 
+// The seven strings of one cookie in Cookies, in this order.
+enum CookieField : int {
+  ckDomain = 0,
+  ckExpires = 1, // the server's text, not parsed
+  ckName = 2,
+  ckPath = 3,
+  ckSecure = 4, // "1" or "0"
+  ckValue = 5,
+  ckKeep = 6, // a decimal flag; records with 0 go on a change of host
+  ckFieldCount = 7,
+};
+
 enum ProxySSLType : uint8_t { psAutomatic = 0, psAlways = 1, psNever = 2, psTunnel = 3 };
 
 class HttpClient : public TransferPort {
@@ -47,6 +62,58 @@ public:
   int SetURL(const char* url, int isRedirect);
   // Runs one action (HttpAction) to its end; 0, 143, 301 or the code of the request.
   virtual int RunAction(int action);
+
+  // Response headers (HttpHeaders.cpp)
+  // Splits one header line as it came: a line whose first byte is a blank or a control (or a
+  // byte from 0x80 up) continues the previous header, with `field` empty and `value` after that
+  // byte; otherwise `field` runs to the first colon outside double quotes and `value` starts
+  // after the colon and its blanks. A line without such a colon is all field.
+  static void SplitHeaderLine(std::string_view line, std::string_view& field,
+                              std::string_view& value);
+  // Records a header in ParsedHeaders. An empty `field` continues the last value, joined with a
+  // tab; with no header before it, or an empty `value`, it is dropped. 0 or 200.
+  int AddParsedHeader(std::string_view field, std::string_view value);
+  int ParsedHeaderCount() const { return ParsedHeaders.Count() / 2; }
+
+  // Cookies (HttpCookies.cpp)
+  // Reads the value of a Set-Cookie header, fires SetCookie and merges the cookie into Cookies.
+  int ParseSetCookie(std::string_view header);
+  // Replaces expires, value and secure of the record with the same name, domain and path (any
+  // case), or appends a new record. 0 or 200; a failed append leaves no partial record.
+  static int AddCookie(StrList& list, std::string_view name, std::string_view value,
+                       std::string_view expires, std::string_view domain, std::string_view path,
+                       bool secure, int keep);
+  // For a move to another host or port: empties the jar but for records with a keep flag, unless
+  // DontClearCookiesOnUrlChange is on.
+  int ClearCookiesOnUrlChange();
+  // Empties lastError; 0 for an index of a cookie, else 156 with its text.
+  int ValidateCookieIndex(int index);
+  int CookieCount() const { return Cookies.Count() / ckFieldCount; }
+
+  // Authentication (HttpAuthBasicDigest.cpp)
+  // Forms Authorization from AuthScheme and the credentials, and ProxyAuthorization from
+  // ProxyAuthScheme and the proxy credentials. 0, 151 with the Digest error text, or 200.
+  int FormAuthorization();
+  int FormProxyAuthorization();
+  // The setters of the credentials and schemes, with their effects on the formed values.
+  int SetUser(std::string_view text);
+  int SetPassword(std::string_view text);
+  int SetProxyUser(std::string_view text);
+  int SetProxyPassword(std::string_view text);
+  int SetAuthScheme(int value);      // the low 8 bits are stored
+  int SetProxyAuthScheme(int value); // the low 8 bits are stored
+  // The caller's own Authorization; AuthScheme becomes authProprietary unless it is that or
+  // authOAuth.
+  int SetAuthorization(std::string_view text);
+
+  // Body decoding (HttpBodyDecoding.cpp); failures leave their text in lastError.
+  void ResetDecoder();
+  // For a content-encoding header while AllowHTTPCompression is on. 0 or 151.
+  int StartDecoder(std::string_view contentEncoding);
+  // Decodes one piece of body when a coding is active; `piece` then views the decoded bytes, valid
+  // until the next call. With `needMore` set the piece was kept and nothing is to be delivered.
+  // 0, 102, 151 or 200.
+  int DecodePiece(const char* bytes, int length, std::string_view& piece, bool& needMore);
 
   // Events to the host
   virtual void FireHeader(const char* field, const char* value);
@@ -147,7 +214,10 @@ public:
   int32_t MaxRedirectAttempts = 20;
   int32_t RedirectsLeft = 20;
   int32_t CreateLocalFileAttributes = 0;
+  DigestState serverDigest; // the challenge of the server and the request it answers
+  DigestState proxyDigest;  // the same for the proxy
   int32_t AllowHTTPCompression = 0;
+  BodyDecoder decoder; // gzip and deflate bodies; active only while a coding was named
   int32_t EncodeURL = 0;
   int32_t UsePlatformHTTPClient = 0;
   int32_t EncodeRedirectLocation = 0;
@@ -163,6 +233,11 @@ public:
   BufStr ContentType;  // Content-Type of the request body
   BufStr PostData;     // the request body
   BufStr OtherHeaders; // extra header lines of the one request being sent, each ending in CRLF
+
+private:
+  // Forms a Digest value of `state` for the current request into `out`.
+  int FormDigest(DigestState& state, const BufStrBase& user, const BufStrBase& password,
+                 BufStrBase& out, bool withAlgorithm);
 };
 
 } // namespace quillon

@@ -1,0 +1,89 @@
+// Single DES against FIPS 81 and the SP 800-20 known answers, and the key spreading that NTLM
+// uses, checked through two known LM hashes.
+#include "crypto/Des.h"
+
+#include "HexText.h"
+
+#include <gtest/gtest.h>
+
+#include <cstring>
+#include <string>
+
+namespace quillon {
+namespace {
+
+using test::FromHex;
+using test::ToHex;
+
+std::string EncryptEcb(const std::string& key, std::string data) {
+  for (size_t at = 0; at + 8 <= data.size(); at += 8)
+    DesEncryptBlock(reinterpret_cast<uint8_t*>(data.data() + at),
+                    reinterpret_cast<const uint8_t*>(key.data()));
+  return ToHex(data);
+}
+
+TEST(DesTest, PublishedVectors) {
+  struct Row {
+    const char* row;
+    const char* key;
+    const char* plain;
+    const char* cipher;
+  };
+  const Row rows[] = {
+      {"FIPS 81 ECB", "0123456789abcdef", "4e6f772069732074 68652074696d6520 666f7220616c6c20",
+       "3fa40e8a984d4815 6a271787ab8883f9 893d51ec4b563b53"},
+      {"SP 800-20 variable text", "0101010101010101", "8000000000000000", "95f8a5e5dd31d900"},
+      {"SP 800-20 variable text, last bit", "0101010101010101", "0000000000000001",
+       "166b40b44aba4bd6"},
+      {"SP 800-20 variable key", "8001010101010101", "0000000000000000", "95a8d72813daa94d"},
+      {"parity bits are ignored", "0000000000000000", "4b47532140232425", "aad3b435b51404ee"},
+      {"parity bits are ignored, set", "0101010101010101", "4b47532140232425", "aad3b435b51404ee"},
+  };
+  for (const Row& r : rows)
+    EXPECT_EQ(EncryptEcb(FromHex(r.key), FromHex(r.plain)), ToHex(FromHex(r.cipher)))
+        << "row: " << r.row;
+}
+
+TEST(DesTest, Fips81CbcExampleBuiltFromBlocks) {
+  const std::string key = FromHex("0123456789abcdef");
+  std::string chain = FromHex("1234567890abcdef");
+  const std::string plain = FromHex("4e6f772069732074 68652074696d6520 666f7220616c6c20");
+  std::string sealed;
+  for (size_t at = 0; at < plain.size(); at += 8) {
+    for (int i = 0; i < 8; ++i)
+      chain[i] = static_cast<char>(chain[i] ^ plain[at + i]);
+    DesEncryptBlock(reinterpret_cast<uint8_t*>(chain.data()),
+                    reinterpret_cast<const uint8_t*>(key.data()));
+    sealed += chain;
+  }
+  EXPECT_EQ(ToHex(sealed), "e5c7cdde872bf27c43e934008c389c0f683788499a7c05f6");
+}
+
+// The LM hash: the upper-cased password in 14 bytes, each half spread into a key that encrypts
+// "KGS!@#$%". Known values for an empty password and for "password".
+TEST(DesTest, LmHashesThroughKeySpreading) {
+  struct Row {
+    const char* password14;
+    const char* expected;
+  };
+  const Row rows[] = {
+      {"", "aad3b435b51404eeaad3b435b51404ee"},
+      {"PASSWORD", "e52cac67419a9a224a3b108f3fa6cb6d"},
+  };
+  for (const Row& r : rows) {
+    uint8_t padded[14] = {};
+    std::memcpy(padded, r.password14, std::strlen(r.password14));
+    std::string hash;
+    for (int half = 0; half < 2; ++half) {
+      uint8_t key[8], block[8];
+      DesKeyFrom7(padded + 7 * half, key);
+      std::memcpy(block, "KGS!@#$%", 8);
+      DesEncryptBlock(block, key);
+      hash.append(reinterpret_cast<char*>(block), 8);
+    }
+    EXPECT_EQ(ToHex(hash), r.expected) << "row: \"" << r.password14 << "\"";
+  }
+}
+
+} // namespace
+} // namespace quillon

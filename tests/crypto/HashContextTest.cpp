@@ -1,0 +1,178 @@
+// Digests against their published vectors: RFC 1319, 1320 and 1321 for MD2, MD4 and MD5, the
+// FIPS 180 examples for the SHA family, the published RIPEMD-160 examples.
+#include "crypto/HashContext.h"
+
+#include "HexText.h"
+#include "crypto/CryptoErrors.h"
+#include "frame/Errors.h"
+
+#include <gtest/gtest.h>
+
+#include <string>
+
+namespace quillon {
+namespace {
+
+using test::FromHex;
+using test::ToHex;
+
+const std::string kAlphabet = "abcdefghijklmnopqrstuvwxyz";
+const std::string kAlphanumeric = "ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789";
+const std::string kDigits80 =
+    "12345678901234567890123456789012345678901234567890123456789012345678901234567890";
+const std::string k448 = "abcdbcdecdefdefgefghfghighijhijkijkljklmklmnlmnomnopnopq";
+const std::string k896 = "abcdefghbcdefghicdefghijdefghijkefghijklfghijklmghijklmnhijklmnoijklmnopj"
+                         "klmnopqklmnopqrlmnopqrsmnopqrstnopqrstu";
+
+struct DigestVector {
+  const char* row;
+  int number;
+  std::string input;
+  const char* expected;
+};
+
+const DigestVector kVectors[] = {
+    {"MD2 empty", digestMd2, "", "8350e5a3e24c153df2275c9f80692773"},
+    {"MD2 a", digestMd2, "a", "32ec01ec4a6dac72c0ab96fb34c0b5d1"},
+    {"MD2 abc", digestMd2, "abc", "da853b0d3f88d99b30283a69e6ded6bb"},
+    {"MD2 message digest", digestMd2, "message digest", "ab4f496bfb2a530b219ff33031fe06b0"},
+    {"MD2 alphabet", digestMd2, kAlphabet, "4e8ddff3650292ab5a4108c3aa47940b"},
+    {"MD2 alphanumeric", digestMd2, kAlphanumeric, "da33def2a42df13975352846c30338cd"},
+    {"MD2 digits", digestMd2, kDigits80, "d5976f79d83d3a0dc9806c3c66f3efd8"},
+    {"MD4 empty", digestMd4, "", "31d6cfe0d16ae931b73c59d7e0c089c0"},
+    {"MD4 a", digestMd4, "a", "bde52cb31de33e46245e05fbdbd6fb24"},
+    {"MD4 abc", digestMd4, "abc", "a448017aaf21d8525fc10ae87aa6729d"},
+    {"MD4 message digest", digestMd4, "message digest", "d9130a8164549fe818874806e1c7014b"},
+    {"MD4 alphabet", digestMd4, kAlphabet, "d79e1c308aa5bbcdeea8ed63df412da9"},
+    {"MD4 alphanumeric", digestMd4, kAlphanumeric, "043f8582f241db351ce627e153e7f0e4"},
+    {"MD4 digits", digestMd4, kDigits80, "e33b4ddc9c38f2199c3e7b164fcc0536"},
+    {"MD5 empty", digestMd5, "", "d41d8cd98f00b204e9800998ecf8427e"},
+    {"MD5 a", digestMd5, "a", "0cc175b9c0f1b6a831c399e269772661"},
+    {"MD5 abc", digestMd5, "abc", "900150983cd24fb0d6963f7d28e17f72"},
+    {"MD5 message digest", digestMd5, "message digest", "f96b697d7cb7938d525a2f31aaf161d0"},
+    {"MD5 alphabet", digestMd5, kAlphabet, "c3fcd3d76192e4007dfb496cca67e13b"},
+    {"MD5 alphanumeric", digestMd5, kAlphanumeric, "d174ab98d277d9f5a5611c2c9f419d9f"},
+    {"MD5 digits", digestMd5, kDigits80, "57edf4a22be3c955ac49da2e2107b67a"},
+    {"SHA-1 abc", digestSha1, "abc", "a9993e364706816aba3e25717850c26c9cd0d89d"},
+    {"SHA-1 448 bits", digestSha1, k448, "84983e441c3bd26ebaae4aa1f95129e5e54670f1"},
+    {"SHA-224 abc", digestSha224, "abc",
+     "23097d223405d8228642a477bda255b32aadbce4bda0b3f7e36c9da7"},
+    {"SHA-224 448 bits", digestSha224, k448,
+     "75388b16512776cc5dba5da1fd890150b0c6455cb4f58b1952522525"},
+    {"SHA-256 abc", digestSha256, "abc",
+     "ba7816bf8f01cfea414140de5dae2223b00361a396177a9cb410ff61f20015ad"},
+    {"SHA-256 448 bits", digestSha256, k448,
+     "248d6a61d20638b8e5c026930c3e6039a33ce45964ff2167f6ecedd419db06c1"},
+    {"SHA-384 abc", digestSha384, "abc",
+     "cb00753f45a35e8bb5a03d699ac65007272c32ab0eded1631a8b605a43ff5bed8086072ba1e7cc2358baeca1"
+     "34c825a7"},
+    {"SHA-384 896 bits", digestSha384, k896,
+     "09330c33f71147e83d192fc782cd1b4753111b173b3b05d22fa08086e3b0f712fcc7c71a557e2db966c3e9fa"
+     "91746039"},
+    {"SHA-512 abc", digestSha512, "abc",
+     "ddaf35a193617abacc417349ae20413112e6fa4e89a97ea20a9eeee64b55d39a2192992a274fc1a836ba3c23"
+     "a3feebbd454d4423643ce80e2a9ac94fa54ca49f"},
+    {"SHA-512 896 bits", digestSha512, k896,
+     "8e959b75dae313da8cf4f72814fc143f8f7779c6eb9f7fa17299aeadb6889018501d289e4900f7e4331b99de"
+     "c4b5433ac7d329eeb6dd26545e96e55b874be909"},
+    {"RIPEMD-160 empty", digestRipemd160, "", "9c1185a5c5e9fc54612808977ee8f548b2258d31"},
+    {"RIPEMD-160 abc", digestRipemd160, "abc", "8eb208f7e05d987a9b044a8e98c6b087f15a0bfc"},
+    {"RIPEMD-160 448 bits", digestRipemd160, k448, "12a053384a9c0c88e405a06c27dcf49ada62eb2b"},
+};
+
+std::string Digest(int number, std::string_view input) {
+  HashContext hash;
+  EXPECT_EQ(hash.Init(number), errNone);
+  EXPECT_EQ(hash.Update(input), errNone);
+  EXPECT_EQ(hash.Final(), errNone);
+  return ToHex(hash.result.View());
+}
+
+TEST(HashContextTest, PublishedVectors) {
+  for (const DigestVector& v : kVectors) {
+    EXPECT_EQ(Digest(v.number, v.input), v.expected) << "row: " << v.row;
+    EXPECT_EQ(HashContext::DigestLength(v.number) * 2, static_cast<int>(strlen(v.expected)))
+        << "row: " << v.row;
+  }
+}
+
+// The own digests buffer partial blocks; every split of the input must give the same digest.
+TEST(HashContextTest, InputSplitAtEveryPointGivesTheSameDigest) {
+  for (const DigestVector& v : kVectors) {
+    for (size_t cut = 0; cut <= v.input.size(); ++cut) {
+      HashContext hash;
+      ASSERT_EQ(hash.Init(v.number), errNone);
+      std::string_view input = v.input;
+      ASSERT_EQ(hash.Update(input.substr(0, cut)), errNone);
+      ASSERT_EQ(hash.Update(input.substr(cut)), errNone);
+      ASSERT_EQ(hash.Final(), errNone);
+      ASSERT_EQ(ToHex(hash.result.View()), v.expected) << "row: " << v.row << ", cut at " << cut;
+    }
+  }
+}
+
+// A million "a" in pieces of a thousand, twice on one context: Final must start a clean run.
+TEST(HashContextTest, MillionBytesInPiecesAndRestartAfterFinal) {
+  struct Row {
+    const char* row;
+    int number;
+    const char* expected;
+  };
+  const Row rows[] = {
+      {"SHA-1", digestSha1, "34aa973cd4c4daa4f61eeb2bdbad27316534016f"},
+      {"MD4", digestMd4, "bbce80cc6bb65e5c6745e30d4eeca9a4"},
+      {"MD2", digestMd2, "8c0a09ff1216ecaf95c8130953c62efd"},
+  };
+  const std::string thousand(1000, 'a');
+  for (const Row& r : rows) {
+    HashContext hash;
+    ASSERT_EQ(hash.Init(r.number), errNone);
+    for (int round = 0; round < 2; ++round) {
+      for (int i = 0; i < 1000; ++i)
+        ASSERT_EQ(hash.Update(thousand), errNone);
+      ASSERT_EQ(hash.Final(), errNone);
+      EXPECT_EQ(ToHex(hash.result.View()), r.expected) << "row: " << r.row << ", round " << round;
+    }
+  }
+}
+
+TEST(HashContextTest, UnknownNumbersAndUseBeforeInit) {
+  HashContext hash;
+  EXPECT_EQ(hash.Update("x", 1), errUnknownAlgorithm);
+  EXPECT_EQ(hash.Final(), errUnknownAlgorithm);
+  for (int number : {-1, 9, 100}) {
+    EXPECT_EQ(hash.Init(number), errUnknownAlgorithm) << "number " << number;
+    EXPECT_EQ(HashContext::DigestLength(number), 0) << "number " << number;
+  }
+  // A failed Init leaves no digest running, even after a good one.
+  ASSERT_EQ(hash.Init(digestMd5), errNone);
+  EXPECT_EQ(hash.Init(42), errUnknownAlgorithm);
+  EXPECT_EQ(hash.Update("x", 1), errUnknownAlgorithm);
+}
+
+TEST(HashContextTest, OneShotForms) {
+  struct Row {
+    const char* row;
+    int (*digest)(BufStrBase&, const void*, int);
+    std::string input;
+    const char* expected;
+  };
+  const Row rows[] = {
+      {"MD5", &Md5Digest, "abc", "900150983cd24fb0d6963f7d28e17f72"},
+      // The NT hash: MD4 of the password in UTF-16LE.
+      {"MD4 of \"password\" in UTF-16LE", &Md4Digest, FromHex("700061007300730077006f0072006400"),
+       "8846f7eaee8fb117ad06bdd830b7586c"},
+      {"SHA-256", &Sha256Digest, "abc",
+       "ba7816bf8f01cfea414140de5dae2223b00361a396177a9cb410ff61f20015ad"},
+  };
+  for (const Row& r : rows) {
+    BufStr out;
+    out.Assign("old text");
+    ASSERT_EQ(r.digest(out, r.input.data(), static_cast<int>(r.input.size())), errNone)
+        << "row: " << r.row;
+    EXPECT_EQ(ToHex(out.View()), r.expected) << "row: " << r.row;
+  }
+}
+
+} // namespace
+} // namespace quillon

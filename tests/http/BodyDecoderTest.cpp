@@ -1,0 +1,337 @@
+// Body decoding: gzip with every optional header field, split at every point, raw deflate, the
+// failures (bad header, zlib-wrapped deflate, corrupt and truncated data, allocation), and the
+// HTTP link's wrappers. Inputs are made here with zlib's compressor.
+#include "http/BodyDecoder.h"
+
+#include "frame/Errors.h"
+#include "frame/Memory.h"
+#include "http/HttpClient.h"
+#include "http/HttpErrors.h"
+#include "odata/QuillonCore.h"
+
+#include <gtest/gtest.h>
+#include <zlib.h>
+
+#include <string>
+
+namespace quillon {
+namespace {
+
+std::string SampleText(size_t length) {
+  std::string text;
+  for (size_t i = 0; text.size() < length; ++i)
+    text += "<entry id=\"" + std::to_string(i * 7919 % 1000) + "\">OData</entry>\n";
+  text.resize(length);
+  return text;
+}
+
+std::string RawDeflate(std::string_view data) {
+  z_stream z{};
+  EXPECT_EQ(deflateInit2(&z, 6, Z_DEFLATED, -MAX_WBITS, 8, Z_DEFAULT_STRATEGY), Z_OK);
+  std::string out(deflateBound(&z, static_cast<uLong>(data.size())), '\0');
+  z.next_in = reinterpret_cast<Bytef*>(const_cast<char*>(data.data()));
+  z.avail_in = static_cast<uInt>(data.size());
+  z.next_out = reinterpret_cast<Bytef*>(out.data());
+  z.avail_out = static_cast<uInt>(out.size());
+  EXPECT_EQ(deflate(&z, Z_FINISH), Z_STREAM_END);
+  out.resize(z.total_out);
+  deflateEnd(&z);
+  return out;
+}
+
+std::string ZlibWrapped(std::string_view data) {
+  uLongf length = compressBound(static_cast<uLong>(data.size()));
+  std::string out(length, '\0');
+  EXPECT_EQ(compress2(reinterpret_cast<Bytef*>(out.data()), &length,
+                      reinterpret_cast<const Bytef*>(data.data()), static_cast<uLong>(data.size()),
+                      6),
+            Z_OK);
+  out.resize(length);
+  return out;
+}
+
+void AppendLittle32(std::string& out, uint32_t value) {
+  for (int i = 0; i < 4; ++i)
+    out += static_cast<char>(value >> (8 * i));
+}
+
+// A gzip member with the optional header fields chosen by `flags` (RFC 1952).
+std::string Gzip(std::string_view data, uint8_t flags = 0) {
+  std::string out("\x1f\x8b\x08", 3);
+  out += static_cast<char>(flags);
+  AppendLittle32(out, 0x5F5E1000); // mtime
+  out += "\x00\x03";               // extra flags, OS Unix
+  out.resize(10);
+  if (flags & 0x04) {
+    out += std::string("\x06\x00", 2);
+    out += std::string("AB\x02\x00xy", 6);
+  }
+  if (flags & 0x08) out += std::string("feed.xml\0", 9);
+  if (flags & 0x10) out += std::string("made for the decoder test\0", 26);
+  if (flags & 0x02) out += "\x12\x34"; // header CRC, not checked
+  out += RawDeflate(data);
+  AppendLittle32(out, static_cast<uint32_t>(crc32(0, reinterpret_cast<const Bytef*>(data.data()),
+                                                  static_cast<uInt>(data.size()))));
+  AppendLittle32(out, static_cast<uint32_t>(data.size()));
+  return out;
+}
+
+// Feeds `pieces` through a started decoder and returns the joined output, or the first failure
+// as "error <code>: <text>".
+std::string Decode(BodyDecoder& decoder, std::initializer_list<std::string_view> pieces,
+                   int* waits = nullptr) {
+  std::string out;
+  for (std::string_view piece : pieces) {
+    bool needMore = false;
+    const char* failure = nullptr;
+    const int rc = decoder.Decode(piece.data(), static_cast<int>(piece.size()), needMore, &failure);
+    if (rc != errNone) return "error " + std::to_string(rc) + ": " + failure;
+    if (needMore && waits) ++*waits;
+    if (needMore) {
+      EXPECT_TRUE(decoder.DecodedPiece.IsEmpty());
+      continue;
+    }
+    out.append(decoder.DecodedPiece.View());
+  }
+  return out;
+}
+
+std::string DecodeAs(std::string_view coding, std::initializer_list<std::string_view> pieces) {
+  BodyDecoder decoder;
+  const char* failure = nullptr;
+  EXPECT_EQ(decoder.Start(coding, &failure), errNone);
+  return Decode(decoder, pieces);
+}
+
+TEST(BodyDecoderTest, GzipHeaderLengths) {
+  struct Row {
+    const char* row;
+    std::string bytes;
+    bool complete;
+    int end;
+    int checkCode;
+  };
+  const std::string fixed("\x1f\x8b\x08\x00\x00\x00\x00\x00\x00\x03", 10);
+  auto withFlags = [&](uint8_t flags, std::string_view rest) {
+    std::string header = fixed;
+    header[3] = static_cast<char>(flags);
+    return header + std::string(rest);
+  };
+  const Row rows[] = {
+      {"fixed part only", fixed, true, 10, errNone},
+      {"nine bytes", fixed.substr(0, 9), false, 0, errBadGzipHeader},
+      {"extra field", withFlags(0x04, std::string("\x02\x00zz", 4)), true, 14, errNone},
+      {"extra length cut", withFlags(0x04, std::string("\x02", 1)), false, 0, errBadGzipHeader},
+      {"extra data cut", withFlags(0x04, std::string("\x05\x00zz", 4)), false, 0, errBadGzipHeader},
+      {"name", withFlags(0x08, std::string("n\0", 2)), true, 12, errNone},
+      {"name not yet ended", withFlags(0x08, "name"), false, 0, errBadGzipHeader},
+      {"name and comment", withFlags(0x18, std::string("n\0c\0", 4)), true, 14, errNone},
+      {"comment not yet ended", withFlags(0x18, std::string("n\0c", 3)), false, 0,
+       errBadGzipHeader},
+      {"header crc", withFlags(0x02, "cc"), true, 12, errNone},
+      {"header crc cut", withFlags(0x02, "c"), false, 0, errBadGzipHeader},
+      {"all fields", withFlags(0x1E, std::string("\x01\x00zn\0c\0cc", 9)), true, 19, errNone},
+      {"reserved flag", withFlags(0x20, ""), true, 10, errBadGzipHeader},
+      {"wrong magic", std::string("\x1f\x8c\x08\x00\x00\x00\x00\x00\x00\x03", 10), true, 10,
+       errBadGzipHeader},
+      {"method not deflate", std::string("\x1f\x8b\x07\x00\x00\x00\x00\x00\x00\x03", 10), true, 10,
+       errBadGzipHeader},
+  };
+  for (const Row& r : rows) {
+    const uint8_t* bytes = reinterpret_cast<const uint8_t*>(r.bytes.data());
+    const int length = static_cast<int>(r.bytes.size());
+    int offset = 0;
+    EXPECT_EQ(GzipHeaderLength(bytes, length, offset), r.complete) << "row: " << r.row;
+    if (r.complete) {
+      EXPECT_EQ(offset, r.end) << "row: " << r.row;
+    }
+    offset = 0;
+    EXPECT_EQ(CheckGzipHeader(bytes, length, offset), r.checkCode) << "row: " << r.row;
+  }
+  // Positions count from the offset.
+  const std::string shifted = "xyz" + withFlags(0x08, std::string("n\0", 2));
+  int offset = 3;
+  EXPECT_TRUE(GzipHeaderLength(reinterpret_cast<const uint8_t*>(shifted.data()),
+                               static_cast<int>(shifted.size()), offset));
+  EXPECT_EQ(offset, 15);
+}
+
+// Every split of the body into two pieces, with each set of optional header fields: the output
+// is the same, and pieces that end inside the header wait for more.
+TEST(BodyDecoderTest, GzipSplitAtEveryPoint) {
+  const std::string text = SampleText(3000);
+  for (uint8_t flags : {0x00, 0x04, 0x08, 0x10, 0x02, 0x1E}) {
+    const std::string body = Gzip(text, flags);
+    int headerLength = 0;
+    ASSERT_TRUE(GzipHeaderLength(reinterpret_cast<const uint8_t*>(body.data()),
+                                 static_cast<int>(body.size()), headerLength));
+    for (size_t cut = 0; cut <= body.size(); ++cut) {
+      BodyDecoder decoder;
+      const char* failure = nullptr;
+      ASSERT_EQ(decoder.Start("gzip", &failure), errNone);
+      int waits = 0;
+      const std::string_view whole = body;
+      ASSERT_EQ(Decode(decoder, {whole.substr(0, cut), whole.substr(cut)}, &waits), text)
+          << "flags " << int(flags) << ", cut at " << cut;
+      EXPECT_EQ(waits, static_cast<int>(cut) < headerLength ? 1 : 0)
+          << "flags " << int(flags) << ", cut at " << cut;
+      EXPECT_EQ(decoder.InflateDone, 1);
+    }
+  }
+}
+
+TEST(BodyDecoderTest, RawDeflateAndCodingNames) {
+  const std::string text = SampleText(5000);
+  const std::string deflated = RawDeflate(text);
+  for (size_t cut = 0; cut <= deflated.size(); cut += 3) {
+    const std::string_view whole = deflated;
+    ASSERT_EQ(DecodeAs("deflate", {whole.substr(0, cut), whole.substr(cut)}), text)
+        << "cut at " << cut;
+  }
+  EXPECT_EQ(DecodeAs("GZIP", {Gzip(text)}), text);
+  EXPECT_EQ(DecodeAs("Deflate", {deflated}), text);
+
+  struct Row {
+    const char* value;
+    int coding;
+  };
+  const Row rows[] = {{"gzip", codingGzip},       {"gZiP", codingGzip},
+                      {"deflate", codingDeflate}, {"gzip, deflate", codingNone},
+                      {" gzip", codingNone},      {"br", codingNone},
+                      {"identity", codingNone},   {"", codingNone}};
+  for (const Row& r : rows) {
+    BodyDecoder decoder;
+    const char* failure = nullptr;
+    ASSERT_EQ(decoder.Start(r.value, &failure), errNone);
+    EXPECT_EQ(decoder.ContentCoding, r.coding) << "row: \"" << r.value << "\"";
+  }
+  // Without a coding the bytes pass as they came.
+  EXPECT_EQ(DecodeAs("br", {"plain ", "text"}), "plain text");
+
+  // An unknown value keeps the coding a header before it chose.
+  BodyDecoder decoder;
+  const char* failure = nullptr;
+  ASSERT_EQ(decoder.Start("deflate", &failure), errNone);
+  ASSERT_EQ(decoder.Start("br", &failure), errNone);
+  EXPECT_EQ(decoder.ContentCoding, codingDeflate);
+}
+
+TEST(BodyDecoderTest, LargeOutputFromOnePieceAndBytesAfterTheEnd) {
+  const std::string text = SampleText(300000); // several output steps from one piece
+  BodyDecoder decoder;
+  const char* failure = nullptr;
+  ASSERT_EQ(decoder.Start("gzip", &failure), errNone);
+  const std::string body = Gzip(text) + "trailing garbage after the member";
+  bool needMore = false;
+  ASSERT_EQ(decoder.Decode(body.data(), static_cast<int>(body.size()), needMore, &failure),
+            errNone);
+  EXPECT_EQ(decoder.DecodedPiece.View(), text);
+  EXPECT_EQ(decoder.InflateDone, 1);
+  ASSERT_EQ(decoder.Decode("more", 4, needMore, &failure), errNone);
+  EXPECT_TRUE(decoder.DecodedPiece.IsEmpty()) << "bytes after the end are ignored";
+}
+
+TEST(BodyDecoderTest, FailuresGiveCodeAndText) {
+  const std::string text = SampleText(2000);
+  const std::string gzip = Gzip(text);
+  const std::string notDeflate = std::string("\x07", 1) + RawDeflate(text); // block type 3
+  struct Row {
+    const char* row;
+    const char* coding;
+    std::string first;
+    std::string second;
+    const char* expected;
+  };
+  const Row rows[] = {
+      {"zlib wrapper under deflate", "deflate", ZlibWrapped(text), "",
+       "error 151: Could not decompress content."},
+      {"reserved block type", "deflate", notDeflate, "",
+       "error 151: Could not decompress content."},
+      {"not gzip at all", "gzip", "<feed/>", "", "error 102: The GZIP header is invalid."},
+      {"zlib wrapper under gzip", "gzip", ZlibWrapped(text), "",
+       "error 102: The GZIP header is invalid."},
+      {"magic wrong in the second piece", "gzip", "\x1f", "\x8c rest",
+       "error 102: The GZIP header is invalid."},
+      {"reserved flag", "gzip", std::string("\x1f\x8b\x08\x80", 4), "",
+       "error 102: The GZIP header is invalid."},
+      // A failure repeats for later pieces: the gathered bytes stay refused.
+      {"later pieces of a bad header", "gzip", "plain", gzip,
+       "error 102: The GZIP header is invalid."},
+  };
+  for (const Row& r : rows)
+    EXPECT_EQ(DecodeAs(r.coding, {r.first, r.second}), r.expected) << "row: " << r.row;
+
+  // A truncated body is no failure: what came decodes, and the stream has not ended.
+  BodyDecoder decoder;
+  const char* failure = nullptr;
+  ASSERT_EQ(decoder.Start("gzip", &failure), errNone);
+  const std::string partial = Decode(decoder, {std::string_view(gzip).substr(0, gzip.size() / 2)});
+  EXPECT_FALSE(partial.empty());
+  EXPECT_EQ(text.compare(0, partial.size(), partial), 0);
+  EXPECT_EQ(decoder.InflateDone, 0);
+}
+
+// A header whose name never ends is gathered only up to the limit.
+TEST(BodyDecoderTest, EndlessHeaderNameIsRefusedAtTheLimit) {
+  BodyDecoder decoder;
+  const char* failure = nullptr;
+  ASSERT_EQ(decoder.Start("gzip", &failure), errNone);
+  std::string start("\x1f\x8b\x08\x08\0\0\0\0\0\x03", 10);
+  bool needMore = false;
+  ASSERT_EQ(decoder.Decode(start.data(), 10, needMore, &failure), errNone);
+  EXPECT_TRUE(needMore);
+  const std::string name(4096, 'n');
+  int rc = errNone;
+  int pieces = 0;
+  while (rc == errNone && pieces < 100) {
+    rc = decoder.Decode(name.data(), static_cast<int>(name.size()), needMore, &failure);
+    ++pieces;
+  }
+  EXPECT_EQ(rc, errBadGzipHeader);
+  // The piece that takes the gathered bytes past the limit is the one refused.
+  EXPECT_EQ(pieces, (BodyDecoder::kMaxGzipHeader - 10) / 4096 + 1);
+  EXPECT_LE(decoder.GzipHeader.Length(), BodyDecoder::kMaxGzipHeader + 4096 + 10);
+}
+
+TEST(BodyDecoderTest, AllocationFailuresAtStart) {
+  for (long allowed : {0L, 1L}) {
+    BodyDecoder decoder;
+    const char* failure = nullptr;
+    SetAllocationFailureAfter(allowed);
+    const int rc = decoder.Start("gzip", &failure);
+    SetAllocationFailureAfter(-1);
+    EXPECT_EQ(rc, errDecoder) << allowed << " allocations allowed";
+    EXPECT_STREQ(failure, "Could not initialize decompressor.");
+    // The decoder recovers once memory is there again.
+    ASSERT_EQ(decoder.Start("deflate", &failure), errNone);
+    EXPECT_EQ(Decode(decoder, {RawDeflate("again")}), "again");
+  }
+}
+
+TEST(BodyDecoderTest, HttpClientWrappers) {
+  QuillonCore core;
+  ASSERT_EQ(core.StartDecoder("gzip"), errNone);
+  std::string_view piece;
+  bool needMore = false;
+  const std::string body = Gzip("decoded text");
+  ASSERT_EQ(core.DecodePiece(body.data(), 5, piece, needMore), errNone);
+  EXPECT_TRUE(needMore);
+  ASSERT_EQ(core.DecodePiece(body.data() + 5, static_cast<int>(body.size()) - 5, piece, needMore),
+            errNone);
+  EXPECT_FALSE(needMore);
+  EXPECT_EQ(piece, "decoded text");
+
+  ASSERT_EQ(core.StartDecoder("deflate"), errNone);
+  const std::string wrapped = ZlibWrapped("text");
+  EXPECT_EQ(core.DecodePiece(wrapped.data(), static_cast<int>(wrapped.size()), piece, needMore),
+            errDecoder);
+  EXPECT_STREQ(core.LastErrorText(), "Could not decompress content.");
+  EXPECT_TRUE(piece.empty());
+
+  // Each action decides anew by its own content-encoding header.
+  core.RunAction(actGet);
+  EXPECT_FALSE(core.decoder.IsActive());
+}
+
+} // namespace
+} // namespace quillon

@@ -1,0 +1,209 @@
+// Authorization and Proxy-Authorization as the HTTP link forms them: Basic by RFC 7617, Digest
+// from a challenge, the setters' side effects, the public properties and Config keys over them.
+#include "http/HttpClient.h"
+
+#include "frame/Errors.h"
+#include "http/HttpErrors.h"
+#include "odata/QuillonCore.h"
+#include "quillon/Quillon.h"
+
+#include <gtest/gtest.h>
+
+#include <string>
+
+namespace quillon {
+namespace {
+
+const char* const kChallenge =
+    "realm=\"testrealm@host.com\", qop=\"auth,auth-int\", "
+    "nonce=\"dcd98b7102dd2f0e8b11d0f600bfb0c093\", opaque=\"5ccc069c403ebaf9f0171e9517f40e41\"";
+
+TEST(HttpAuthTest, BasicHeaders) {
+  struct Row {
+    const char* user;
+    const char* password;
+    const char* expected;
+  };
+  const Row rows[] = {
+      {"Aladdin", "open sesame", "Basic QWxhZGRpbjpvcGVuIHNlc2FtZQ=="}, // RFC 7617 section 2
+      {"test", "123\xC2\xA3", "Basic dGVzdDoxMjPCow=="},                // RFC 7617 section 2.1
+      {"u", "p:w", "Basic dTpwOnc="}, // a colon in the password goes along
+      {"user", "", "Basic dXNlcjo="}, // an empty password keeps the colon
+      {"", "", ""},                   // no credentials, no header
+  };
+  for (const Row& r : rows) {
+    QuillonCore core;
+    ASSERT_EQ(core.SetUser(r.user), errNone);
+    ASSERT_EQ(core.SetPassword(r.password), errNone);
+    EXPECT_EQ(core.Authorization.View(), r.expected) << "row: " << r.user << ":" << r.password;
+    ASSERT_EQ(core.SetProxyUser(r.user), errNone);
+    ASSERT_EQ(core.SetProxyPassword(r.password), errNone);
+    EXPECT_EQ(core.ProxyAuthorization.View(), r.expected)
+        << "proxy row: " << r.user << ":" << r.password;
+  }
+}
+
+// The Digest retry: the first request goes without a header, the challenge comes in, the retry
+// answers it for the request on the wire.
+TEST(HttpAuthTest, DigestFromAChallenge) {
+  QuillonCore core;
+  ASSERT_EQ(core.SetAuthScheme(authDigest), errNone);
+  ASSERT_EQ(core.SetUser("Mufasa"), errNone);
+  ASSERT_EQ(core.SetPassword("Circle Of Life"), errNone);
+  EXPECT_TRUE(core.Authorization.IsEmpty()) << "no nonce yet";
+
+  core.URLPath.Assign("/dir/index.html");
+  core.RequestMethod.Assign("GET");
+  ASSERT_EQ(ParseDigestChallenge(core.serverDigest, kChallenge), errNone);
+  core.serverDigest.cnonce.Assign("0a4f113b");
+  ASSERT_EQ(core.FormAuthorization(), errNone);
+  EXPECT_EQ(core.Authorization.View(),
+            "Digest username=\"Mufasa\", realm=\"testrealm@host.com\", "
+            "nonce=\"dcd98b7102dd2f0e8b11d0f600bfb0c093\", uri=\"/dir/index.html\", "
+            "algorithm=\"md5\", qop=\"auth\", nc=00000001, cnonce=\"0a4f113b\", "
+            "response=\"6629fae49393a05397450978507c4ef1\", "
+            "opaque=\"5ccc069c403ebaf9f0171e9517f40e41\"");
+
+  // auth-int hashes PostData.
+  core.RequestMethod.Assign("POST");
+  core.PostData.Assign("<entry/>");
+  ASSERT_EQ(ParseDigestChallenge(core.serverDigest, "nonce=\"dcd98b7102dd2f0e8b11d0f600bfb0c093\", "
+                                                    "realm=\"testrealm@host.com\", qop=auth-int"),
+            errNone);
+  core.serverDigest.cnonce.Assign("0a4f113b");
+  ASSERT_EQ(core.FormAuthorization(), errNone);
+  EXPECT_NE(core.Authorization.Find("qop=\"auth-int\", nc=00000001"), -1);
+  EXPECT_NE(core.Authorization.Find("response=\"e60940bf05a037c395db4430c28f7c93\""), -1);
+}
+
+TEST(HttpAuthTest, DigestAtTheProxyAndAnUnknownQop) {
+  QuillonCore core;
+  ASSERT_EQ(core.SetProxyAuthScheme(authDigest), errNone);
+  ASSERT_EQ(core.SetProxyUser("Mufasa"), errNone);
+  ASSERT_EQ(core.SetProxyPassword("Circle Of Life"), errNone);
+  core.URLPath.Assign("/dir/index.html");
+  core.RequestMethod.Assign("GET");
+  ASSERT_EQ(ParseDigestChallenge(core.proxyDigest, kChallenge), errNone);
+  core.proxyDigest.cnonce.Assign("0a4f113b");
+  ASSERT_EQ(core.FormProxyAuthorization(), errNone);
+  EXPECT_EQ(core.ProxyAuthorization.Find("algorithm"), -1);
+  EXPECT_NE(core.ProxyAuthorization.Find("response=\"6629fae49393a05397450978507c4ef1\""), -1);
+
+  ASSERT_EQ(ParseDigestChallenge(core.proxyDigest, "nonce=\"n\", qop=\"token\""), errNone);
+  EXPECT_EQ(core.FormProxyAuthorization(), errDigest);
+  EXPECT_STREQ(core.LastErrorText(), "Digest authentication error: unknown qop value.");
+  EXPECT_EQ(core.ProxyAuthorization.View(),
+            "Digest username=\"Mufasa\", realm=\"\", nonce=\"n\", uri=\"/dir/index.html\"");
+}
+
+TEST(HttpAuthTest, SchemeSettersAndTheirEffects) {
+  QuillonCore core;
+  ASSERT_EQ(core.SetUser("u"), errNone);
+  ASSERT_EQ(core.SetPassword("p"), errNone);
+  core.ServerToken.Assign("token");
+  // The same scheme again keeps the credentials; another one drops them.
+  ASSERT_EQ(core.SetAuthScheme(authBasic), errNone);
+  EXPECT_EQ(core.User.View(), "u");
+  EXPECT_TRUE(core.ServerToken.IsEmpty());
+  EXPECT_EQ(core.KeepAlive, 0);
+  ASSERT_EQ(core.SetAuthScheme(authNtlm), errNone);
+  EXPECT_TRUE(core.User.IsEmpty());
+  EXPECT_TRUE(core.Password.IsEmpty());
+  EXPECT_TRUE(core.Authorization.IsEmpty());
+  EXPECT_EQ(core.KeepAlive, 1) << "NTLM needs one connection throughout";
+  ASSERT_EQ(core.SetAuthScheme(0x1FF), errNone);
+  EXPECT_EQ(core.AuthScheme, 0xFF) << "only the low 8 bits are kept";
+
+  ASSERT_EQ(core.SetProxyUser("pu"), errNone);
+  ASSERT_EQ(core.SetProxyPassword("pp"), errNone);
+  EXPECT_FALSE(core.ProxyAuthorization.IsEmpty());
+  ASSERT_EQ(core.SetProxyAuthScheme(authDigest), errNone);
+  EXPECT_TRUE(core.ProxyAuthorization.IsEmpty());
+  EXPECT_EQ(core.ProxyUser.View(), "pu") << "only authNone drops the proxy credentials";
+  ASSERT_EQ(core.SetProxyAuthScheme(authNone), errNone);
+  EXPECT_TRUE(core.ProxyUser.IsEmpty());
+  EXPECT_TRUE(core.ProxyPassword.IsEmpty());
+}
+
+TEST(HttpAuthTest, CallersOwnAuthorization) {
+  QuillonCore core;
+  ASSERT_EQ(core.SetAuthorization("Bearer abc"), errNone);
+  EXPECT_EQ(core.AuthScheme, authProprietary);
+  ASSERT_EQ(core.FormAuthorization(), errNone);
+  EXPECT_EQ(core.Authorization.View(), "Bearer abc");
+
+  // OAuth keeps its scheme and the value goes out word for word, scheme word included.
+  ASSERT_EQ(core.SetAuthScheme(authOAuth), errNone);
+  ASSERT_EQ(core.SetAuthorization("Bearer xyz"), errNone);
+  EXPECT_EQ(core.AuthScheme, authOAuth);
+  ASSERT_EQ(core.SetUser("u"), errNone);
+  EXPECT_EQ(core.Authorization.View(), "Bearer xyz");
+}
+
+TEST(HttpAuthTest, DigestChallengeUnderNtlmFillsTheStateOnly) {
+  QuillonCore core;
+  ASSERT_EQ(core.SetAuthScheme(authNtlm), errNone);
+  ASSERT_EQ(core.SetUser("u"), errNone);
+  ASSERT_EQ(ParseDigestChallenge(core.serverDigest, kChallenge), errNone);
+  EXPECT_EQ(core.serverDigest.realm.View(), "testrealm@host.com");
+  EXPECT_EQ(core.FormAuthorization(), errNone);
+  EXPECT_EQ(core.Authorization.Find("Digest"), -1);
+}
+
+TEST(HttpAuthTest, NewUrlStartsANewExchange) {
+  QuillonCore core;
+  ASSERT_EQ(ParseDigestChallenge(core.serverDigest, kChallenge), errNone);
+  ASSERT_EQ(ParseDigestChallenge(core.proxyDigest, kChallenge), errNone);
+  core.User.Assign("Aladdin");
+  core.Password.Assign("open sesame");
+  core.AuthAttempts = 1;
+  ASSERT_EQ(core.SetURL("http://host/path", 0), errNone);
+  EXPECT_TRUE(core.serverDigest.nonce.IsEmpty());
+  EXPECT_TRUE(core.proxyDigest.nonce.IsEmpty());
+  EXPECT_EQ(core.Authorization.View(), "Basic QWxhZGRpbjpvcGVuIHNlc2FtZQ==");
+  EXPECT_EQ(core.AuthAttempts, 0);
+}
+
+TEST(HttpAuthTest, PropertiesAndConfigKeys) {
+  Quillon component;
+  std::string value;
+  ASSERT_EQ(component.SetProperty("User", "Aladdin"), errNone);
+  ASSERT_EQ(component.SetProperty("Password", "open sesame"), errNone);
+  ASSERT_EQ(component.GetProperty("Authorization", value), errNone);
+  EXPECT_EQ(value, "Basic QWxhZGRpbjpvcGVuIHNlc2FtZQ==");
+
+  // Any byte value is a scheme; 256 is not.
+  EXPECT_EQ(component.SetProperty("AuthScheme", "200"), errNone);
+  ASSERT_EQ(component.GetProperty("AuthScheme", value), errNone);
+  EXPECT_EQ(value, "200");
+  EXPECT_EQ(component.SetProperty("AuthScheme", "256"), errValueOutOfRange);
+  EXPECT_EQ(component.SetProperty("ProxyAuthScheme", "-1"), errValueOutOfRange);
+
+  ASSERT_EQ(component.SetProperty("Authorization", "Negotiate abc"), errNone);
+  ASSERT_EQ(component.GetProperty("AuthScheme", value), errNone);
+  EXPECT_EQ(value, "2");
+
+  std::string answer;
+  ASSERT_EQ(component.Config("Authorization=Custom 1"), errNone);
+  ASSERT_EQ(component.Config("Authorization", &answer), errNone);
+  EXPECT_EQ(answer, "Custom 1");
+  ASSERT_EQ(component.Config("ProxyAuthScheme=0x3"), errNone);
+  ASSERT_EQ(component.GetProperty("ProxyAuthScheme", value), errNone);
+  EXPECT_EQ(value, "3");
+  ASSERT_EQ(component.Config("ProxyUser=pu"), errNone);
+  ASSERT_EQ(component.GetProperty("ProxyUser", value), errNone);
+  EXPECT_EQ(value, "pu");
+  ASSERT_EQ(component.Config("ProxyAuthorization=Basic x"), errNone);
+  ASSERT_EQ(component.Config("ProxyAuthScheme", &answer), errNone);
+  EXPECT_EQ(answer, "3") << "the setting ProxyAuthorization only stores";
+  ASSERT_EQ(component.Config("AllowHTTPCompression", &answer), errNone);
+  EXPECT_EQ(answer, "0") << "a number, where DontClearCookiesOnUrlChange answers a word";
+  ASSERT_EQ(component.Config("DontClearCookiesOnUrlChange", &answer), errNone);
+  EXPECT_EQ(answer, "False");
+  ASSERT_EQ(component.Config("DontClearCookiesOnUrlChange=yes"), errNone);
+  ASSERT_EQ(component.Config("DontClearCookiesOnUrlChange", &answer), errNone);
+  EXPECT_EQ(answer, "True");
+}
+
+} // namespace
+} // namespace quillon

@@ -1,0 +1,102 @@
+// Header lines into ParsedHeaders: the split of a line, folding of continuations with a tab, the
+// Header event, and the indexed ParsedHeader properties.
+#include "http/HttpClient.h"
+
+#include "RecordingSink.h"
+#include "frame/ControlSurface.h"
+#include "frame/Errors.h"
+#include "odata/QuillonCore.h"
+#include "quillon/Quillon.h"
+
+#include <gtest/gtest.h>
+
+#include <string>
+
+namespace quillon {
+namespace {
+
+TEST(HttpHeadersTest, SplitHeaderLine) {
+  struct Row {
+    std::string line;
+    const char* field;
+    const char* value;
+  };
+  const Row rows[] = {
+      {"Content-Type: text/xml", "Content-Type", "text/xml"},
+      {"X:\t \tspaced  ", "X", "spaced  "}, // trailing blanks stay
+      {"X:", "X", ""},
+      {"NoColon", "NoColon", ""},
+      {"\"a:b\": c", "\"a:b\"", "c"},        // a colon inside quotes is no separator
+      {"\"open:quote", "\"open:quote", ""},  // an unterminated quote hides every colon
+      {" folded  part", "", "folded  part"}, // one byte of the continuation is skipped
+      {"\t\tmore", "", "\tmore"},
+      {"\x80high: byte", "", "high: byte"}, // bytes from 0x80 count as blanks
+      {std::string("\0x: y", 5), "", "x: y"},
+      {"", "", ""},
+  };
+  for (const Row& r : rows) {
+    std::string_view field, value;
+    HttpClient::SplitHeaderLine(r.line, field, value);
+    EXPECT_EQ(field, r.field) << "row: " << r.line;
+    EXPECT_EQ(value, r.value) << "row: " << r.line;
+  }
+}
+
+TEST(HttpHeadersTest, ContinuationsFoldWithATab) {
+  QuillonCore core;
+  ASSERT_EQ(core.AddParsedHeader("", "dropped: no header before it"), errNone);
+  EXPECT_EQ(core.ParsedHeaderCount(), 0);
+  ASSERT_EQ(core.AddParsedHeader("X-Long", "first"), errNone);
+  ASSERT_EQ(core.AddParsedHeader("", "second"), errNone);
+  ASSERT_EQ(core.AddParsedHeader("", ""), errNone); // an empty continuation adds nothing
+  ASSERT_EQ(core.AddParsedHeader("", "third"), errNone);
+  ASSERT_EQ(core.AddParsedHeader("Empty", ""), errNone);
+  ASSERT_EQ(core.AddParsedHeader("", "only"), errNone); // no tab in front of an empty value
+  ASSERT_EQ(core.AddParsedHeader("x-long", "again"), errNone);
+  ASSERT_EQ(core.ParsedHeaderCount(), 3);
+  EXPECT_EQ(core.ParsedHeaders.At(0), "X-Long");
+  EXPECT_EQ(core.ParsedHeaders.At(1), "first\tsecond\tthird");
+  EXPECT_EQ(core.ParsedHeaders.At(3), "only");
+  EXPECT_EQ(core.ParsedHeaders.At(4), "x-long") << "fields stay as the server wrote them";
+}
+
+// Lines as the response reader hands them over: split, recorded, and fired as Header.
+TEST(HttpHeadersTest, LinesIntoPropertiesAndEvents) {
+  Quillon component;
+  QuillonCore core;
+  test::RecordingSink sink;
+  core.SetEventSink(&sink);
+  for (const char* line :
+       {"Server: test", "WWW-Authenticate: Digest realm=\"r\",", " nonce=\"n\""}) {
+    std::string_view field, value;
+    HttpClient::SplitHeaderLine(line, field, value);
+    ASSERT_EQ(core.AddParsedHeader(field, value), errNone);
+    core.FireHeader(std::string(field).c_str(), std::string(value).c_str());
+  }
+  EXPECT_EQ(core.ParsedHeaders.At(3), "Digest realm=\"r\",\tnonce=\"n\"");
+  ASSERT_EQ(sink.events.size(), 3u);
+  EXPECT_EQ(sink.events[2], "Header |nonce=\"n\"") << "continuations fire with an empty field";
+
+  // The rows of the indexed properties over this engine.
+  PropertyValue read;
+  ASSERT_EQ(FindProperty("ParsedHeaderCount")->get(core, -1, read), errNone);
+  EXPECT_EQ(read.number, 2);
+  ASSERT_EQ(FindProperty("ParsedHeaderField")->get(core, 1, read), errNone);
+  EXPECT_EQ(read.text.View(), "WWW-Authenticate");
+  ASSERT_EQ(FindProperty("ParsedHeaderValue")->get(core, 1, read), errNone);
+  EXPECT_EQ(read.text.View(), "Digest realm=\"r\",\tnonce=\"n\"");
+  EXPECT_EQ(FindProperty("ParsedHeaderValue")->get(core, 2, read), errArrayIndex);
+  EXPECT_EQ(FindProperty("ParsedHeaderField")->get(core, -1, read), errArrayIndex);
+
+  // Through the public object, whose engine has no response yet.
+  std::string value;
+  ASSERT_EQ(component.GetProperty("ParsedHeaderCount", value), errNone);
+  EXPECT_EQ(value, "0");
+  EXPECT_EQ(component.GetProperty("ParsedHeaderField", 0, value), errArrayIndex);
+  EXPECT_EQ(component.ErrorDescription(), "Invalid array index.");
+  EXPECT_EQ(component.SetProperty("ParsedHeaderValue", 0, "x"), errReadOnly);
+  EXPECT_EQ(component.SetProperty("ParsedHeaderCount", "1"), errReadOnly);
+}
+
+} // namespace
+} // namespace quillon
