@@ -54,6 +54,12 @@ public:
   int GetSchema();
   int CustomRequest(std::string_view httpMethod, std::string_view url, std::string_view postData);
 
+  // Lets the component's network events run on this thread for `milliseconds`, as a host's
+  // message loop would: each round delivers one pending event or waits for one, and 0 runs one
+  // round without waiting. A host calls it while a connection works in the background (a
+  // negative Timeout) and from nowhere else; events arrive inside this call. Returns 0.
+  int DoEvents(int milliseconds);
+
   // Failures
   // The text of the latest failure.
   std::string ErrorDescription() const;

@@ -46,6 +46,7 @@ constexpr PropertyRow TextFieldRow(int id, const char* name, bool readOnly = fal
 // The tables of the areas, each in the order of the ids.
 std::span<const PropertyRow> ODataProperties();
 std::span<const PropertyRow> HttpProperties();
+std::span<const PropertyRow> NetProperties();
 
 // The row of a public name (case-insensitive), or null.
 const PropertyRow* FindProperty(std::string_view name);

@@ -11,8 +11,8 @@
 namespace quillon {
 
 namespace {
-std::array<std::span<const PropertyRow>, 2> AllTables() {
-  return {ODataProperties(), HttpProperties()};
+std::array<std::span<const PropertyRow>, 3> AllTables() {
+  return {ODataProperties(), HttpProperties(), NetProperties()};
 }
 } // namespace
 

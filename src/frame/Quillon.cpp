@@ -11,6 +11,9 @@
 namespace quillon {
 
 namespace {
+// Seconds of Timeout for a new object.
+constexpr int kDefaultTimeout = 60;
+
 // Texts that travel with their length, so that zeros inside them stay.
 bool IsCountedText(int id) {
   return id == 126 || id == 127 || id == 128 || id == 132 || id == 134;
@@ -21,7 +24,10 @@ struct Quillon::Impl {
   QuillonCore core;
   HostSink sink;
 
-  Impl() { core.SetEventSink(&sink); }
+  Impl() {
+    core.SetEventSink(&sink);
+    core.SetTimeout(kDefaultTimeout, true);
+  }
 
   // The result of a member: 200 always reads "Out of memory."; any other failure keeps the
   // engine's text or gets one from the socket error table.
@@ -151,6 +157,10 @@ int Quillon::CustomRequest(std::string_view httpMethod, std::string_view url,
                          {&body, postData}})
     if (int rc = impl->ToEngine(*out, in); rc != errNone) return impl->Result(rc);
   return impl->Result(impl->core.CustomRequest(method.Data(), target.Data(), body.Data()));
+}
+
+int Quillon::DoEvents(int milliseconds) {
+  return impl->Result(impl->core.DoEvents(milliseconds));
 }
 
 std::string Quillon::ErrorDescription() const {

@@ -1,0 +1,380 @@
+// The stream port against a scripted peer on the loopback interface, in both delivery modes:
+// connect outcomes, line cutting over real reads, end of stream and reset, deferred close,
+// holding data back, time-outs and interrupts, sending, and the checks of the setters.
+#include "PortHarness.h"
+
+#include "frame/Errors.h"
+#include "net/NetErrors.h"
+#include "support/ScriptPeer.h"
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <memory>
+#include <string>
+#include <vector>
+
+namespace quillon::test {
+namespace {
+
+using ::testing::ElementsAre;
+using ::testing::IsEmpty;
+
+std::string ModeName(const ::testing::TestParamInfo<bool>& info) {
+  return info.param ? "WindowMessages" : "Poll";
+}
+
+class PortClientTest : public ::testing::TestWithParam<bool> {
+protected:
+  TestPort port{GetParam()};
+};
+
+INSTANTIATE_TEST_SUITE_P(BothModes, PortClientTest, ::testing::Bool(), ModeName);
+
+TEST_P(PortClientTest, RefusedConnectReportsTheErrorOnceWithoutDisconnected) {
+  EXPECT_EQ(port.Connect("127.0.0.1", ScriptPeer::UnusedPort()), 10061);
+  EXPECT_STREQ(port.LastErrorText(), "[10061] Connection refused");
+  EXPECT_THAT(port.log, ElementsAre("Connected(10061, [10061] Connection refused)"));
+  EXPECT_EQ(port.socketHandle, platform::kInvalidSocket);
+  EXPECT_EQ(port.lastConnectStatus, 10061);
+}
+
+TEST_P(PortClientTest, NameThatCannotResolveFailsBeforeAnyConnect) {
+  port.SetRemotePort(80);
+  EXPECT_EQ(port.SetRemoteHost("no such host"), 11001);
+  EXPECT_EQ(port.remoteHost.View(), "no such host");
+  EXPECT_EQ(port.ConnectAndWait(), errAddressInvalid);
+  EXPECT_STREQ(port.LastErrorText(), "The RemoteHost address is invalid (0.0.0.0).");
+  EXPECT_THAT(port.log, IsEmpty());
+}
+
+TEST_P(PortClientTest, EndOfStreamDeliversThePartialLineBeforeDisconnected) {
+  ScriptPeer peer;
+  peer.SendPieces("one\r\ntw", 4, 5).Send("o\r").Pause(10).Send("\nthr").Close();
+  peer.Start();
+  ASSERT_EQ(port.ConfigText("SplitCRLF=True", nullptr), 0);
+  ASSERT_EQ(port.Connect(peer.Host(), peer.Port()), 0);
+  ASSERT_EQ(port.WaitUntilClosed(), 0) << port.LastErrorText();
+  EXPECT_THAT(port.log, ElementsAre("Connected(0, OK)", "Data(one, 1)", "Data(two, 1)",
+                                    "Data(thr, 0)", "Disconnected(0, OK)"));
+}
+
+TEST_P(PortClientTest, ResetByPeerGivesDisconnectedWith10054AfterTheData) {
+  ScriptPeer peer;
+  peer.Send("last words").Pause(30).Reset();
+  peer.Start();
+  ASSERT_EQ(port.Connect(peer.Host(), peer.Port()), 0);
+  ASSERT_EQ(port.WaitUntilClosed(), 0) << port.LastErrorText();
+  EXPECT_THAT(port.log, ElementsAre("Connected(0, OK)", "Data(last words, 1)",
+                                    "Disconnected(10054, [10054] Connection reset by peer)"));
+}
+
+TEST_P(PortClientTest, SilentPeerEndsEveryWaitByTimeout) {
+  ScriptPeer peer;
+  peer.StaySilent();
+  peer.Start();
+  ASSERT_EQ(port.Connect(peer.Host(), peer.Port()), 0);
+  port.SetTimeout(40, true);
+  EXPECT_EQ(port.WaitUntil([] { return false; }), errInterrupted);
+  EXPECT_STREQ(port.LastErrorText(), "Timeout.");
+  // The next wait runs its own full time again.
+  EXPECT_EQ(port.WaitUntil([] { return false; }), errInterrupted);
+  EXPECT_STREQ(port.LastErrorText(), "Timeout.");
+  EXPECT_EQ(port.Disconnect(), 0);
+  EXPECT_TRUE(peer.ClientClosed());
+}
+
+TEST_P(PortClientTest, ConnectTimeoutDropsTheAttempt) {
+  // A listener whose queue is full leaves further connects unanswered.
+  ScriptPeer peer;
+  ASSERT_TRUE(peer.Listening());
+  std::vector<std::unique_ptr<TestPort>> queue;
+  port.connectionTimeout = 60;
+  for (int i = 0; i < 40; ++i) {
+    auto filler = std::make_unique<TestPort>(GetParam());
+    filler->SetRemoteHost(peer.Host());
+    filler->SetRemotePort(peer.Port());
+    filler->ConfigText("ConnectionTimeout=30", nullptr);
+    const int rc = filler->ConnectAndWait();
+    queue.push_back(std::move(filler));
+    if (rc == errInterrupted) break;
+  }
+  if (queue.back()->lastConnectStatus == 0 && queue.back()->IsConnected())
+    GTEST_SKIP() << "the kernel accepts every connect on this machine";
+  port.SetRemoteHost(peer.Host());
+  port.SetRemotePort(peer.Port());
+  EXPECT_EQ(port.ConnectAndWait(), errInterrupted);
+  EXPECT_STREQ(port.LastErrorText(), "Timeout.");
+  EXPECT_EQ(port.socketHandle, platform::kInvalidSocket);
+  EXPECT_EQ(port.GetTimeout(), 5000); // the connection timeout applied to this wait only
+  EXPECT_THAT(port.log, IsEmpty());
+}
+
+TEST_P(PortClientTest, InterruptFromADataEventEndsTheWait) {
+  ScriptPeer peer;
+  peer.Send("ping\n").StaySilent();
+  peer.Start();
+  port.onData = [this](std::string_view, bool) { port.RequestInterrupt(); };
+  ASSERT_EQ(port.Connect(peer.Host(), peer.Port()), 0);
+  EXPECT_EQ(port.WaitUntil([] { return false; }), errInterrupted);
+  EXPECT_STREQ(port.LastErrorText(), "Interrupted.");
+  EXPECT_TRUE(port.wasInterrupted);
+  EXPECT_FALSE(port.interruptRequested);
+  // The next wait is not affected.
+  port.SetTimeout(30, true);
+  EXPECT_EQ(port.WaitUntil([] { return false; }), errInterrupted);
+  EXPECT_STREQ(port.LastErrorText(), "Timeout.");
+}
+
+TEST_P(PortClientTest, DisconnectInsideADataEventIsPutOffUntilTheHandlerReturns) {
+  ScriptPeer peer;
+  peer.Send("a\nb\n").StaySilent();
+  peer.Start();
+  port.SetLineTerminator("\n", 1);
+  port.onData = [this](std::string_view text, bool) {
+    if (text == "a") {
+      EXPECT_EQ(port.Disconnect(), 0);
+      EXPECT_TRUE(port.closePending);
+      port.log.push_back("handler done");
+    }
+  };
+  ASSERT_EQ(port.Connect(peer.Host(), peer.Port()), 0);
+  ASSERT_EQ(port.WaitUntilClosed(), 0);
+  EXPECT_THAT(port.log, ElementsAre("Connected(0, OK)", "Data(a, 1)", "handler done", "Data(b, 1)",
+                                    "Disconnected(0, OK)"));
+  EXPECT_TRUE(peer.ClientClosed());
+}
+
+TEST_P(PortClientTest, AcceptDataFalseHoldsTheRestUntilTrue) {
+  ScriptPeer peer;
+  peer.Send("a\nb\nc\n").StaySilent();
+  peer.Start();
+  port.SetLineTerminator("\n", 1);
+  port.onData = [this](std::string_view text, bool) {
+    if (text == "a") port.SetAcceptData(false);
+  };
+  ASSERT_EQ(port.Connect(peer.Host(), peer.Port()), 0);
+  ASSERT_EQ(port.WaitUntil([this] { return !port.received.empty(); }), 0);
+  for (int step = 0; step < 5; ++step)
+    port.WaitStep(5, port.windowHandle);
+  EXPECT_EQ(port.received, "a");
+  port.SetAcceptData(true);
+  ASSERT_EQ(port.WaitUntil([this] { return port.received == "abc"; }), 0) << port.LastErrorText();
+  EXPECT_THAT(port.log, ElementsAre("Connected(0, OK)", "Data(a, 1)", "Data(b, 1)", "Data(c, 1)"));
+}
+
+TEST_P(PortClientTest, FullLineBufferDeliversPiecesThenTheRecord) {
+  ScriptPeer peer;
+  peer.Send("0123456789abcdefXY\r\n").Close();
+  peer.Start();
+  ASSERT_EQ(port.SetMaxLineLength(8), 0);
+  port.SetLineTerminator("\r\n", 2);
+  ASSERT_EQ(port.Connect(peer.Host(), peer.Port()), 0);
+  ASSERT_EQ(port.WaitUntilClosed(), 0);
+  EXPECT_THAT(port.log, ElementsAre("Connected(0, OK)", "Data(01234567, 0)", "Data(89abcdef, 0)",
+                                    "Data(XY, 1)", "Disconnected(0, OK)"));
+}
+
+TEST_P(PortClientTest, DefaultSinkKeepsTheFirstLineAndStopsReading) {
+  ScriptPeer peer;
+  peer.Send("+OK ready\r\nmore\r\n").StaySilent();
+  peer.Start();
+  port.defaultSink = true;
+  port.ConfigText("SplitCRLF=True", nullptr);
+  ASSERT_EQ(port.Connect(peer.Host(), peer.Port()), 0);
+  ASSERT_EQ(port.WaitUntil([this] { return !port.receivedText.IsEmpty(); }), 0);
+  for (int step = 0; step < 5; ++step)
+    port.WaitStep(5, port.windowHandle);
+  EXPECT_EQ(port.receivedText.View(), "+OK ready");
+  EXPECT_FALSE(port.acceptData);
+}
+
+TEST_P(PortClientTest, SendAllWaitsWhileTheSocketIsFull) {
+  std::string block(1024 * 1024, 0);
+  for (size_t i = 0; i < block.size(); ++i)
+    block[i] = static_cast<char>('a' + i % 23);
+  ScriptPeer peer;
+  // The peer reads only after a while, so the socket fills up and the send has to wait.
+  peer.Pause(50).Expect(block).Send("done\n").StaySilent();
+  peer.Start();
+  ASSERT_EQ(port.ConfigText("OutBufferSize=8192", nullptr), 0);
+  ASSERT_EQ(port.Connect(peer.Host(), peer.Port()), 0);
+  EXPECT_EQ(port.SendAll(block.data(), static_cast<int>(block.size()), true, false), 0);
+  EXPECT_GT(port.progressCalls, 0);
+  ASSERT_EQ(port.WaitUntil([this] { return !port.received.empty(); }), 0);
+  EXPECT_EQ(port.received, "done\n");
+  EXPECT_TRUE(peer.Finished());
+  EXPECT_THAT(peer.Failures(), IsEmpty());
+}
+
+TEST_P(PortClientTest, SendingToAResetPeerFailsWithACodeAndNoSignal) {
+  ScriptPeer peer;
+  peer.Pause(20).Reset();
+  peer.Start();
+  ASSERT_EQ(port.Connect(peer.Host(), peer.Port()), 0);
+  ASSERT_TRUE(peer.Finished());
+  const std::string chunk(64 * 1024, 'x');
+  int rc = 0;
+  for (int attempt = 0; attempt < 50 && rc == 0; ++attempt) {
+    rc = port.SendAll(chunk.data(), static_cast<int>(chunk.size()), false, false);
+    port.WaitStep(5, port.windowHandle);
+  }
+  // The reset arrives either as the send's error or as the close event that ends the socket.
+  EXPECT_TRUE(rc == 10054 || rc == 10057 || rc == 10053) << rc;
+  EXPECT_EQ(port.WaitUntilClosed(), 0);
+}
+
+TEST_P(PortClientTest, RateLimitHoldsTheNextSend) {
+  ScriptPeer peer;
+  peer.StaySilent();
+  peer.Start();
+  ASSERT_EQ(port.Connect(peer.Host(), peer.Port()), 0);
+  ASSERT_EQ(port.ConfigText("MaxTransferRate=1", nullptr), 0);
+  port.SetTimeout(50, true);
+  ASSERT_EQ(port.SendAll("first", 5, false, false), 0);
+  // At one byte a second the five bytes already sent keep the next send waiting until the
+  // deadline; the rate needs one millisecond of window to be measured.
+  const int64_t start = SocketCore::WallClockMillis();
+  while (SocketCore::WallClockMillis() == start) {
+  }
+  EXPECT_EQ(port.SendAll("second", 6, false, false), errInterrupted);
+  EXPECT_STREQ(port.LastErrorText(), "Timeout.");
+  port.Disconnect();
+  ASSERT_TRUE(peer.ClientClosed());
+  EXPECT_EQ(peer.Received(), "first");
+}
+
+TEST_P(PortClientTest, LingerFalseResetsTheConnectionOnClose) {
+  ScriptPeer peer;
+  peer.StaySilent();
+  peer.Start();
+  ASSERT_EQ(port.ConfigText("Linger=False", nullptr), 0);
+  ASSERT_EQ(port.Connect(peer.Host(), peer.Port()), 0);
+  EXPECT_EQ(port.Disconnect(), 0);
+  EXPECT_THAT(port.log, ElementsAre("Connected(0, OK)", "Disconnected(0, OK)"));
+  ASSERT_TRUE(peer.ClientClosed());
+  EXPECT_TRUE(peer.ClientReset());
+}
+
+TEST_P(PortClientTest, SettersRefuseChangesDuringAConnection) {
+  ScriptPeer peer;
+  peer.StaySilent();
+  peer.Start();
+  EXPECT_EQ(port.PortConnect(1), errAddressInvalid);
+  port.SetRemoteHost(peer.Host());
+  EXPECT_EQ(port.PortConnect(1), errPortZero);
+  EXPECT_STREQ(port.LastErrorText(),
+               "RemotePort can't be zero. Please specify a valid service port number.");
+  ASSERT_EQ(port.Connect(peer.Host(), peer.Port()), 0);
+
+  struct Row {
+    int rc;
+    int expected;
+    const char* text;
+  };
+  const Row rows[] = {
+      {port.SetRemotePort(1), errRemotePortBusy,
+       "You cannot change the RemotePort at this time. A connection is in progress."},
+      {port.SetRemoteHost("10.0.0.1"), errRemoteHostBusy,
+       "You cannot change the RemoteHost at this time. A connection is in progress."},
+      {port.SetLocalPort(1), errLocalPortBusy,
+       "You cannot change the LocalPort at this time. A connection is in progress."},
+      {port.ConfigText("MaxLineLength=100", nullptr), errLineLengthBusy,
+       "You cannot change MaxLineLength at this time. A connection is in progress."},
+      {port.ConfigText("UseWindowsMessages=False", nullptr), errDeliveryModeBusy,
+       "UseWindowsMessages cannot be changed at this time. A connection is in progress."},
+      {port.PortConnect(1), errAlreadyConnected,
+       "Already connected. If you want to reconnect, close the current connection first."},
+  };
+  for (const Row& row : rows) {
+    EXPECT_EQ(row.rc, row.expected) << row.text;
+  }
+  EXPECT_STREQ(port.LastErrorText(), rows[5].text);
+  EXPECT_EQ(port.remoteHost.View(), "10.0.0.1"); // the text is stored even when refused
+  EXPECT_EQ(port.remotePort, peer.Port());
+  EXPECT_EQ(port.useWindowsMessages, GetParam());
+  EXPECT_STREQ(port.GetLocalHost(), "127.0.0.1");
+  EXPECT_NE(port.GetLocalPort(), 0);
+}
+
+TEST_P(PortClientTest, RefusedConnectLeavesNothingBehindForTheNextSocket) {
+  // The next socket usually gets the number of the refused one: nothing of the first attempt
+  // may reach the second.
+  ScriptPeer peer;
+  peer.Send("hello\n").Close();
+  peer.Start();
+  EXPECT_EQ(port.Connect("127.0.0.1", ScriptPeer::UnusedPort()), 10061);
+  ASSERT_EQ(port.Connect(peer.Host(), peer.Port()), 0);
+  ASSERT_EQ(port.WaitUntilClosed(), 0) << port.LastErrorText();
+  EXPECT_THAT(port.log, ElementsAre("Connected(10061, [10061] Connection refused)",
+                                    "Connected(0, OK)", "Data(hello\n, 1)", "Disconnected(0, OK)"));
+}
+
+TEST_P(PortClientTest, DoEventsDeliversAConnectionStartedWithoutWaiting) {
+  ScriptPeer peer;
+  peer.Send("news").Close();
+  peer.Start();
+  port.SetRemoteHost(peer.Host());
+  port.SetRemotePort(peer.Port());
+  ASSERT_EQ(port.PortConnect(1), 0);
+  EXPECT_THAT(port.log, IsEmpty());
+  for (int round = 0; round < 500 && port.socketHandle != platform::kInvalidSocket; ++round)
+    EXPECT_EQ(port.DoEvents(10), 0);
+  EXPECT_THAT(port.log, ElementsAre("Connected(0, OK)", "Data(news, 1)", "Disconnected(0, OK)"));
+}
+
+TEST_P(PortClientTest, LongBurstsCutByMaxReceiveDataTimeLoseNothing) {
+  std::string block(2 * 1024 * 1024, 0);
+  for (size_t i = 0; i < block.size(); ++i)
+    block[i] = static_cast<char>('A' + i % 26);
+  ScriptPeer peer;
+  peer.Send(block).Close();
+  peer.Start();
+  ASSERT_EQ(port.ConfigText("MaxReceiveDataTime=1", nullptr), 0);
+  ASSERT_EQ(port.Connect(peer.Host(), peer.Port()), 0);
+  ASSERT_EQ(port.WaitUntilClosed(), 0) << port.LastErrorText();
+  EXPECT_TRUE(port.received == block);
+  EXPECT_EQ(port.log.back(), "Disconnected(0, OK)");
+}
+
+TEST_P(PortClientTest, IPv6LoopbackWorksLikeIPv4) {
+  ScriptPeer peer(ScriptPeer::Family::IPv6);
+  if (!peer.Listening()) GTEST_SKIP() << "no IPv6 loopback here";
+  peer.Expect("hi\r\n").Send("yes\r\n").Close();
+  peer.Start();
+  ASSERT_EQ(port.ConfigText("UseIPv6=True", nullptr), 0);
+  port.ConfigText("SplitCRLF=True", nullptr);
+  ASSERT_EQ(port.Connect("::1", peer.Port()), 0) << port.LastErrorText();
+  EXPECT_STREQ(port.GetRemoteHost(), "::1");
+  EXPECT_STREQ(port.GetLocalHost(), "::1");
+  ASSERT_EQ(port.SendAll("hi\r\n", 4, false, false), 0);
+  ASSERT_EQ(port.WaitUntilClosed(), 0) << port.LastErrorText();
+  EXPECT_THAT(port.log, ElementsAre("Connected(0, OK)", "Data(yes, 1)", "Disconnected(0, OK)"));
+  EXPECT_THAT(peer.Failures(), IsEmpty());
+}
+
+TEST(PortClientModes, BothModesGiveTheSameEventsInTheSameOrder) {
+  std::vector<std::string> logs[2];
+  for (int mode = 0; mode < 2; ++mode) {
+    ScriptPeer peer;
+    peer.Expect("GET\n")
+        .SendPieces("200 OK\nlen: 4\n\nbo", 5, 5)
+        .Send("dy")
+        .Pause(20)
+        .Send("tail\nno end")
+        .Close();
+    peer.Start();
+    TestPort port(mode == 1);
+    port.SetLineTerminator("\n", 1);
+    ASSERT_EQ(port.Connect(peer.Host(), peer.Port()), 0);
+    ASSERT_EQ(port.SendAll("GET\n", 4, false, false), 0);
+    ASSERT_EQ(port.WaitUntilClosed(), 0);
+    logs[mode] = port.log;
+  }
+  EXPECT_EQ(logs[0], logs[1]);
+  EXPECT_EQ(logs[0].back(), "Disconnected(0, OK)");
+  EXPECT_EQ(logs[0][logs[0].size() - 2], "Data(no end, 0)");
+}
+
+} // namespace
+} // namespace quillon::test
