@@ -144,8 +144,8 @@ int SocketCore::AsyncSelect(platform::SocketId s, platform::WindowId window, uin
 }
 
 intptr_t SocketCore::HandleSocketMessage(uint32_t, uintptr_t, intptr_t) {
-  // Messages other than this object's socket events are left alone; with ignoreExternalEvents
-  // those that a host's loop brings outside a wait step are dropped the same way.
+  // A message window on Linux has no default handling: whatever reaches this link is ignored,
+  // as are, with ignoreExternalEvents, the messages that a host's loop brings outside a wait.
   return 0;
 }
 

@@ -103,7 +103,11 @@ public:
                              // tell a new socket that took a closed one's number
 
 protected:
+  // Every change of the socket goes here. A closed socket's number may come back at once for
+  // something else, so the poll round forgets it too.
   void SetSocketHandle(platform::SocketId s) {
+    if (s == platform::kInvalidSocket && selectSocket == socketHandle)
+      selectSocket = platform::kInvalidSocket;
     socketHandle = s;
     ++socketSerial;
   }
