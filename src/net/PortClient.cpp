@@ -13,49 +13,15 @@ constexpr uint32_t kMaxLineLength = 65536;
 constexpr int kDefaultKeepAliveTime = 7200000;
 constexpr int kDefaultKeepAliveInterval = 1000;
 
-int ReturnFlag(ComponentCore& core, const char** result, bool value) {
-  return core.ReturnText(result, value ? "True" : "False");
-}
 } // namespace
 
 PortClient::PortClient() {
-  InitPortClient();
+  lineBuffer.Resize(kDefaultLineLength);
 }
 
 PortClient::~PortClient() {
   // No event can run any more; the socket only has to go.
   if (socketHandle != platform::kInvalidSocket) platform::SocketClose(socketHandle);
-}
-
-void PortClient::InitPortClient() {
-  SetSocketHandle(platform::kInvalidSocket);
-  remoteAddress = 0;
-  remoteHost.Clear();
-  remoteAddress6 = platform::IPv6Address{};
-  remoteAddress6Text.Clear();
-  remotePort = 0;
-  localPort = 0;
-  deferredCloseCode = 0;
-  lastSendCount = 0;
-  connected = false;
-  connectPending = false;
-  acceptData = true;
-  linger = true;
-  lingerTime = 0;
-  tcpKeepAlive = false;
-  keepAliveTime = 0;
-  keepAliveInterval = 0;
-  maxReceiveDataTime = 0;
-  closePending = false;
-  tcpNoDelay = false;
-  maxTransferRate = 0;
-  sentInWindow = 0;
-  rateWindowStart = 0;
-  lastSendTime = 0;
-  bindIPv6Address = true;
-  inRead = false;
-  lineBuffer.SetTerminator(nullptr, 0);
-  lineBuffer.Resize(kDefaultLineLength);
 }
 
 int PortClient::Config(ConfigRequest& request, const char** result) {
@@ -68,7 +34,7 @@ int PortClient::Config(ConfigRequest& request, const char** result) {
     return errNone;
   }
   if (EqualsNoCase(name, "SplitCRLF")) {
-    if (get) return ReturnFlag(*this, result, lineBuffer.splitLines != 0);
+    if (get) return ReturnFlag(result, lineBuffer.splitLines != 0);
     const bool split = IsTrueText(value);
     lineBuffer.pendingLineEnd = 0;
     lineBuffer.splitLines = split ? 1 : 0;
@@ -94,7 +60,7 @@ int PortClient::Config(ConfigRequest& request, const char** result) {
     return SetBufferSize(receive, static_cast<int32_t>(ParseConfigNumber(value)));
   }
   if (EqualsNoCase(name, "TcpNoDelay")) {
-    if (get) return ReturnFlag(*this, result, tcpNoDelay);
+    if (get) return ReturnFlag(result, tcpNoDelay);
     return SetNoDelay(IsTrueText(value));
   }
   if (EqualsNoCase(name, "TCPKeepAlive")) {
@@ -121,7 +87,7 @@ int PortClient::Config(ConfigRequest& request, const char** result) {
     return SetLinger(IsTrueText(value), lingerTime);
   }
   if (EqualsNoCase(name, "BindIPv6Address")) {
-    if (get) return ReturnFlag(*this, result, bindIPv6Address);
+    if (get) return ReturnFlag(result, bindIPv6Address);
     bindIPv6Address = IsTrueText(value);
     return errNone;
   }

@@ -112,7 +112,6 @@ protected:
   bool DeliveryAllowed() const { return acceptData; }
 
 private:
-  void InitPortClient();
   void ApplySocketOptions();
   void LogTrafficBlock(const char* label, const char* bytes, long count);
 };

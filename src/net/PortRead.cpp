@@ -46,6 +46,7 @@ int PortClient::ReadSocket(int mode) {
         return errNone; // a buffer without any capacity can read nothing
       ArmOnTraffic();
       if (const int rc = SocketData(bytes, static_cast<int>(size), false); rc != 0) {
+        // The read ends early; what still waits in the socket gets an event of its own.
         PostReadEvent();
         return rc;
       }

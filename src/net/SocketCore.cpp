@@ -20,10 +20,6 @@
 namespace quillon {
 
 namespace {
-int ReturnFlag(ComponentCore& core, const char** result, bool value) {
-  return core.ReturnText(result, value ? "True" : "False");
-}
-
 int32_t ConfigNumber(const ConfigRequest& request) {
   return static_cast<int32_t>(ParseConfigNumber(request.value.Data()));
 }
@@ -40,36 +36,12 @@ bool IsAnyAddress(const platform::IPv6Address& address) {
 } // namespace
 
 SocketCore::SocketCore() {
-  InitSocketCore();
+  ResetCore();
+  windowHandle = platform::CreateMessageWindow(&WindowProcedure, this);
 }
 
 SocketCore::~SocketCore() {
   if (windowHandle) platform::DestroyMessageWindow(windowHandle);
-}
-
-void SocketCore::InitSocketCore() {
-  ResetCore();
-  selectWaitMillis = 20;
-  useIPv6 = false;
-  secureEnabled = false;
-  localAddress6 = platform::IPv6Address{};
-  deadlineTick = 0;
-  timeoutMillis = 0;
-  absoluteTimeout = false;
-  timeoutInMilliseconds = 0;
-  localAddress = 0;
-  interruptRequested = false;
-  wasInterrupted = false;
-  inDispatch = false;
-  ignoreExternalEvents = false;
-  ignoreOtherWindowEvents = false;
-  SetSocketHandle(platform::kInvalidSocket);
-  inBufferSize = 0;
-  outBufferSize = 0;
-  if (!windowHandle) windowHandle = platform::CreateMessageWindow(&WindowProcedure, this);
-  useWindowsMessages = true;
-  lastRecvError = 0;
-  readPending = false;
 }
 
 int SocketCore::Config(ConfigRequest& request, const char** result) {
@@ -81,7 +53,7 @@ int SocketCore::Config(ConfigRequest& request, const char** result) {
     return errNone;
   }
   if (EqualsNoCase(name, "AbsoluteTimeout")) {
-    if (get) return ReturnFlag(*this, result, absoluteTimeout);
+    if (get) return ReturnFlag(result, absoluteTimeout);
     absoluteTimeout = ConfigFlag(request);
     return errNone;
   }
@@ -98,12 +70,12 @@ int SocketCore::Config(ConfigRequest& request, const char** result) {
     return errNone;
   }
   if (EqualsNoCase(name, "IgnoreExternalEvents")) {
-    if (get) return ReturnFlag(*this, result, ignoreExternalEvents);
+    if (get) return ReturnFlag(result, ignoreExternalEvents);
     ignoreExternalEvents = ConfigFlag(request);
     return errNone;
   }
   if (EqualsNoCase(name, "IgnoreOtherWindowEvents")) {
-    if (get) return ReturnFlag(*this, result, ignoreOtherWindowEvents);
+    if (get) return ReturnFlag(result, ignoreOtherWindowEvents);
     ignoreOtherWindowEvents = ConfigFlag(request);
     return errNone;
   }
@@ -121,7 +93,7 @@ int SocketCore::Config(ConfigRequest& request, const char** result) {
     return SetUseWindowsMessages(ConfigFlag(request));
   }
   if (EqualsNoCase(name, "UseIPv6")) {
-    if (get) return ReturnFlag(*this, result, useIPv6);
+    if (get) return ReturnFlag(result, useIPv6);
     useIPv6 = ConfigFlag(request);
     return errNone;
   }

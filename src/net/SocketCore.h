@@ -103,6 +103,10 @@ public:
                              // tell a new socket that took a closed one's number
 
 protected:
+  // A flag of the socket links' Config keys reads "True" or "False".
+  int ReturnFlag(const char** result, bool value) {
+    return ReturnText(result, value ? "True" : "False");
+  }
   // Every change of the socket goes here. A closed socket's number may come back at once for
   // something else, so the poll round forgets it too.
   void SetSocketHandle(platform::SocketId s) {
@@ -124,7 +128,6 @@ protected:
 private:
   static intptr_t WindowProcedure(void* target, platform::WindowId window, uint32_t message,
                                   uintptr_t first, intptr_t second);
-  void InitSocketCore();
   bool EndWait(const char* text);
   bool Interrupted();
   void Raise(uint32_t message, platform::SocketId s, uint32_t event, int error);

@@ -13,21 +13,9 @@ namespace {
 constexpr int64_t kRateWindowIdleMillis = 60000;
 } // namespace
 
-TransferPort::TransferPort() {
-  InitTransferPort();
-}
-
 TransferPort::~TransferPort() {
   // No blocking loop may outlive the object.
   RequestInterrupt();
-}
-
-void TransferPort::InitTransferPort() {
-  receivedText.Clear();
-  lastConnectStatus = 0;
-  lastDisconnectStatus = 0;
-  singleLineMode = true;
-  connectionTimeout = 0;
 }
 
 int TransferPort::Config(ConfigRequest& request, const char** result) {

@@ -10,7 +10,7 @@ namespace quillon {
 
 class TransferPort : public SecurePort {
 public:
-  TransferPort();
+  TransferPort() = default;
   ~TransferPort() override;
 
   // Config
@@ -49,7 +49,6 @@ public:
   BufStr receivedText;              // the default sink's bytes
 
 private:
-  void InitTransferPort();
   // Waits while sending has gone faster than maxTransferRate; 0 or 301.
   int ApplyRateLimit();
 };

@@ -298,12 +298,16 @@ int ConnectTo(SocketId s, const sockaddr* sa, socklen_t size) {
 }
 } // namespace
 
+// Linux takes a connect to the any address as one to the local machine; Windows refuses it.
 int SocketConnect(SocketId s, uint32_t address, int port) {
+  if (address == 0) return Failed(10049);
   const sockaddr_in sa = ToSockaddr(address, port);
   return ConnectTo(s, reinterpret_cast<const sockaddr*>(&sa), sizeof sa);
 }
 
 int SocketConnect(SocketId s, const IPv6Address& address, int port) {
+  static const uint8_t any[16] = {};
+  if (std::memcmp(address.address, any, sizeof any) == 0) return Failed(10049);
   const sockaddr_in6 sa = ToSockaddr(address, port);
   return ConnectTo(s, reinterpret_cast<const sockaddr*>(&sa), sizeof sa);
 }

@@ -337,6 +337,15 @@ TEST_P(PortClientTest, LongBurstsCutByMaxReceiveDataTimeLoseNothing) {
   EXPECT_EQ(port.log.back(), "Disconnected(0, OK)");
 }
 
+TEST_P(PortClientTest, IPv6WithoutAnAddressIsRefusedNotSentToThisMachine) {
+  port.ConfigText("UseIPv6=True", nullptr);
+  EXPECT_EQ(port.SetRemoteHost("no such host"), 11001);
+  port.SetRemotePort(ScriptPeer::UnusedPort());
+  EXPECT_EQ(port.ConnectAndWait(), 10049);
+  EXPECT_EQ(port.socketHandle, platform::kInvalidSocket);
+  EXPECT_THAT(port.log, IsEmpty());
+}
+
 TEST_P(PortClientTest, IPv6LoopbackWorksLikeIPv4) {
   ScriptPeer peer(ScriptPeer::Family::IPv6);
   if (!peer.Listening()) GTEST_SKIP() << "no IPv6 loopback here";
