@@ -67,7 +67,7 @@ int xmlpimpl::ResolveElement(std::string_view qname, std::string_view* ns, std::
   if (!(flags & xfIgnoreBadElementPrefixes))
     return FailWithName(errUnknownElementPrefix, kText, prefix);
   if (XmlEventSink* listener = Listener()) {
-    BufStrBase& message = work->message;
+    XmlScanText& message = work->message;
     message.Assign(kText);
     message.Append(prefix);
     listener->OnError(errUnknownElementPrefix, message.Data());
@@ -106,7 +106,7 @@ int xmlpimpl::ResolveAttribute(std::string_view qname, std::string_view* ns,
   if (!(flags & xfIgnoreBadAttributePrefixes))
     return FailWithName(errUnknownAttrPrefix, kText, prefix);
   if (XmlEventSink* listener = Listener()) {
-    BufStrBase& message = work->message;
+    XmlScanText& message = work->message;
     message.Assign(kText);
     message.Append(prefix);
     listener->OnError(errUnknownAttrPrefix, message.Data());
@@ -133,14 +133,15 @@ int xmlpimpl::EndOfTagName() {
   if (BuildDOM)
     tree.MarkFirstMapping();
   if (sgmlTags.IsEmpty()) {
-    if (w.elementName.Assign(w.token) != errNone)
+    if (w.elementName.Assign(w.token.View()) != errNone)
       return errOutOfMemory;
   } else {
     // The element of the last start tag is closed here unless its name has end tags.
-    if (w.spare.Assign(w.elementName) != errNone || w.elementName.Assign(w.token) != errNone)
+    if (w.spare.Assign(w.elementName.View()) != errNone ||
+        w.elementName.Assign(w.token.View()) != errNone)
       return errOutOfMemory;
     if (!w.spare.IsEmpty() && !InSgmlList(w.spare.View())) {
-      if (w.token.Assign(w.spare) != errNone)
+      if (w.token.Assign(w.spare.View()) != errNone)
         return errOutOfMemory;
       if (int rc = EndElement(false, true); rc != errNone)
         return rc;
@@ -227,7 +228,7 @@ int xmlpimpl::StartElement(bool isEmpty) {
 
 int xmlpimpl::EmptyElement() {
   Work& w = *work;
-  if (w.token.Assign(w.elementName) != errNone)
+  if (w.token.Assign(w.elementName.View()) != errNone)
     return errOutOfMemory;
   if (int rc = StartElement(true); rc != errNone)
     return rc;
@@ -243,11 +244,12 @@ int xmlpimpl::EndElement(bool wasEmpty, bool implied) {
     // An end tag first closes the element of the last start tag if that one has no end tags.
     if (!InSgmlList(w.elementName.View()) && w.elementName.View() != w.token.View()) {
       BufStrN<63> endTag;
-      if (endTag.Assign(w.token) != errNone || w.token.Assign(w.elementName) != errNone)
+      if (endTag.Assign(w.token.View()) != errNone ||
+          w.token.Assign(w.elementName.View()) != errNone)
         return errOutOfMemory;
       if ((rc = EndElement(false, true)) != errNone)
         return rc;
-      if (w.token.Assign(endTag) != errNone)
+      if (w.token.Assign(endTag.View()) != errNone)
         return errOutOfMemory;
     }
     ClearText(w.elementName);
@@ -261,11 +263,11 @@ int xmlpimpl::EndElement(bool wasEmpty, bool implied) {
     const int cut = markupStart <= static_cast<uint32_t>(originalText.Length())
                         ? static_cast<int>(markupStart)
                         : originalText.Length();
-    BufStrBase& markup = w.message;
-    if (markup.Assign(originalText.Data() + cut, originalText.Length() - cut) != errNone ||
+    XmlScanText& markup = w.message;
+    if (markup.Assign(originalText.View().substr(static_cast<size_t>(cut))) != errNone ||
         originalText.Resize(cut, nullptr) != errNone || originalText.Append("</", 2) != errNone ||
-        originalText.Append(w.token) != errNone || originalText.AppendChar('>') != errNone ||
-        originalText.Append(markup) != errNone)
+        originalText.Append(w.token.View()) != errNone || originalText.AppendChar('>') != errNone ||
+        originalText.Append(markup.View()) != errNone)
       return errOutOfMemory;
     closeAt = static_cast<uint32_t>(cut);
     closeLength = static_cast<uint32_t>(w.token.Length() + 3);
@@ -300,7 +302,7 @@ int xmlpimpl::EndElement(bool wasEmpty, bool implied) {
       if ((rc = tree.CompleteElement(depth, text, contentEnd, subtreeEnd)) != errNone)
         return rc;
     }
-    w.elementText.Resize(static_cast<int>(textAt), nullptr);
+    w.elementText.Truncate(static_cast<int>(textAt));
   }
 
   const std::string_view top = depth > 0 ? w.elements.Name(depth - 1) : std::string_view();

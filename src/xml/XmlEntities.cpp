@@ -22,7 +22,7 @@ constexpr PredefinedEntity kPredefined[] = {
 // Converts one code unit into entityValue. UTF-8 is written directly; a lone surrogate becomes
 // '?' there, as the platform conversion makes it. Other code pages go through the platform.
 int xmlpimpl::ConvertCodeUnit(uint32_t unit) {
-  BufStrBase& out = work->entityValue;
+  XmlScanText& out = work->entityValue;
   const int target = codePage == 0 ? DefaultCodePage() : codePage;
   if (target == kUtf8CodePage) {
     char bytes[3];
@@ -43,21 +43,22 @@ int xmlpimpl::ConvertCodeUnit(uint32_t unit) {
       bytes[2] = static_cast<char>(0x80 | (unit & 0x3F));
       n = 3;
     }
-    return out.Assign(bytes, n);
+    return out.Assign(std::string_view(bytes, static_cast<size_t>(n)));
   }
   const WideChar wide[2] = {static_cast<WideChar>(unit), 0};
-  if (WideToBytes(out, wide, target) != errNone)
+  BufStr converted;
+  if (WideToBytes(converted, wide, target) != errNone)
     return errCodePage;
   // The platform's length counts the terminator.
-  return out.Resize(out.Length() - 1, nullptr);
+  return out.Assign(converted.View().substr(0, static_cast<size_t>(converted.Length() - 1)));
 }
 
 int xmlpimpl::DecodeEntity(char endByte) {
   if (int rc = FlushAll(); rc != errNone)
     return rc;
   Work& w = *work;
-  BufStrBase& value = w.entityValue;
-  ClearText(value);
+  XmlScanText& value = w.entityValue;
+  value.Clear();
   // A numeric reference whose value is 0 (as in "&#X41;", where an upper-case X is no mark of
   // hexadecimal) is decoded to nothing rather than to a NUL byte.
   bool decodedToNothing = false;
@@ -82,7 +83,7 @@ int xmlpimpl::DecodeEntity(char endByte) {
     }
   }
   if (value.IsEmpty() && !decodedToNothing) {
-    if (value.AppendChar('&') != errNone || value.Append(w.entity) != errNone ||
+    if (value.AppendChar('&') != errNone || value.Append(w.entity.View()) != errNone ||
         (endByte == ';' && value.AppendChar(';') != errNone))
       return errOutOfMemory;
   }

@@ -53,10 +53,6 @@ int XmlNameTable::Push(std::string_view name, std::string_view value) {
 }
 
 void XmlNameTable::Clear() {
-  for (int i = 0; i < count; ++i) {
-    slots[i]->name.Resize(0, nullptr);
-    slots[i]->value.Resize(0, nullptr);
-  }
   count = 0;
 }
 

@@ -3,7 +3,7 @@
 // strings are made on first use and kept, emptied, for the next document.
 #pragma once
 
-#include "frame/BufStr.h"
+#include "xml/XmlScanText.h"
 
 #include <string_view>
 
@@ -22,7 +22,6 @@ public:
   int Count() const { return count; }
   std::string_view Name(int i) const { return slots[i]->name.View(); }
   std::string_view Value(int i) const { return slots[i]->value.View(); }
-  BufStrBase& ValueString(int i) { return slots[i]->value; }
   // The highest index whose name equals `name`, or -1.
   int FindFromTop(std::string_view name) const;
 
@@ -35,8 +34,8 @@ public:
 
 private:
   struct Slot {
-    BufStrN<31> name;
-    BufStrN<31> value;
+    XmlScanText name;
+    XmlScanText value;
   };
   int GrowSlots();
 

@@ -32,7 +32,7 @@ int TrimmedLength(const char* text, int length) {
   return length;
 }
 
-bool EndsInSpace(const BufStrBase& text) {
+bool EndsInSpace(const XmlScanText& text) {
   return text.Length() > 0 && IsXmlSpace(text[text.Length() - 1]);
 }
 
@@ -68,10 +68,10 @@ void xmlpimpl::Reset() {
   if (work) {
     FlushAll();
     Work& w = *work;
-    for (BufStrBase* text : std::initializer_list<BufStrBase*>{
-             &w.text, &w.token, &w.entity, &w.entityValue, &w.elementName, &w.attrName,
-             &w.xpathText, &w.elementText})
-      ClearText(*text);
+    for (XmlScanText* text : {&w.text, &w.token, &w.entity, &w.entityValue, &w.elementName,
+                              &w.attrName, &w.elementText})
+      text->Clear();
+    ClearText(w.xpathText);
     work->attributes.Clear();
     work->elements.Clear();
     work->prefixes.Clear();
@@ -159,31 +159,21 @@ int xmlpimpl::PushBytes(const char* begin, const char* end) {
   chunkBegin = begin;
   originalFrom = begin;
   chunkCount = inputCount;
-  XmlEventSink* listener = Listener();
   const char* p = begin;
   int rc = errNone;
-  while (p < end) {
-    if (!listener) {
-      p = ScanRun(p, end, &rc);
-      if (rc != errNone) {
+  if (XmlEventSink* listener = Listener()) {
+    // Byte by byte: the listener sees each byte, and the kept text is up to date at every
+    // callback.
+    for (; p < end; ++p) {
+      if ((rc = listener->OnInputByte(*p)) != errNone)
+        break;
+      if ((rc = FlushOriginal(p + 1)) != errNone || (rc = StepAt(p)) != errNone) {
         ++p;
         break;
       }
-      if (p == end)
-        break;
     }
-    current = p;
-    if (listener) {
-      if ((rc = listener->OnInputByte(*p)) != errNone)
-        break;
-      if ((rc = FlushOriginal(p + 1)) != errNone)
-        break;
-    }
-    inputCount = chunkCount + static_cast<uint32_t>(p - begin) + 1;
-    rc = Step(*p);
-    ++p;
-    if (rc != errNone)
-      break;
+  } else {
+    p = ScanFast(p, end, &rc);
   }
   const int keptRc = FlushOriginal(p);
   if (rc == errNone)
@@ -222,7 +212,7 @@ char xmlpimpl::ByteBefore(const char* at, int back) const {
 const char* xmlpimpl::ScanRun(const char* p, const char* end, int* rc) {
   Work& w = *work;
   const char* q = p;
-  BufStrBase* target;
+  XmlScanText* target;
   switch (state) {
   case xsText: {
     const uint8_t stop = xcTextStop | (charsetMode == 1 ? xcLeadByte : 0);
@@ -411,7 +401,7 @@ int xmlpimpl::Step(char c) {
 
     case xsAttrName:
       if (space || c == '=' || c == '>' || c == '/') {
-        if ((rc = w.attrName.Assign(w.token)) != errNone)
+        if ((rc = w.attrName.Assign(w.token.View())) != errNone)
           return rc;
         ClearText(w.token);
         if (space) {
@@ -481,7 +471,7 @@ int xmlpimpl::Step(char c) {
       }
       if (c == '>') {
         if (Prev1() == '/')
-          w.token.Resize(w.token.Length() - 1, nullptr);
+          w.token.Truncate(w.token.Length() - 1);
         if ((rc = StoreAttribute()) != errNone)
           return rc;
         return TagEnd();
@@ -548,7 +538,7 @@ int xmlpimpl::Step(char c) {
         return w.entity.AppendChar(c);
       if ((rc = DecodeEntity(c)) != errNone)
         return rc;
-      if ((rc = w.text.Append(w.entityValue)) != errNone)
+      if ((rc = w.text.Append(w.entityValue.View())) != errNone)
         return rc;
       if (EndsInSpace(w.entityValue) && (rc = FlushAll()) != errNone)
         return rc;
@@ -564,7 +554,7 @@ int xmlpimpl::Step(char c) {
         return w.entity.AppendChar(c);
       if ((rc = DecodeEntity(c)) != errNone)
         return rc;
-      if ((rc = w.token.Append(w.entityValue)) != errNone)
+      if ((rc = w.token.Append(w.entityValue.View())) != errNone)
         return rc;
       state = state == xsUnquotedEntity   ? xsUnquotedValue
               : state == xsSingleQuotedEntity ? xsSingleQuoted
@@ -625,7 +615,7 @@ int xmlpimpl::Step(char c) {
     case xsInstruction:
       // up to the first "?>"
       if (c == '>' && Prev1() == '?') {
-        w.token.Resize(w.token.Length() - 1, nullptr);
+        w.token.Truncate(w.token.Length() - 1);
         state = xsAfterMarkup;
         return EndSpecial(skInstruction);
       }
@@ -672,7 +662,7 @@ int xmlpimpl::Step(char c) {
     case xsSectionBody:
       // up to "]]>"; whitespace behind the section is content, so it ends in state 0
       if (c == '>' && Prev1() == ']' && Prev2() == ']') {
-        w.text.Resize(w.text.Length() - 2, nullptr);
+        w.text.Truncate(w.text.Length() - 2);
         state = xsText;
         return EndSection();
       }
@@ -702,7 +692,7 @@ int xmlpimpl::Step(char c) {
       // with HTMLComments a comment ends only at "-->"
       if (c == '>' && Prev1() == '-' && Prev2() == '-') {
         if (w.token.EndsWith("--"))
-          w.token.Resize(w.token.Length() - 2, nullptr);
+          w.token.Truncate(w.token.Length() - 2);
         state = xsAfterMarkup;
         return EndSpecial(skComment);
       }
@@ -770,7 +760,7 @@ int xmlpimpl::AppendElementText(const char* text, int length) {
 }
 
 int xmlpimpl::FlushAll() {
-  BufStrBase& text = work->text;
+  XmlScanText& text = work->text;
   if (text.IsEmpty())
     return errNone;
   const int rc = Content(text.Data(), text.Length());
@@ -779,7 +769,7 @@ int xmlpimpl::FlushAll() {
 }
 
 int xmlpimpl::FlushIgnorable() {
-  BufStrBase& text = work->text;
+  XmlScanText& text = work->text;
   if (text.IsEmpty())
     return errNone;
   int rc = errNone;
@@ -790,7 +780,7 @@ int xmlpimpl::FlushIgnorable() {
 }
 
 int xmlpimpl::FlushTrim() {
-  BufStrBase& text = work->text;
+  XmlScanText& text = work->text;
   if (text.IsEmpty())
     return errNone;
   const int length = text.Length();
@@ -808,7 +798,7 @@ int xmlpimpl::FlushTrim() {
 // The line up to its trailing whitespace is content; that whitespace waits in `text` until it
 // is known whether more text follows.
 int xmlpimpl::FlushLine() {
-  BufStrBase& text = work->text;
+  XmlScanText& text = work->text;
   const int kept = TrimmedLength(text.Data(), text.Length());
   if (kept == 0)
     return errNone;

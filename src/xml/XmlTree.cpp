@@ -102,8 +102,9 @@ std::string_view XmlTree::StringAt(uint32_t offset, uint32_t length, uint32_t re
   return {arena.Data() + offset, length};
 }
 
-int XmlTree::AppendRecord(uint8_t type, uint32_t fieldBytes, std::string_view first,
+int XmlTree::AppendRecord(uint32_t* fields, uint32_t fieldBytes, std::string_view first,
                           std::string_view second, uint32_t* offset) {
+  const uint8_t type = static_cast<uint8_t>(fields[0]);
   const uint64_t strings = first.size() + 1 + (type == recText ? 0 : second.size() + 1);
   const uint64_t size = Padded(fieldBytes + strings);
   const uint64_t at = static_cast<uint64_t>(arena.Length());
@@ -112,10 +113,8 @@ int XmlTree::AppendRecord(uint8_t type, uint32_t fieldBytes, std::string_view fi
   if (arena.Resize(static_cast<int>(at + size), nullptr) != errNone)
     return errOutOfMemory;
   char* record = arena.Data() + at;
-  std::memset(record, 0, fieldBytes);
-  record[0] = static_cast<char>(type);
-  const uint32_t size32 = static_cast<uint32_t>(size);
-  std::memcpy(record + 4, &size32, 4);
+  fields[1] = static_cast<uint32_t>(size);
+  std::memcpy(record, fields, fieldBytes);
   char* strings0 = record + fieldBytes;
   if (!first.empty())
     std::memcpy(strings0, first.data(), first.size());
@@ -133,11 +132,10 @@ int XmlTree::AppendRecord(uint8_t type, uint32_t fieldBytes, std::string_view fi
 }
 
 int XmlTree::AppendMapping(std::string_view prefix, std::string_view uri, uint32_t* offset) {
-  if (int rc = AppendRecord(recMapping, kMappingBytes, prefix, uri, offset); rc != errNone)
-    return rc;
-  SetWord(*offset, pfPrefixLength, static_cast<uint32_t>(prefix.size()));
-  SetWord(*offset, pfUriLength, static_cast<uint32_t>(uri.size()));
-  return errNone;
+  uint32_t fields[kMappingBytes / 4] = {recMapping};
+  fields[pfPrefixLength] = static_cast<uint32_t>(prefix.size());
+  fields[pfUriLength] = static_cast<uint32_t>(uri.size());
+  return AppendRecord(fields, kMappingBytes, prefix, uri, offset);
 }
 
 int XmlTree::AppendElement(std::string_view localName, int depth, uint32_t mapping,
@@ -145,19 +143,20 @@ int XmlTree::AppendElement(std::string_view localName, int depth, uint32_t mappi
                            uint32_t contentStart) {
   if (depth < 1 || depth > kMaxDepth)
     return errOutOfMemory;
+  uint32_t fields[efFieldCount] = {recElement};
+  fields[efChildCount] = isEmpty ? static_cast<uint32_t>(-1) : 0;
+  fields[efParent] = depth > 1 ? tables->depthOffsets[depth - 1] : 0;
+  fields[efMapping] = mapping;
+  fields[efScopeCount] = static_cast<uint32_t>(scopeCount);
+  fields[efFirstMapping] = firstMappingMark;
+  fields[efAttrCount] = static_cast<uint32_t>(attrCount);
+  fields[efSubtreeStart] = subtreeStart;
+  fields[efContentStart] = contentStart;
+  fields[efNameLength] = static_cast<uint32_t>(localName.size());
+  fields[efSelf] = ArenaLength();
   uint32_t at;
-  if (int rc = AppendRecord(recElement, kElementBytes, localName, {}, &at); rc != errNone)
+  if (int rc = AppendRecord(fields, kElementBytes, localName, {}, &at); rc != errNone)
     return rc;
-  SetWord(at, efChildCount, isEmpty ? static_cast<uint32_t>(-1) : 0);
-  SetWord(at, efParent, depth > 1 ? tables->depthOffsets[depth - 1] : 0);
-  SetWord(at, efMapping, mapping);
-  SetWord(at, efScopeCount, static_cast<uint32_t>(scopeCount));
-  SetWord(at, efFirstMapping, firstMappingMark);
-  SetWord(at, efAttrCount, static_cast<uint32_t>(attrCount));
-  SetWord(at, efSubtreeStart, subtreeStart);
-  SetWord(at, efContentStart, contentStart);
-  SetWord(at, efNameLength, static_cast<uint32_t>(localName.size()));
-  SetWord(at, efSelf, at);
   tables->depthOffsets[depth] = at;
   if (!root)
     root = at;
@@ -166,13 +165,12 @@ int XmlTree::AppendElement(std::string_view localName, int depth, uint32_t mappi
 
 int XmlTree::AppendAttribute(uint32_t mapping, std::string_view localName,
                              std::string_view value) {
+  uint32_t fields[kAttributeBytes / 4] = {recAttribute};
+  fields[afMapping] = mapping;
+  fields[afNameLength] = static_cast<uint32_t>(localName.size());
+  fields[afValueLength] = static_cast<uint32_t>(value.size());
   uint32_t at;
-  if (int rc = AppendRecord(recAttribute, kAttributeBytes, localName, value, &at); rc != errNone)
-    return rc;
-  SetWord(at, afMapping, mapping);
-  SetWord(at, afNameLength, static_cast<uint32_t>(localName.size()));
-  SetWord(at, afValueLength, static_cast<uint32_t>(value.size()));
-  return errNone;
+  return AppendRecord(fields, kAttributeBytes, localName, value, &at);
 }
 
 int XmlTree::CompleteElement(int depth, std::string_view text, uint32_t contentEnd,
@@ -181,10 +179,11 @@ int XmlTree::CompleteElement(int depth, std::string_view text, uint32_t contentE
   if (!element)
     return errNone;
   if (!text.empty()) {
+    uint32_t fields[kTextBytes / 4] = {recText};
+    fields[tfLength] = static_cast<uint32_t>(text.size());
     uint32_t at;
-    if (int rc = AppendRecord(recText, kTextBytes, text, {}, &at); rc != errNone)
+    if (int rc = AppendRecord(fields, kTextBytes, text, {}, &at); rc != errNone)
       return rc;
-    SetWord(at, tfLength, static_cast<uint32_t>(text.size()));
     SetWord(element, efText, at);
   }
   SetWord(element, efEnd, ArenaLength());

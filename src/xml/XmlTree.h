@@ -135,8 +135,9 @@ private:
   void SetWord(uint32_t offset, int index, uint32_t value);
   bool IsRecord(uint32_t offset, uint8_t type, uint32_t minimumSize) const;
   std::string_view StringAt(uint32_t offset, uint32_t length, uint32_t recordEnd) const;
-  // Appends a record of `fieldBytes` of fields and the given strings, each with a NUL.
-  int AppendRecord(uint8_t type, uint32_t fieldBytes, std::string_view first,
+  // Appends a record: `fieldBytes` of fields (the type in the first, the size filled in here),
+  // then the strings, each with a NUL; a text record has only the first.
+  int AppendRecord(uint32_t* fields, uint32_t fieldBytes, std::string_view first,
                    std::string_view second, uint32_t* offset);
   uint32_t SkipMappings(uint32_t offset) const;
   bool ChildCounts(uint32_t child, std::string_view name) const;

@@ -6,6 +6,7 @@
 #include "frame/BufStr.h"
 #include "xml/XmlEventSink.h"
 #include "xml/XmlNameTable.h"
+#include "xml/XmlScanText.h"
 #include "xml/XmlTree.h"
 
 #include <cstdint>
@@ -15,6 +16,7 @@ namespace quillon {
 
 // Empties a buffer, keeping nothing: the scanner's "clear".
 inline void ClearText(BufStrBase& text) { text.Resize(0, nullptr); }
+inline void ClearText(XmlScanText& text) { text.Clear(); }
 
 // Scanner states, each named for what it awaits next. The numbers are part of the contract.
 enum XmlScanState : uint8_t {
@@ -145,18 +147,18 @@ private:
     uint32_t mappingOffsets[XmlNameTable::kLimit]; // tree record of each mapping
     // The text so far of every open element, innermost last: element i's text starts at
     // textStart[i] and runs to the next start, and an element's text leaves with it.
-    BufStrN<1023> elementText;
+    XmlScanText elementText;
     uint32_t textStart[XmlNameTable::kLimit];
-    BufStrN<1023> text;  // pending character data
-    BufStr entity;       // name of the reference being read, without '&' and ';'
-    BufStrN<1023> token; // the current name or value
-    BufStr entityValue; // decoded value of the last reference
-    BufStr elementName; // the name of the start tag being read; survives it in SGML mode
-    BufStr attrName;    // the attribute name waiting for its value
-    BufStr spare;       // a name set aside while the SGML rule closes an element
-    BufStr xpathText;   // the cursor's path, always one that leads back to it
-    BufStr pathCopy;    // the walker's private copy of its path
-    BufStr message;     // a failure text being composed
+    XmlScanText text;        // pending character data
+    XmlScanText entity;      // name of the reference being read, without '&' and ';'
+    XmlScanText token;       // the current name or value
+    XmlScanText entityValue; // decoded value of the last reference
+    XmlScanText elementName; // the name of the start tag being read; survives it in SGML mode
+    XmlScanText attrName;    // the attribute name waiting for its value
+    XmlScanText spare;       // a name set aside while the SGML rule closes an element
+    XmlScanText message;     // a failure text, or markup set aside by the SGML rule
+    BufStr xpathText;        // the cursor's path, always one that leads back to it
+    BufStr pathCopy;         // the walker's private copy of its path
   };
 
   int MakeWork();
@@ -165,6 +167,18 @@ private:
   int FeedUtf8(const char* begin, const char* end);
   // State machine
   int Step(char c);
+  // Steps the byte at `at`, with `current` and inputCount set for it.
+  int StepAt(const char* at) {
+    SetCurrent(at);
+    return Step(*at);
+  }
+  void SetCurrent(const char* at) {
+    current = at;
+    inputCount = chunkCount + static_cast<uint32_t>(at - chunkBegin) + 1;
+  }
+  // The bytes from `p` without a listener: runs and the common transitions inline, every
+  // other byte through Step. Returns where it stopped: `end`, or behind a failing byte.
+  const char* ScanFast(const char* p, const char* end, int* rc);
   const char* ScanRun(const char* p, const char* end, int* rc);
   int TagEnd();
   // The byte `back` places before `at` in the pushed stream, across the start of this push.
