@@ -6,6 +6,8 @@
 # SECONDS defaults to 30 per target. With no TARGET every fuzz_* target runs. Seeds come from
 # tests/fuzz/seeds/<Target>/; new inputs that libFuzzer finds go to build-fuzz/corpus/<Target>/,
 # crashes to build-fuzz/crashes/. Exit status is non-zero when any target fails.
+# FUZZ_EXTRA_SEEDS names more seed folders (separated by ':'), read but never written, such as
+# the real documents: FUZZ_EXTRA_SEEDS=../shared/corpus/atom scripts/fuzz.sh 600 XmlParserFuzz
 set -euo pipefail
 cd "$(dirname "$0")/.."
 
@@ -39,6 +41,10 @@ for target in "${targets[@]}"; do
   mkdir -p "$corpus"
   dirs=("$corpus")
   [ -d "$seeds" ] && dirs+=("$seeds")
+  IFS=: read -r -a extra <<< "${FUZZ_EXTRA_SEEDS:-}"
+  for dir in "${extra[@]}"; do
+    [ -d "$dir" ] && dirs+=("$dir")
+  done
   echo "fuzz: $target for ${seconds}s"
   if ! "$build/tests/fuzz/fuzz_$target" -max_total_time="$seconds" -timeout=10 -rss_limit_mb=2048 \
       -artifact_prefix="$build/crashes/$target-" -print_final_stats=1 "${dirs[@]}" \

@@ -1,0 +1,329 @@
+// The element stack behind the scanner. Prefixes resolve late: a start tag's element and
+// attributes are resolved only when the whole tag has been read, so a declaration counts for
+// the tag that carries it wherever it stands. The SGML rule (a non-empty sgmlTags) closes every
+// element whose name is not in the list at the next markup, and rewrites the kept text so that
+// the closing tag stands where the element ended: the markup just read is cut off, "</name>" is
+// appended and the cut markup appended again.
+#include "xml/xmlpimpl.h"
+
+#include "frame/Errors.h"
+#include "xml/XmlErrors.h"
+
+namespace quillon {
+
+namespace {
+constexpr std::string_view kXmlnsPrefix = "xmlns";
+}
+
+bool xmlpimpl::InSgmlList(std::string_view name) const {
+  // The list reads " a b c ": a name counts with a space on each side.
+  const std::string_view list = sgmlTags.View();
+  for (size_t at = list.find(name); at != std::string_view::npos; at = list.find(name, at + 1))
+    if (at > 0 && list[at - 1] == ' ' && at + name.size() < list.size() &&
+        list[at + name.size()] == ' ')
+      return true;
+  return false;
+}
+
+int xmlpimpl::AddSGMLTag(std::string_view name) {
+  if (name.empty() || InSgmlList(name))
+    return errNone;
+  if (sgmlTags.IsEmpty() && sgmlTags.AppendChar(' ') != errNone)
+    return errOutOfMemory;
+  if (sgmlTags.Append(name) != errNone || sgmlTags.AppendChar(' ') != errNone)
+    return errOutOfMemory;
+  return errNone;
+}
+
+int xmlpimpl::FailWithName(int code, const char* text, std::string_view name) {
+  errorText.Assign(text);
+  errorText.Append(name);
+  return code;
+}
+
+// An element takes the mapping of its prefix, or the innermost default namespace when it has
+// none. An unknown prefix fails, or with IgnoreBadElementPrefixes is reported to OnError and
+// leaves the element without namespace.
+int xmlpimpl::ResolveElement(std::string_view qname, std::string_view* ns, std::string_view* local,
+                             int* mapping) {
+  XmlNameTable& prefixes = work->prefixes;
+  const size_t colon = qname.find(':');
+  if (colon == std::string_view::npos) {
+    *local = qname;
+    *mapping = prefixes.FindFromTop({});
+    *ns = *mapping >= 0 ? prefixes.Value(*mapping) : std::string_view();
+    return errNone;
+  }
+  const std::string_view prefix = qname.substr(0, colon);
+  *mapping = prefixes.FindFromTop(prefix);
+  if (*mapping >= 0) {
+    *ns = prefixes.Value(*mapping);
+    *local = qname.substr(colon + 1);
+    return errNone;
+  }
+  *ns = {};
+  *local = IncludeUnknownPrefixes ? qname : qname.substr(colon + 1);
+  constexpr const char* kText = "Unknown element prefix (can't find namespace): ";
+  if (!(flags & xfIgnoreBadElementPrefixes))
+    return FailWithName(errUnknownElementPrefix, kText, prefix);
+  if (XmlEventSink* listener = Listener()) {
+    XmlScanText& message = work->message;
+    message.Assign(kText);
+    message.Append(prefix);
+    listener->OnError(errUnknownElementPrefix, message.Data());
+  }
+  return errNone;
+}
+
+// An attribute without a prefix has no namespace: default namespaces do not apply to
+// attributes. "xml" needs no declaration.
+int xmlpimpl::ResolveAttribute(std::string_view qname, std::string_view* ns,
+                               std::string_view* local, uint32_t* mappingRecord) {
+  *ns = {};
+  *local = qname;
+  *mappingRecord = 0;
+  const size_t colon = qname.find(':');
+  if (colon == std::string_view::npos)
+    return errNone;
+  XmlNameTable& prefixes = work->prefixes;
+  const std::string_view prefix = qname.substr(0, colon);
+  const int mapping = prefixes.FindFromTop(prefix);
+  if (mapping >= 0) {
+    *ns = prefixes.Value(mapping);
+    *local = qname.substr(colon + 1);
+    *mappingRecord = work->mappingOffsets[mapping];
+    return errNone;
+  }
+  if (prefix == "xml") {
+    *ns = NS_XML;
+    *local = qname.substr(colon + 1);
+    *mappingRecord = tree.XmlMapping();
+    return errNone;
+  }
+  if (!IncludeUnknownPrefixes)
+    *local = qname.substr(colon + 1);
+  constexpr const char* kText = "Unknown attribute prefix (can't find namespace): ";
+  if (!(flags & xfIgnoreBadAttributePrefixes))
+    return FailWithName(errUnknownAttrPrefix, kText, prefix);
+  if (XmlEventSink* listener = Listener()) {
+    XmlScanText& message = work->message;
+    message.Assign(kText);
+    message.Append(prefix);
+    listener->OnError(errUnknownAttrPrefix, message.Data());
+  }
+  return errNone;
+}
+
+std::string_view xmlpimpl::LiveAttrNamespace(int i) const {
+  const std::string_view qname = work->attributes.Name(i);
+  const size_t colon = qname.find(':');
+  if (colon == std::string_view::npos)
+    return {};
+  const std::string_view prefix = qname.substr(0, colon);
+  const int mapping = work->prefixes.FindFromTop(prefix);
+  if (mapping >= 0)
+    return work->prefixes.Value(mapping);
+  return prefix == "xml" ? NS_XML : std::string_view();
+}
+
+int xmlpimpl::EndOfTagName() {
+  Work& w = *work;
+  if (int rc = FlushAll(); rc != errNone)
+    return rc;
+  if (BuildDOM)
+    tree.MarkFirstMapping();
+  if (sgmlTags.IsEmpty()) {
+    if (w.elementName.Assign(w.token.View()) != errNone)
+      return errOutOfMemory;
+  } else {
+    // The element of the last start tag is closed here unless its name has end tags.
+    if (w.spare.Assign(w.elementName.View()) != errNone ||
+        w.elementName.Assign(w.token.View()) != errNone)
+      return errOutOfMemory;
+    if (!w.spare.IsEmpty() && !InSgmlList(w.spare.View())) {
+      if (w.token.Assign(w.spare.View()) != errNone)
+        return errOutOfMemory;
+      if (int rc = EndElement(false, true); rc != errNone)
+        return rc;
+    }
+  }
+  ClearText(w.token);
+  ClearText(w.attrName);
+  return errNone;
+}
+
+int xmlpimpl::StoreAttribute() {
+  Work& w = *work;
+  const std::string_view name = w.attrName.View();
+  int rc;
+  if (name.size() >= kXmlnsPrefix.size() && name.starts_with(kXmlnsPrefix)) {
+    // "xmlns" declares the default namespace, "xmlns:p" and also "xmlnsp" the prefix p.
+    std::string_view prefix = name.substr(kXmlnsPrefix.size());
+    if (!prefix.empty() && prefix[0] == ':')
+      prefix.remove_prefix(1);
+    if ((rc = w.prefixes.Push(prefix, w.token.View())) != errNone)
+      return rc;
+    const int index = w.prefixes.Count() - 1;
+    w.prefixDepth[index] = static_cast<uint32_t>(w.elements.Count() + 1);
+    w.mappingOffsets[index] = 0;
+    if (XmlEventSink* listener = Listener())
+      if ((rc = listener->OnStartPrefixMapping(w.prefixes.Name(index).data(),
+                                               w.token.Data())) != errNone)
+        return rc;
+    if (BuildDOM &&
+        (rc = tree.AppendMapping(prefix, w.token.View(), &w.mappingOffsets[index])) != errNone)
+      return rc;
+  } else if ((rc = w.attributes.Push(name, w.token.View())) != errNone) {
+    return rc;
+  }
+  ClearText(w.attrName);
+  ClearText(w.token);
+  return errNone;
+}
+
+int xmlpimpl::StartElement(bool isEmpty) {
+  Work& w = *work;
+  int rc;
+  if ((rc = w.elements.Push(w.elementName.View(), {})) != errNone)
+    return rc;
+  const int depth = w.elements.Count();
+  w.textStart[depth - 1] = static_cast<uint32_t>(w.elementText.Length());
+  const std::string_view qname = w.elements.Name(depth - 1);
+  std::string_view ns, local;
+  int mapping;
+  if ((rc = ResolveElement(qname, &ns, &local, &mapping)) != errNone)
+    return rc;
+  if (XmlEventSink* listener = Listener()) {
+    inCallback = 1;
+    rc = listener->OnStartElement(ns.data() ? ns.data() : "", local.data(), qname.data(),
+                                  isEmpty);
+    inCallback = 0;
+    if (rc != errNone)
+      return rc;
+  }
+  if (BuildDOM) {
+    const int attrCount = w.attributes.Count();
+    if ((rc = tree.AppendElement(local, depth, mapping >= 0 ? w.mappingOffsets[mapping] : 0,
+                                 w.prefixes.Count(), isEmpty, attrCount, markupStart,
+                                 inputCount)) != errNone)
+      return rc;
+    for (int i = 0; i < attrCount; ++i) {
+      std::string_view attrNs, attrLocal;
+      uint32_t attrMapping;
+      rc = ResolveAttribute(w.attributes.Name(i), &attrNs, &attrLocal, &attrMapping);
+      if (rc == errNone)
+        rc = tree.AppendAttribute(attrMapping, attrLocal, w.attributes.Value(i));
+      if (rc != errNone) {
+        // The records so far stay readable.
+        tree.SetAttrCount(depth, i);
+        return rc;
+      }
+    }
+  }
+  if (sgmlTags.IsEmpty())
+    ClearText(w.elementName);
+  w.attributes.Clear();
+  return errNone;
+}
+
+int xmlpimpl::EmptyElement() {
+  Work& w = *work;
+  if (w.token.Assign(w.elementName.View()) != errNone)
+    return errOutOfMemory;
+  if (int rc = StartElement(true); rc != errNone)
+    return rc;
+  return EndElement(true, false);
+}
+
+int xmlpimpl::EndElement(bool wasEmpty, bool implied) {
+  Work& w = *work;
+  int rc;
+  if ((rc = FlushAll()) != errNone)
+    return rc;
+  if (!implied && !sgmlTags.IsEmpty() && !w.elementName.IsEmpty()) {
+    // An end tag first closes the element of the last start tag if that one has no end tags.
+    if (!InSgmlList(w.elementName.View()) && w.elementName.View() != w.token.View()) {
+      BufStrN<63> endTag;
+      if (endTag.Assign(w.token.View()) != errNone ||
+          w.token.Assign(w.elementName.View()) != errNone)
+        return errOutOfMemory;
+      if ((rc = EndElement(false, true)) != errNone)
+        return rc;
+      if (w.token.Assign(endTag.View()) != errNone)
+        return errOutOfMemory;
+    }
+    ClearText(w.elementName);
+  }
+
+  uint32_t closeAt = markupStart;
+  uint32_t closeLength = 0;
+  if (implied && !wasEmpty && KeepOriginalText) {
+    if ((rc = FlushOriginal(current + 1)) != errNone)
+      return rc;
+    const int cut = markupStart <= static_cast<uint32_t>(originalText.Length())
+                        ? static_cast<int>(markupStart)
+                        : originalText.Length();
+    XmlScanText& markup = w.message;
+    if (markup.Assign(originalText.View().substr(static_cast<size_t>(cut))) != errNone ||
+        originalText.Resize(cut, nullptr) != errNone || originalText.Append("</", 2) != errNone ||
+        originalText.Append(w.token.View()) != errNone || originalText.AppendChar('>') != errNone ||
+        originalText.Append(markup.View()) != errNone)
+      return errOutOfMemory;
+    closeAt = static_cast<uint32_t>(cut);
+    closeLength = static_cast<uint32_t>(w.token.Length() + 3);
+    markupStart += closeLength;
+    inputCount += closeLength;
+    chunkCount += closeLength;
+  }
+
+  const std::string_view qname = w.token.View();
+  std::string_view ns, local;
+  int mapping;
+  if ((rc = ResolveElement(qname, &ns, &local, &mapping)) != errNone)
+    return rc;
+  if (XmlEventSink* listener = Listener())
+    if ((rc = listener->OnEndElement(ns.data() ? ns.data() : "", local.data(), qname.data(),
+                                     wasEmpty)) != errNone)
+      return rc;
+
+  const int depth = w.elements.Count();
+  if (depth > 0) {
+    const uint32_t textAt = w.textStart[depth - 1];
+    if (BuildDOM) {
+      const std::string_view text = w.elementText.View().substr(textAt);
+      uint32_t contentEnd = markupStart;
+      uint32_t subtreeEnd = inputCount;
+      if (implied) {
+        contentEnd = closeAt;
+        subtreeEnd = closeAt + closeLength;
+      } else if (wasEmpty) {
+        contentEnd = inputCount;
+      }
+      if ((rc = tree.CompleteElement(depth, text, contentEnd, subtreeEnd)) != errNone)
+        return rc;
+    }
+    w.elementText.Truncate(static_cast<int>(textAt));
+  }
+
+  const std::string_view top = depth > 0 ? w.elements.Name(depth - 1) : std::string_view();
+  if (qname != top)
+    return FailWithName(errUnbalancedTag, "Unbalanced element tag: ", qname);
+
+  XmlNameTable& prefixes = w.prefixes;
+  while (prefixes.Count() > 0 &&
+         w.prefixDepth[prefixes.Count() - 1] == static_cast<uint32_t>(depth)) {
+    const int index = prefixes.Count() - 1;
+    if (XmlEventSink* listener = Listener())
+      if ((rc = listener->OnEndPrefixMapping(prefixes.Name(index).data())) != errNone)
+        return rc;
+    if (BuildDOM)
+      tree.EndMappingScope(w.mappingOffsets[index]);
+    prefixes.Pop();
+  }
+  if (depth > 0)
+    w.elements.Pop();
+  ClearText(w.token);
+  return errNone;
+}
+
+} // namespace quillon

@@ -1,0 +1,59 @@
+// Slots are constructed one at a time with MemAlloc and placement new, and the pointer array
+// doubles from 8 to 256, so a small document costs a few hundred bytes of table.
+#include "xml/XmlNameTable.h"
+
+#include "frame/Errors.h"
+#include "frame/Memory.h"
+
+#include <new>
+
+namespace quillon {
+
+XmlNameTable::~XmlNameTable() {
+  for (int i = 0; i < made; ++i) {
+    slots[i]->~Slot();
+    MemFree(slots[i]);
+  }
+  MemFree(slots);
+}
+
+int XmlNameTable::FindFromTop(std::string_view name) const {
+  for (int i = count - 1; i >= 0; --i)
+    if (slots[i]->name.View() == name)
+      return i;
+  return -1;
+}
+
+int XmlNameTable::GrowSlots() {
+  const int newRoom = room ? room * 2 : 8;
+  void* block = MemRealloc(slots, sizeof(Slot*) * static_cast<size_t>(newRoom));
+  if (!block)
+    return errOutOfMemory;
+  slots = static_cast<Slot**>(block);
+  room = newRoom;
+  return errNone;
+}
+
+int XmlNameTable::Push(std::string_view name, std::string_view value) {
+  if (count == kLimit)
+    return errOutOfMemory;
+  if (count == made) {
+    if (made == room && GrowSlots() != errNone)
+      return errOutOfMemory;
+    void* block = MemAlloc(sizeof(Slot));
+    if (!block)
+      return errOutOfMemory;
+    slots[made++] = new (block) Slot();
+  }
+  Slot& slot = *slots[count];
+  if (slot.name.Assign(name) != errNone || slot.value.Assign(value) != errNone)
+    return errOutOfMemory;
+  ++count;
+  return errNone;
+}
+
+void XmlNameTable::Clear() {
+  count = 0;
+}
+
+} // namespace quillon

@@ -1,0 +1,48 @@
+// A bounded stack of name and value strings: the attributes of the tag being read, the open
+// elements with their text so far, and the prefix mappings in scope. At most 256 entries; slot
+// strings are made on first use and kept, emptied, for the next document.
+#pragma once
+
+#include "xml/XmlScanText.h"
+
+#include <string_view>
+
+namespace quillon {
+
+class XmlNameTable {
+public:
+  static constexpr int kLimit = 256;
+
+  XmlNameTable() = default;
+  ~XmlNameTable();
+  XmlNameTable(const XmlNameTable&) = delete;
+  XmlNameTable& operator=(const XmlNameTable&) = delete;
+
+  // Access. Indexes run from 0 (bottom) to Count() - 1 (top); callers check them.
+  int Count() const { return count; }
+  std::string_view Name(int i) const { return slots[i]->name.View(); }
+  std::string_view Value(int i) const { return slots[i]->value.View(); }
+  // The highest index whose name equals `name`, or -1.
+  int FindFromTop(std::string_view name) const;
+
+  // Operations
+  // Pushes a pair; 200 when 256 entries stand or no memory is left.
+  int Push(std::string_view name, std::string_view value);
+  void Pop() { --count; }
+  // Empties the table, keeping the slot strings (emptied) for the next use.
+  void Clear();
+
+private:
+  struct Slot {
+    XmlScanText name;
+    XmlScanText value;
+  };
+  int GrowSlots();
+
+  int count = 0;          // entries in use
+  int made = 0;           // slots constructed so far; made >= count
+  int room = 0;           // length of the `slots` array
+  Slot** slots = nullptr; // grows by doubling up to kLimit pointers
+};
+
+} // namespace quillon

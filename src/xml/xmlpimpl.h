@@ -1,0 +1,223 @@
+// The scanner behind XmlParser: input layer (ASCII or UTF-8), the byte state machine with its
+// text flushes and entity decoding, the element stack with late prefix resolution and the SGML
+// closing rule, the tree it builds, and the path walker over that tree.
+#pragma once
+
+#include "frame/BufStr.h"
+#include "xml/XmlEventSink.h"
+#include "xml/XmlNameTable.h"
+#include "xml/XmlScanText.h"
+#include "xml/XmlTree.h"
+
+#include <cstdint>
+#include <string_view>
+
+namespace quillon {
+
+// Empties a buffer, keeping nothing: the scanner's "clear".
+inline void ClearText(BufStrBase& text) { text.Resize(0, nullptr); }
+inline void ClearText(XmlScanText& text) { text.Clear(); }
+
+// Scanner states, each named for what it awaits next. The numbers are part of the contract.
+enum XmlScanState : uint8_t {
+  xsText,               // 0  character data
+  xsTagName,            // 1  the name behind '<'
+  xsTagOpen,            // 2  the byte behind '<'
+  xsInTag,              // 3  an attribute name or the end of the tag
+  xsAttrName,           // 4  more of an attribute name
+  xsAfterAttrName,      // 5  '=' or the next attribute
+  xsBeforeValue,        // 6  the start of a value
+  xsUnquotedValue,      // 7  more of an unquoted value
+  xsAfterMarkup,        // 8  whitespace behind markup
+  xsSingleQuoted,       // 9  more of a '-quoted value
+  xsDoubleQuoted,       // 10 more of a "-quoted value
+  xsEndTagName,         // 11 the name behind "</"
+  xsAfterEndTagName,    // 12 the '>' of an end tag
+  xsTextEntity,         // 13 a reference name in text
+  xsUnquotedEntity,     // 14 a reference name in an unquoted value
+  xsSingleQuotedEntity, // 15 a reference name in a '-quoted value
+  xsDoubleQuotedEntity, // 16 a reference name in a "-quoted value
+  xsAfterEndTagJunk,    // 17 anything: a failure
+  xsBangDash,           // 18 the second '-' of "<!--"
+  xsComment,            // 19 comment text
+  xsCommentDash,        // 20 the second '-' of "--"
+  xsCommentClose,       // 21 the '>' behind "--"
+  xsInstruction,        // 22 instruction text up to "?>"
+  xsAfterBang,          // 23 the byte behind "<!"
+  xsDeclaration,        // 24 declaration text up to '>'
+  xsSectionBody,        // 25 section text up to "]]>"
+  xsSectionKeyword,     // 26 the keyword of "<![KEYWORD["
+  xsDeclApos,           // 27 a '-quoted part of a declaration
+  xsDeclQuote,          // 28 a "-quoted part of a declaration
+  xsDeclBracket,        // 29 an internal subset up to ']'
+  xsTrailByte,          // 30 the second byte of a double-byte character
+  xsLongComment,        // 31 comment text up to "-->", with HTMLComments
+};
+
+// Bits of xmlpimpl::flags.
+enum XmlParseFlag : uint32_t {
+  xfIgnoreBadAttributePrefixes = 1,
+  xfIgnoreBadElementPrefixes = 2,
+  xfAllowMoreThanOneRoot = 4,
+  xfAllowTextOutsideRoot = 8,
+};
+
+// Values of xmlpimpl::encoding.
+enum XmlInputEncoding : int32_t { encAscii, encUtf8, encUtf16LE, encUtf16BE };
+
+class xmlpimpl {
+public:
+  xmlpimpl() = default;
+  ~xmlpimpl();
+  xmlpimpl(const xmlpimpl&) = delete;
+  xmlpimpl& operator=(const xmlpimpl&) = delete;
+
+  // Documents
+  // Prepares for a new document; keeps the settings, sgmlTags, encoding, codePage and sink.
+  // Allocates nothing: the tables come with the first Feed.
+  void Reset();
+  // Pushes bytes through the scanner up to the first NUL or the end; 0 or the failing code, with
+  // everything left as it stands at the failing byte.
+  int Feed(const char* text);
+  int Feed(std::string_view bytes);
+
+  // Paths. Walks `path` from the cursor (or from the root when it begins with '/'); see
+  // XmlPathWalk.cpp for the dialect.
+  int XPathWalk(std::string_view path, bool top);
+  std::string_view XPathText() const { return work ? work->xpathText.View() : std::string_view(); }
+  // Restores a cursor and path text saved by the caller.
+  int RestoreXPath(uint32_t cursor, std::string_view xpath);
+
+  // Steps of the element stack, called by the state machine.
+  int EndOfTagName();
+  int StoreAttribute();
+  int StartElement(bool isEmpty);
+  int EmptyElement();
+  int EndElement(bool wasEmpty, bool implied);
+
+  // The tables as a receiver of OnStartElement sees them; valid only while inCallback is set.
+  int LiveAttrCount() const { return work ? work->attributes.Count() : 0; }
+  std::string_view LiveAttrName(int i) const { return work->attributes.Name(i); }
+  std::string_view LiveAttrValue(int i) const { return work->attributes.Value(i); }
+  // Prefix and namespace of attribute i, resolved without failing.
+  std::string_view LiveAttrNamespace(int i) const;
+  int LivePrefixCount() const { return work ? work->prefixes.Count() : 0; }
+  std::string_view LivePrefix(int i) const { return work->prefixes.Name(i); }
+  std::string_view LivePrefixUri(int i) const { return work->prefixes.Value(i); }
+
+  // Stores the fixed text of `code` in errorText and returns `code`.
+  int SetErrorByCode(int code);
+  // Adds a name to the list of elements that have end tags; 0 or 200.
+  int AddSGMLTag(std::string_view name);
+
+  // Fields
+  XmlTree tree;                     // the document built while BuildDOM is set
+  XmlEventSink* sink = nullptr;     // receiver of the callbacks; null until the owner sets it
+  XmlEventSink* ownSink = nullptr;  // the owning parser, whose callbacks do nothing: when `sink`
+                                    // is it, callbacks are skipped and runs are scanned in bulk
+  uint8_t state = xsText;           // XmlScanState
+  uint8_t prev1 = 0;                // the last consumed byte; during a push, as of its start
+  uint8_t prev2 = 0;                // the one before it
+  uint8_t inCallback = 0;           // set only while OnStartElement runs
+  BufStrN<7> errorText;             // message of the last failure
+  int32_t codePage = 0;             // target of numeric references; 0 is the default code page
+  int32_t charsetMode = 0;          // 1: a lead byte takes the next byte as text, unseen
+  uint32_t inputCount = 0;          // bytes pushed through the state machine in this document
+  uint32_t markupStart = 0;         // offset in the kept text of the last '<'
+  BufStrN<7> originalText;          // every byte pushed, while KeepOriginalText is set
+  uint32_t flags = xfAllowMoreThanOneRoot | xfAllowTextOutsideRoot; // XmlParseFlag bits
+  uint8_t IncludeUnknownPrefixes = 1; // a name with an unknown prefix keeps it in its local name
+  uint8_t BuildDOM = 0;             // build the tree and decode references
+  uint8_t KeepOriginalText = 1;     // keep the input in originalText for XSubTree and XContents
+  uint8_t HTMLComments = 0;         // a comment ends only at "-->"; "--" inside is text
+  uint8_t PreserveWhitespace = 0;   // keep leading and trailing whitespace of text runs
+  uint8_t AllowLeadingDigit = 0;    // a digit may start a name
+  BufStrN<7> sgmlTags;              // " a b " names that have end tags; empty: plain XML
+  int32_t encoding = encAscii;      // XmlInputEncoding
+  uint32_t partialCodePoint = 0;    // UTF-8: the bits of the sequence so far
+  int32_t pendingBytes = 0;         // UTF-8: continuation bytes still due
+
+private:
+  // Tables and buffers made by the first Feed, so that an idle parser stays small.
+  struct Work {
+    XmlNameTable attributes;      // attributes of the tag being read, names as written
+    XmlNameTable elements;        // open elements: name as written
+    XmlNameTable prefixes;        // mappings in scope: prefix, URI; searched from the top
+    uint32_t prefixDepth[XmlNameTable::kLimit];    // depth + 1 of the element that declared each
+    uint32_t mappingOffsets[XmlNameTable::kLimit]; // tree record of each mapping
+    // The text so far of every open element, innermost last: element i's text starts at
+    // textStart[i] and runs to the next start, and an element's text leaves with it.
+    XmlScanText elementText;
+    uint32_t textStart[XmlNameTable::kLimit];
+    XmlScanText text;        // pending character data
+    XmlScanText entity;      // name of the reference being read, without '&' and ';'
+    XmlScanText token;       // the current name or value
+    XmlScanText entityValue; // decoded value of the last reference
+    XmlScanText elementName; // the name of the start tag being read; survives it in SGML mode
+    XmlScanText attrName;    // the attribute name waiting for its value
+    XmlScanText spare;       // a name set aside while the SGML rule closes an element
+    XmlScanText message;     // a failure text, or markup set aside by the SGML rule
+    BufStr xpathText;        // the cursor's path, always one that leads back to it
+    BufStr pathCopy;         // the walker's private copy of its path
+  };
+
+  int MakeWork();
+  // Input layer
+  int PushBytes(const char* begin, const char* end);
+  int FeedUtf8(const char* begin, const char* end);
+  // State machine
+  int Step(char c);
+  // Steps the byte at `at`, with `current` and inputCount set for it.
+  int StepAt(const char* at) {
+    SetCurrent(at);
+    return Step(*at);
+  }
+  void SetCurrent(const char* at) {
+    current = at;
+    inputCount = chunkCount + static_cast<uint32_t>(at - chunkBegin) + 1;
+  }
+  // The bytes from `p` without a listener: runs and the common transitions inline, every
+  // other byte through Step. Returns where it stopped: `end`, or behind a failing byte.
+  const char* ScanFast(const char* p, const char* end, int* rc);
+  const char* ScanRun(const char* p, const char* end, int* rc);
+  int TagEnd();
+  // The byte `back` places before `at` in the pushed stream, across the start of this push.
+  char ByteBefore(const char* at, int back) const;
+  char Prev1() const { return ByteBefore(current, 1); }
+  char Prev2() const { return ByteBefore(current, 2); }
+  // Appends the pushed bytes before `upTo` to the kept text; 0 or 200.
+  int FlushOriginal(const char* upTo);
+  // Text flushes and content
+  int Content(const char* text, int length);
+  // Appends to the text of the innermost open element; 0 or 200 with its text.
+  int AppendElementText(const char* text, int length);
+  int FlushAll();
+  int FlushIgnorable();
+  int FlushTrim();
+  int FlushLine();
+  int DecodeEntity(char endByte);
+  int ConvertCodeUnit(uint32_t unit);
+  int EndSpecial(int kind);
+  int EndSection();
+  // Element stack
+  int ResolveElement(std::string_view qname, std::string_view* ns, std::string_view* local,
+                     int* mapping);
+  int ResolveAttribute(std::string_view qname, std::string_view* ns, std::string_view* local,
+                       uint32_t* mappingRecord);
+  bool InSgmlList(std::string_view name) const;
+  int FailWithName(int code, const char* text, std::string_view name);
+  XmlEventSink* Listener() const { return sink == ownSink ? nullptr : sink; }
+  // Path walking
+  // The first step of an absolute path; `last` when no step follows it.
+  int WalkFirstStep(std::string_view step, bool last);
+  int WalkNameStep(std::string_view step);
+  void AppendIndexToPath(int index);
+
+  Work* work = nullptr;               // made by the first Feed
+  const char* chunkBegin = nullptr;   // the bytes being pushed: start,
+  const char* current = nullptr;      // the byte in the state machine,
+  const char* originalFrom = nullptr; // and the first byte not yet in originalText
+  uint32_t chunkCount = 0;            // inputCount at chunkBegin, moved by SGML closings
+};
+
+} // namespace quillon

@@ -1,0 +1,121 @@
+// Arbitrary bytes through the XML parser, then over the tree: every accessor, paths taken from
+// the input, the path rewrite. Layout of an input: two option bytes, then the document up to
+// the first NUL, then paths separated by newlines. A listener (which makes the scanner go byte
+// by byte) and a split of the input must not change the tree; a difference aborts.
+#include "../xml/XmlTestSupport.h"
+#include "xml/XmlParser.h"
+#include "xml/XmlRewrite.h"
+
+#include <cstdint>
+#include <cstdlib>
+#include <string>
+#include <string_view>
+
+namespace {
+
+using quillon::XmlParser;
+using quillon::test::RecordingSink;
+
+void Prepare(XmlParser& parser, uint8_t options, uint8_t more) {
+  parser.ConfigText(options & 1 ? "CharsetMode=1" : "CharsetMode=0", nullptr);
+  parser.PrepareForDocument();
+  parser.impl.BuildDOM = !(options & 2) || (more & 1);
+  parser.impl.KeepOriginalText = !(options & 4);
+  parser.impl.HTMLComments = (options >> 3) & 1;
+  parser.impl.PreserveWhitespace = (options >> 4) & 1;
+  parser.impl.AllowLeadingDigit = (options >> 5) & 1;
+  parser.impl.IncludeUnknownPrefixes = !((options >> 6) & 1);
+  if (options & 0x80)
+    parser.ConfigText("UseEncoding=UTF-8", nullptr);
+  if (more & 2) {
+    parser.ConfigText("AddSGMLTag=p", nullptr);
+    parser.ConfigText("AddSGMLTag=a", nullptr);
+  }
+  if (more & 4)
+    parser.impl.flags &= ~quillon::xfAllowTextOutsideRoot;
+  if (more & 8)
+    parser.impl.flags &= ~(quillon::xfIgnoreBadAttributePrefixes |
+                           quillon::xfIgnoreBadElementPrefixes);
+}
+
+void ReadEverything(XmlParser& parser) {
+  std::string_view out;
+  parser.XSubTree(&out);
+  parser.XContents(&out);
+  for (int i = -1; i <= parser.AttrCount(); ++i) {
+    if (parser.CheckAttrIndex(i) == 0) {
+      parser.AttrLocalName(i);
+      parser.AttrPrefix(i);
+      parser.AttrNamespace(i);
+      parser.AttrValue(i);
+    }
+  }
+  for (int i = -1; i <= parser.NamespaceCount(); ++i)
+    if (parser.CheckNamespaceIndex(i) == 0) {
+      parser.NamespacePrefix(i);
+      parser.NamespaceUri(i);
+    }
+  for (int i = -1; i <= parser.XChildrenCount() && i < 8; ++i) {
+    parser.XChildName(i, &out);
+    parser.XChildNamespace(i, &out);
+    parser.XChildPrefix(i, &out);
+    parser.XChildXText(i, &out);
+  }
+  parser.AttributeByName("href");
+  parser.XParent();
+  parser.XText();
+}
+
+} // namespace
+
+extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
+  if (size < 3)
+    return 0;
+  const uint8_t options = data[0];
+  const uint8_t more = data[1];
+  const std::string_view input(reinterpret_cast<const char*>(data) + 2, size - 2);
+  const size_t nul = input.find('\0');
+  const std::string_view document = input.substr(0, nul);
+  const std::string_view paths =
+      nul == std::string_view::npos ? std::string_view() : input.substr(nul + 1);
+
+  XmlParser parser;
+  Prepare(parser, options, more);
+  const int rc = parser.Parse(document);
+  const std::string tree = quillon::test::DumpTree(parser, true);
+
+  // The same document byte by byte under a listener, and in two pieces.
+  XmlParser listened;
+  RecordingSink sink;
+  Prepare(listened, options, more);
+  listened.impl.sink = &sink;
+  if (listened.Parse(document) != rc || quillon::test::DumpTree(listened, true) != tree)
+    std::abort();
+  XmlParser split;
+  Prepare(split, options, more);
+  const size_t at = document.empty() ? 0 : (more >> 4) * document.size() / 16;
+  int splitRc = split.impl.Feed(document.substr(0, at));
+  if (splitRc == 0)
+    splitRc = split.impl.Feed(document.substr(at));
+  if (splitRc != rc || quillon::test::DumpTree(split, true) != tree)
+    std::abort();
+
+  parser.SetXPath("/[lastUnclosed()]");
+  ReadEverything(parser);
+  size_t from = 0;
+  while (from < paths.size()) {
+    size_t end = paths.find('\n', from);
+    if (end == std::string_view::npos)
+      end = paths.size();
+    const std::string_view path = paths.substr(from, end - from);
+    parser.HasXPath(path);
+    parser.TextAt(path);
+    parser.SetXPath(path);
+    ReadEverything(parser);
+    quillon::BufStr rewritten;
+    quillon::XmlRewriteContext context;
+    quillon::RewriteChildren(context, parser, rewritten, path, "v");
+    from = end + 1;
+  }
+  return 0;
+}

@@ -1,0 +1,252 @@
+// The tree cursor: the path dialect with its codes, what a failing walk keeps, the path text
+// that leads back, HasXPath and TextAt, the kept text of an element, and the child accessors.
+#include "frame/Errors.h"
+#include "xml/XmlErrors.h"
+#include "xml/XmlParser.h"
+#include "XmlTestSupport.h"
+
+#include <gtest/gtest.h>
+
+#include <functional>
+
+namespace quillon::test {
+namespace {
+
+constexpr const char* kDocument =
+    "<x:r xmlns:x='urn:x' xmlns:y='urn:x'>"
+    "<a n='1'>first</a><a n='2' t='u v'>second<i/>half</a><b/>"
+    "<x:p>one</x:p><y:p>two</y:p><e/>"
+    "<s><![CDATA[ c ]]>t</s>"
+    "</x:r>";
+
+class XmlPathTest : public ::testing::Test {
+protected:
+  void SetUp() override { ASSERT_EQ(ParseOwned(parser, kDocument), 0); }
+  // "code element xpath" after walking `path`.
+  std::string Walk(std::string_view path) {
+    const int rc = parser.SetXPath(path);
+    return std::to_string(rc) + " " + Str(parser.XElement()) + " " + Str(parser.XPath());
+  }
+  XmlParser parser;
+};
+
+TEST_F(XmlPathTest, StepsSelectOneElementAndWriteAPathBack) {
+  struct Row {
+    const char* path;
+    const char* expected; // code, element, path text
+  };
+  const Row rows[] = {
+      {"/", "0 x:r /x:r"},
+      {"/x:r", "0 x:r /x:r"},
+      {"/r", "0 x:r /x:r"},                 // the root by its local name,
+      {"/urn:xr", "0 x:r /x:r"},            // or by namespace and local name
+      {"/[1]", "0 x:r /x:r"},
+      {"/[LAST()]", "0 x:r /x:r"},
+      {"/r[1]/a", "0 a /x:r/a"},
+      {"/r//a", "0 a /x:r/a"},
+      {"/r/[3]", "0 b /x:r/[3]"},
+      {"/r/a[2]", "0 a /x:r/a[2]"},
+      {"/r/a[@n=2]", "0 a /x:r/a"},         // an attribute test writes only the name
+      {"/r/a[@n='2']/i", "0 i /x:r/a/i"},
+      {"/r/a[@t=\"u v\"]", "0 a /x:r/a"},
+      {"/r/a[@t]", "0 a /x:r/a"},
+      {"/r/[last()]", "0 s /x:r/[7]"},
+      {"/r/[last()-6]", "0 a /x:r/[1]"},
+      {"/r/p", "0 x:p /x:r/x:p"},           // a bare name matches any prefix
+      {"/r/y:p", "0 y:p /x:r/y:p"},         // a prefix matches as written
+      {"/r/urn:xp[2]", "0 x:p /x:r/x:p[2]"}, // namespace and local name: the first, at once
+      {"/r/a/../b", "0 b /x:r/b"},
+      {"/r/a[2]/i/../..", "0 x:r /x:r"},
+      {"/r/a/..//r/b", "0 b /x:r/b"},       // a '/' behind "../" starts over at the root
+      {"/r/b/", "0 b /x:r/b"},
+  };
+  for (const Row& row : rows)
+    EXPECT_EQ(Walk(row.path), row.expected) << row.path;
+}
+
+TEST_F(XmlPathTest, FailingStepsKeepTheStepsBefore) {
+  struct Row {
+    const char* path;
+    const char* expected; // code, element and path text where the walk stopped
+    const char* text;
+  };
+  const Row rows[] = {
+      {"/wrong", "209 x:r /", "Top element does not match start of path."},
+      {"/r[2]", "207 x:r /", "Invalid XPath."},
+      {"/[2]", "207 x:r /", "Invalid XPath."},
+      {"//a", "207 x:r /", "Invalid XPath."},
+      {"/r/a/zz", "208 a /x:r/a", "No such child."},
+      {"/r/a[0]", "208 x:r /x:r", "No such child."},
+      {"/r/a[3]", "208 x:r /x:r", "No such child."},
+      {"/r/x:a", "208 x:r /x:r", "No such child."}, // a prefix the document does not use there
+      {"/r/[8]", "207 x:r /x:r", "Invalid XPath."},
+      {"/r/[0]", "207 x:r /x:r", "Invalid XPath."},
+      {"/r/[last()-7]", "207 x:r /x:r", "Invalid XPath."},
+      {"/r/[last()+1]", "207 x:r /x:r", "Invalid XPath."},
+      {"/r/b/[1]", "207 b /x:r/b", "Invalid XPath."}, // self-closed: no children
+      {"/r/b/[last()]", "207 b /x:r/b", "Invalid XPath."},
+      {"/r/..", "208 x:r /x:r", "No such child."},
+      {"/r/a/../..", "208 x:r /x:r", "No such child."},
+      {"/r/.", "207 x:r /x:r", "Invalid XPath."},
+      {"/r/@n", "207 x:r /x:r", "Invalid XPath."},
+      {"/r/a[1", "207 x:r /x:r", "Invalid XPath."},
+      {"/r/a[x]", "207 x:r /x:r", "Invalid XPath."},
+  };
+  for (const Row& row : rows) {
+    EXPECT_EQ(Walk(row.path), row.expected) << row.path;
+    EXPECT_STREQ(parser.LastErrorText(), row.text) << row.path;
+  }
+}
+
+TEST_F(XmlPathTest, RecordOffsetsRestoreACursor) {
+  ASSERT_EQ(parser.SetXPath("/r/a[2]/i"), 0);
+  const std::string saved = "*" + std::to_string(parser.CursorOffset());
+  ASSERT_EQ(parser.SetXPath("/r/b"), 0);
+  EXPECT_EQ(Walk(saved), "0 i /x:r/b"); // the path text is not touched
+  EXPECT_EQ(Walk("*0"), "0 x:r /x:r/b");
+  EXPECT_EQ(Walk("*99999999999"), "0 x:r /x:r/b"); // beyond the arena: nothing changes
+  EXPECT_EQ(parser.SetXPath("*" + std::to_string(parser.CursorOffset() + 4)), errXPath);
+}
+
+TEST_F(XmlPathTest, EveryElementIsReachedAgainByItsPathText) {
+  // Walk the whole tree by "[i]" and check that each path text leads back to the same record.
+  std::vector<std::pair<uint32_t, std::string>> seen;
+  std::function<void()> visit = [&] {
+    seen.emplace_back(parser.CursorOffset(), Str(parser.XPath()));
+    for (int i = 1; i <= parser.XChildrenCount(); ++i) {
+      ASSERT_EQ(parser.SetXPath("[" + std::to_string(i) + "]"), 0);
+      visit();
+      ASSERT_EQ(parser.SetXPath(".."), 0);
+    }
+  };
+  ASSERT_EQ(parser.SetXPath("/"), 0);
+  visit();
+  EXPECT_EQ(seen.size(), 9u);
+  for (const auto& [offset, path] : seen) {
+    ASSERT_EQ(parser.SetXPath(path), 0) << path;
+    EXPECT_EQ(parser.CursorOffset(), offset) << path;
+  }
+}
+
+TEST_F(XmlPathTest, CursorElementShowsItsNamesTextAndParent) {
+  ASSERT_EQ(parser.SetXPath("/r/a[2]"), 0);
+  EXPECT_EQ(Str(parser.XText()), "secondhalf"); // its own pieces, not its children's
+  EXPECT_EQ(Str(parser.XParent()), "r");        // local name
+  EXPECT_EQ(parser.XChildrenCount(), 1);
+  ASSERT_EQ(parser.SetXPath("/r/s"), 0);
+  EXPECT_EQ(Str(parser.XText()), " c t");
+  ASSERT_EQ(parser.SetXPath("/r/y:p"), 0);
+  EXPECT_EQ(Str(parser.XPrefix()), "y");
+  EXPECT_EQ(Str(parser.XNamespace()), "urn:x");
+  ASSERT_EQ(parser.SetXPath("/"), 0);
+  EXPECT_EQ(Str(parser.XParent()), "");
+
+  std::string_view out;
+  ASSERT_EQ(parser.XChildName(3, &out), 0);
+  EXPECT_EQ(out, "x:p");
+  ASSERT_EQ(parser.XChildNamespace(4, &out), 0);
+  EXPECT_EQ(out, "urn:x");
+  ASSERT_EQ(parser.XChildPrefix(4, &out), 0);
+  EXPECT_EQ(out, "y");
+  ASSERT_EQ(parser.XChildXText(1, &out), 0);
+  EXPECT_EQ(out, "secondhalf");
+  EXPECT_EQ(Str(parser.XPath()), "/x:r"); // the child accessors do not move the cursor
+  EXPECT_EQ(Str(parser.XElement()), "x:r");
+}
+
+TEST_F(XmlPathTest, KeptTextOfAnElementAndOfItsContent) {
+  std::string_view out;
+  ASSERT_EQ(parser.SetXPath("/r/a[2]"), 0);
+  ASSERT_EQ(parser.XSubTree(&out), 0);
+  EXPECT_EQ(out, "<a n='2' t='u v'>second<i/>half</a>");
+  ASSERT_EQ(parser.XContents(&out), 0);
+  EXPECT_EQ(out, "second<i/>half");
+  ASSERT_EQ(parser.SetXPath("/r/b"), 0);
+  ASSERT_EQ(parser.XSubTree(&out), 0);
+  EXPECT_EQ(out, "<b/>");
+  ASSERT_EQ(parser.XContents(&out), 0);
+  EXPECT_EQ(out, "");
+
+  const char* result;
+  ASSERT_EQ(parser.SetXPath("/r/x:p"), 0);
+  ASSERT_EQ(parser.ConfigText("XSubTree", &result), 0);
+  EXPECT_STREQ(result, "<x:p>one</x:p>");
+  ASSERT_EQ(parser.ConfigText("XContents", &result), 0);
+  EXPECT_STREQ(result, "one");
+
+  ASSERT_EQ(ParseOwned(parser, kDocument, {"KeepOriginalText=false"}), 0);
+  ASSERT_EQ(parser.SetXPath("/r/b"), 0);
+  EXPECT_EQ(parser.XSubTree(&out), errNoOriginalText);
+  EXPECT_STREQ(parser.LastErrorText(), "Subtree not available unless KeepOriginalText is set.");
+  EXPECT_EQ(parser.ConfigText("XContents", &result), errNoOriginalText);
+}
+
+TEST_F(XmlPathTest, HasXPathLeavesNoTraceAndTextAtEndsOnTheParent) {
+  ASSERT_EQ(parser.SetXPath("/r/a[@n=2]"), 0); // a path text that does not lead back
+  const uint32_t cursor = parser.CursorOffset();
+  parser.SetLastErrorText("before");
+  EXPECT_TRUE(parser.HasXPath("/r/x:p"));
+  EXPECT_FALSE(parser.HasXPath("/r/zz"));
+  EXPECT_FALSE(parser.HasXPath(""));
+  EXPECT_TRUE(parser.HasXPath("i"));
+  EXPECT_EQ(parser.CursorOffset(), cursor);
+  EXPECT_EQ(Str(parser.XPath()), "/x:r/a");
+  EXPECT_STREQ(parser.LastErrorText(), "before");
+
+  EXPECT_EQ(parser.TextAt("/r/a[2]"), "secondhalf");
+  EXPECT_EQ(Str(parser.XPath()), "/x:r");
+  EXPECT_EQ(parser.TextAt("/r/zz"), "");
+  EXPECT_EQ(Str(parser.XPath()), "/x:r");
+  EXPECT_EQ(parser.TextAt("/"), "");
+  EXPECT_EQ(Str(parser.XPath()), "/x:r"); // ".." at the root leaves the cursor there
+  EXPECT_STREQ(parser.LastErrorText(), "before");
+}
+
+TEST_F(XmlPathTest, SiblingStepsAndIndexedWalksAgree) {
+  // A long list walked by "[i]" in order, with reads into each child in between, and by
+  // NthChild and NextSibling, reaches the same elements.
+  std::string document = "<feed>";
+  for (int i = 1; i <= 500; ++i)
+    document += "<entry><id>" + std::to_string(i) + "</id></entry><link/>";
+  document += "</feed>";
+  ASSERT_EQ(ParseOwned(parser, document), 0);
+  ASSERT_EQ(parser.SetXPath("/feed"), 0);
+  const int count = parser.XChildrenCount();
+  ASSERT_EQ(count, 1000);
+  std::vector<uint32_t> byIndex;
+  for (int i = 1; i <= count; ++i) {
+    ASSERT_EQ(parser.SetXPath("/feed/[" + std::to_string(i) + "]"), 0);
+    byIndex.push_back(parser.CursorOffset());
+    if (i % 2) {
+      EXPECT_EQ(parser.TextAt("/feed/[" + std::to_string(i) + "]/id"),
+                std::to_string(i / 2 + 1));
+    }
+  }
+  ASSERT_EQ(parser.SetXPath("/feed"), 0);
+  ASSERT_EQ(parser.NthChild(1), 0);
+  for (int i = 0; i < count; ++i) {
+    EXPECT_EQ(parser.CursorOffset(), byIndex[static_cast<size_t>(i)]) << i;
+    if (i + 1 < count) {
+      ASSERT_EQ(parser.NextSibling(), 0);
+    }
+  }
+  EXPECT_EQ(parser.NextSibling(), errXPath); // behind the last child
+  ASSERT_EQ(parser.SetXPath("/feed"), 0);
+  EXPECT_EQ(parser.NthChild(1001), errXPath);
+  ASSERT_EQ(parser.NthChild(999), 0);
+  EXPECT_EQ(parser.CursorOffset(), byIndex[998]);
+}
+
+TEST_F(XmlPathTest, WithoutElementsEveryPathFails) {
+  XmlParser empty;
+  EXPECT_EQ(empty.SetXPath("/"), errNoTree);
+  EXPECT_EQ(empty.SetXPath(""), 0);
+  EXPECT_FALSE(empty.HasXPath("/"));
+  EXPECT_EQ(empty.XChildrenCount(), 0);
+  EXPECT_EQ(empty.AttrCount(), 0);
+  ASSERT_EQ(ParseOwned(empty, "only text"), 0);
+  EXPECT_EQ(empty.SetXPath("/"), errNoTree);
+}
+
+} // namespace
+} // namespace quillon::test

@@ -1,0 +1,115 @@
+// Helpers of the XML tests: a parser prepared as the owners prepare it, a canonical dump of the
+// tree that two parses can be compared by, and a listener that records every callback.
+#pragma once
+
+#include "xml/XmlParser.h"
+
+#include <string>
+#include <string_view>
+#include <vector>
+
+namespace quillon::test {
+
+inline std::string Str(std::string_view text) { return std::string(text); }
+
+// Parses `text` with the owners' settings; `configs` are applied before the parse.
+inline int ParseOwned(XmlParser& parser, std::string_view text,
+                      std::initializer_list<const char*> configs = {}) {
+  parser.PrepareForDocument();
+  for (const char* config : configs)
+    parser.ConfigText(config, nullptr);
+  return parser.Parse(text);
+}
+
+// The text of the element that `path` leads to, or "<fail N>".
+inline std::string TextOf(XmlParser& parser, std::string_view path) {
+  const int rc = parser.SetXPath(path);
+  return rc ? "<fail " + std::to_string(rc) + ">" : Str(parser.XText());
+}
+
+// Every element of the tree in document order: qualified name, {namespace}, attributes with
+// prefix and namespace, text in [], and the kept text of the subtree.
+inline void DumpElement(XmlParser& parser, std::string& out, bool withKeptText) {
+  out += "<" + Str(parser.XElement()) + " {" + Str(parser.XNamespace()) + "}";
+  for (int i = 0; i < parser.AttrCount(); ++i)
+    out += " " + Str(parser.AttrPrefix(i)) + ":" + Str(parser.AttrLocalName(i)) + "{" +
+           Str(parser.AttrNamespace(i)) + "}=" + Str(parser.AttrValue(i));
+  out += " [" + Str(parser.XText()) + "]";
+  if (withKeptText) {
+    std::string_view kept;
+    parser.XSubTree(&kept);
+    out += " kept(" + Str(kept) + ")";
+  }
+  out += "\n";
+  const int count = parser.XChildrenCount();
+  for (int i = 1; i <= count; ++i) {
+    if (parser.SetXPath("[" + std::to_string(i) + "]") != 0) {
+      out += "!move\n";
+      return;
+    }
+    DumpElement(parser, out, withKeptText);
+    parser.SetXPath("..");
+  }
+}
+
+inline std::string DumpTree(XmlParser& parser, bool withKeptText = false) {
+  if (parser.SetXPath("/") != 0)
+    return "<no tree>";
+  std::string out;
+  DumpElement(parser, out, withKeptText);
+  return out;
+}
+
+// Records the callbacks as lines; optionally stops the scanner at one of them.
+class RecordingSink : public XmlEventSink {
+public:
+  std::vector<std::string> events;
+  std::string stopAt; // the event name at which to return `stopCode`
+  int stopCode = 0;
+  int inputBytes = 0;
+  XmlParser* parser = nullptr; // read during OnStartElement, when set
+
+  int Record(const std::string& name, const std::string& line) {
+    events.push_back(name + " " + line);
+    return name == stopAt ? stopCode : 0;
+  }
+  int OnCharacters(const char* text, int length) override {
+    return Record("chars", std::string(text, static_cast<size_t>(length)) + "|" + text);
+  }
+  int OnComment(const char* text) override { return Record("comment", text); }
+  int OnEndElement(const char* ns, const char* local, const char* qname, bool wasEmpty) override {
+    return Record("end", std::string(ns) + " " + local + " " + qname + (wasEmpty ? " empty" : ""));
+  }
+  int OnEndPrefixMapping(const char* prefix) override { return Record("endprefix", prefix); }
+  int OnError(int code, const char* text) override {
+    return Record("error", std::to_string(code) + " " + text);
+  }
+  int OnEvalEntity(const char* name, const char** value) override {
+    return Record("entity", std::string(name) + "=" + *value);
+  }
+  int OnIgnorableWhitespace(const char* text) override {
+    return Record("ignorable", std::to_string(std::string_view(text).size()));
+  }
+  int OnMeta(const char* text) override { return Record("meta", text); }
+  int OnPI(const char* text) override { return Record("pi", text); }
+  int OnSpecialSection(const char* keyword, const char* text) override {
+    return Record("section", std::string(keyword) + "|" + text);
+  }
+  int OnStartElement(const char* ns, const char* local, const char* qname, bool isEmpty) override {
+    std::string line = std::string(ns) + " " + local + " " + qname + (isEmpty ? " empty" : "");
+    if (parser)
+      for (int i = 0; i < parser->AttrCount(); ++i)
+        line += " " + Str(parser->AttrPrefix(i)) + ":" + Str(parser->AttrLocalName(i)) + "{" +
+                Str(parser->AttrNamespace(i)) + "}=" + Str(parser->AttrValue(i));
+    return Record("start", line);
+  }
+  int OnStartPrefixMapping(const char* prefix, const char* ns) override {
+    return Record("prefix", std::string(prefix) + "=" + ns);
+  }
+  int OnInputByte(char) override {
+    ++inputBytes;
+    return 0;
+  }
+};
+
+} // namespace quillon::test
