@@ -2,9 +2,18 @@
 
 namespace quillon::cli {
 
-// The component has no documents to show yet beyond what the steps printed.
-void PrintTextReport(Quillon&) {}
+void PrintTextReport(Quillon& component) {
+  const std::string kind = component.RootKind();
+  if (kind == "feed" || kind == "entry")
+    PrintFeedText(component);
+  else if (kind == "edmx")
+    PrintSchemaText(component);
+}
 
-void WriteJsonReport(Quillon&, JsonWriter&) {}
+void WriteJsonReport(Quillon& component, JsonWriter& json) {
+  json.Field("rootKind", component.RootKind());
+  WriteFeedJson(component, json);
+  WriteSchemaJson(component, json);
+}
 
 } // namespace quillon::cli

@@ -60,6 +60,10 @@ public:
   // negative Timeout) and from nowhere else; events arrive inside this call. Returns 0.
   int DoEvents(int milliseconds);
 
+  // What the latest response document was: "feed", "entry", "edmx", "error", "service", or
+  // empty when none has been read or its root was none of these.
+  std::string RootKind() const;
+
   // Failures
   // The text of the latest failure.
   std::string ErrorDescription() const;

@@ -47,6 +47,9 @@ constexpr PropertyRow TextFieldRow(int id, const char* name, bool readOnly = fal
 std::span<const PropertyRow> ODataProperties();
 std::span<const PropertyRow> HttpProperties();
 std::span<const PropertyRow> NetProperties();
+std::span<const PropertyRow> EntryProperties();
+std::span<const PropertyRow> SchemaProperties();
+std::span<const PropertyRow> XmlProperties();
 
 // The row of a public name (case-insensitive), or null.
 const PropertyRow* FindProperty(std::string_view name);

@@ -11,8 +11,9 @@
 namespace quillon {
 
 namespace {
-std::array<std::span<const PropertyRow>, 3> AllTables() {
-  return {ODataProperties(), HttpProperties(), NetProperties()};
+std::array<std::span<const PropertyRow>, 6> AllTables() {
+  return {ODataProperties(), HttpProperties(),   NetProperties(),
+          EntryProperties(), SchemaProperties(), XmlProperties()};
 }
 } // namespace
 

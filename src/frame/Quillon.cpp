@@ -163,6 +163,10 @@ int Quillon::DoEvents(int milliseconds) {
   return impl->Result(impl->core.DoEvents(milliseconds));
 }
 
+std::string Quillon::RootKind() const {
+  return std::string(impl->core.rootKind.View());
+}
+
 std::string Quillon::ErrorDescription() const {
   std::string text;
   if (EngineToHost(text, impl->core.lastError.View(), impl->core.codePage) != errNone)

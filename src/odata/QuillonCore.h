@@ -5,6 +5,9 @@
 #include "frame/BufStr.h"
 #include "frame/Text.h"
 #include "http/HttpClient.h"
+#include "odata/EntryRecord.h"
+#include "odata/SchemaRecords.h"
+#include "xml/XmlParser.h"
 
 #include <cstdint>
 
@@ -35,6 +38,14 @@ public:
   // Reads a response body by its root element.
   virtual int DispatchResponse(BufStrBase& body);
 
+  // Feed and entry reader, entry properties, response dispatch
+
+  // Schema reader and schema cursor
+  // Empties the four schema lists and puts the five schema cursors back to 0.
+  void ClearSchema();
+  // Reads the EDMX document in `parser` into the schema lists.
+  int ReadSchema();
+
   // Events to the host
   virtual void FireEntry(const char* id, const char* title, const char* summary, const char* etag);
   virtual void FireEntity(const char* name);
@@ -53,7 +64,12 @@ public:
   BufStr userHeaders;       // the OtherHeaders property: extra header lines, each ending in CRLF
 
   // The latest response
-  BufStr rootKind; // "edmx", "feed", "entry", "error", "service" or empty
+  BufStr rootKind;  // "edmx", "feed", "entry", "error", "service" or empty
+  XmlParser parser; // the document of the latest response; its cursor is the XPath property
+
+  // Feed and entries
+
+  // Schema
 
   // Cursors
   int32_t entryIndex = 0;
