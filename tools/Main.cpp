@@ -5,7 +5,8 @@
 //
 // Options run in the order given, then the method. Text mode prints what was asked for and the
 // events as they fire; --json prints one document at the end. Any failure prints its code and
-// text and ends the program with status 1; a usage error ends it with status 2.
+// text and ends the program with status 1; a usage error ends it with status 2. For
+// -c ReadFile=FILE the failure is the reader's: a service error document is 902 with its text.
 #include "EventLog.h"
 #include "JsonWriter.h"
 #include "Methods.h"
@@ -16,6 +17,7 @@
 #include <cstdio>
 #include <cstring>
 #include <string>
+#include <strings.h>
 #include <vector>
 
 using namespace quillon;
@@ -115,12 +117,25 @@ int ParseArguments(int argc, char** argv, Options& options) {
   return 0;
 }
 
-// Runs one option step; the values asked for go to `values` as (name, text).
+// Whether a Config text sets ReadFile, whose answer is the outcome of reading the file.
+bool IsReadFile(const std::string& text) {
+  const size_t eq = text.find('=');
+  if (eq == std::string::npos) return false;
+  const size_t start = text.find_first_not_of(" \t");
+  const size_t end = text.find_last_not_of(" \t", eq - 1);
+  return start < eq && end != std::string::npos &&
+         strncasecmp(text.c_str() + start, "ReadFile", end - start + 1) == 0 &&
+         end - start + 1 == 8;
+}
+
+// Runs one option step; the values asked for go to `values` as (name, text). A ReadFile step
+// gives the reader's result: 0, or the code of a service error or a broken document.
 int RunStep(Quillon& component, const Step& step,
             std::vector<std::pair<std::string, std::string>>& values, bool print) {
   if (step.kind == Step::kConfig) {
     std::string answer;
     const int rc = component.Config(step.text, &answer);
+    if (rc == 0 && IsReadFile(step.text)) return std::atoi(answer.c_str());
     if (rc == 0 && step.text.find('=') == std::string::npos) {
       values.emplace_back(step.text, answer);
       if (print) std::printf("%s\n", answer.c_str());
@@ -157,11 +172,21 @@ int main(int argc, char** argv) {
 
   std::vector<std::pair<std::string, std::string>> values;
   int rc = 0;
+  // A document that was read but gave a failure (a service error) is still shown.
+  bool documentRead = false;
   for (const Step& step : options.steps) {
     rc = RunStep(component, step, values, !options.json);
+    documentRead =
+        step.kind == Step::kConfig && IsReadFile(step.text) && !component.RootKind().empty();
     if (rc != 0) break;
   }
-  if (rc == 0 && options.method) rc = options.method->run(component, options.arguments);
+  if (rc == 0 && options.method) {
+    rc = options.method->run(component, options.arguments);
+    if (const std::optional<std::string>& text = MethodText(); text) {
+      values.emplace_back(options.method->name, *text);
+      if (!options.json) std::printf("%s\n", text->c_str());
+    }
+  }
 
   if (options.json) {
     JsonWriter json;
@@ -181,7 +206,7 @@ int main(int argc, char** argv) {
     json.EndObject();
     std::fputs(json.Text().c_str(), stdout);
   } else {
-    if (rc == 0) PrintTextReport(component);
+    if (rc == 0 || documentRead) PrintTextReport(component);
     if (rc == 0 && options.method) std::printf("%s: OK\n", options.method->name);
   }
   if (rc != 0) {

@@ -11,6 +11,11 @@ const std::string& Arg(const std::vector<std::string>& arguments, size_t i) {
 }
 } // namespace
 
+std::optional<std::string>& MethodText() {
+  static std::optional<std::string> text;
+  return text;
+}
+
 const std::vector<MethodEntry>& Methods() {
   static const std::vector<MethodEntry> methods = {
       {"QueryService", "", 0, 0,
@@ -20,6 +25,23 @@ const std::vector<MethodEntry>& Methods() {
       {"CustomRequest", "HTTPMETHOD URL [POSTDATA]", 2, 3,
        [](Quillon& q, const std::vector<std::string>& a) {
          return q.CustomRequest(Arg(a, 0), Arg(a, 1), Arg(a, 2));
+       }},
+      {"Reset", "", 0, 0, [](Quillon& q, const std::vector<std::string>&) { return q.Reset(); }},
+      {"GetEntryProperty", "XPATH", 1, 1,
+       [](Quillon& q, const std::vector<std::string>& a) {
+         std::string value;
+         const int rc = q.GetEntryProperty(Arg(a, 0), value);
+         MethodText() = value;
+         return rc;
+       }},
+      {"SetEntryProperty", "XPATH VALUE", 2, 2,
+       [](Quillon& q, const std::vector<std::string>& a) {
+         return q.SetEntryProperty(Arg(a, 0), Arg(a, 1));
+       }},
+      {"HasXPath", "XPATH", 1, 1,
+       [](Quillon& q, const std::vector<std::string>& a) {
+         MethodText() = q.HasXPath(Arg(a, 0)) ? "true" : "false";
+         return 0;
        }},
   };
   return methods;

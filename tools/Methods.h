@@ -3,6 +3,7 @@
 
 #include <quillon/Quillon.h>
 
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -17,6 +18,9 @@ struct MethodEntry {
 };
 
 const std::vector<MethodEntry>& Methods();
+// The text that the latest method gave back (GetEntryProperty, HasXPath); empty when it gives
+// none.
+std::optional<std::string>& MethodText();
 // The method of a name (case-insensitive), or null.
 const MethodEntry* FindMethod(const std::string& name);
 

@@ -4,7 +4,7 @@ namespace quillon::cli {
 
 void PrintTextReport(Quillon& component) {
   const std::string kind = component.RootKind();
-  if (kind == "feed" || kind == "entry")
+  if (kind == "feed" || kind == "entry" || kind == "error" || kind == "service")
     PrintFeedText(component);
   else if (kind == "edmx")
     PrintSchemaText(component);

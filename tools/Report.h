@@ -12,7 +12,8 @@ void PrintTextReport(Quillon& component);
 void WriteJsonReport(Quillon& component, JsonWriter& json);
 
 // The parts, each in its own file.
-void PrintFeedText(Quillon& component); // channel and entries (ReportFeed.cpp)
+// Channel and entries, a service error or a service document (ReportFeed.cpp).
+void PrintFeedText(Quillon& component);
 void WriteFeedJson(Quillon& component, JsonWriter& json);
 void PrintSchemaText(Quillon& component);                   // entity sets, properties, associations
 void WriteSchemaJson(Quillon& component, JsonWriter& json); // (ReportSchema.cpp)

@@ -54,6 +54,18 @@ public:
   int GetSchema();
   int CustomRequest(std::string_view httpMethod, std::string_view url, std::string_view postData);
 
+  // Clears the results of the latest response (entries, channel, schema, the response document)
+  // and the entry being put together; the request settings stay. 0, or 143 during an action.
+  int Reset();
+  // Reads or rewrites one value of an entry by path: a bare property name ("Name") on the
+  // current entry, or a path that names the entry ("entry[2]/properties/Name",
+  // "/feed/entry/content/properties/Name"). A path that exists nowhere reads as empty; one that
+  // names no entry is 207.
+  int GetEntryProperty(std::string_view xpath, std::string& value);
+  int SetEntryProperty(std::string_view xpath, std::string_view value);
+  // Whether `xpath` leads to an element of the response document; the cursor (XPath) stays.
+  bool HasXPath(std::string_view xpath);
+
   // Lets the component's network events run on this thread for `milliseconds`, as a host's
   // message loop would: each round delivers one pending event or waits for one, and 0 runs one
   // round without waiting. A host calls it while a connection works in the background (a

@@ -93,6 +93,18 @@ int FileHandle::ReadExact(void* buffer, int count) {
   return errNone;
 }
 
+int FileHandle::ReadSome(void* buffer, int count, int* got) {
+  *got = 0;
+  if (handle < 0) return errFileClosed;
+  const long n = platform::FileRead(handle, buffer, static_cast<size_t>(count < 0 ? 0 : count));
+  if (n < 0) {
+    Close();
+    return errFileRead;
+  }
+  *got = static_cast<int>(n);
+  return errNone;
+}
+
 int FileHandle::ReadAll(BufStrBase& out) {
   if (handle < 0) return errFileClosed;
   out.Resize(0, nullptr);

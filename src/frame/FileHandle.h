@@ -38,6 +38,9 @@ public:
   // Reads exactly `count` bytes. 5 when closed; 6 on a failure and 10 on a short read, both of
   // which close the handle.
   int ReadExact(void* buffer, int count);
+  // Reads up to `count` bytes; `*got` receives how many, 0 at the end of the file. 5 when closed;
+  // 6 on a failure, which closes the handle.
+  int ReadSome(void* buffer, int count, int* got);
   // Reads the rest of the file into `out`, replacing its content. 5, 6 or 200.
   int ReadAll(BufStrBase& out);
   // Writes a NUL-terminated text, or `count` bytes. 5 when closed; 7 on a failure, which closes

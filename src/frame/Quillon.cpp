@@ -24,10 +24,7 @@ struct Quillon::Impl {
   QuillonCore core;
   HostSink sink;
 
-  Impl() {
-    core.SetEventSink(&sink);
-    core.SetTimeout(kDefaultTimeout, true);
-  }
+  Impl() { core.SetTimeout(kDefaultTimeout, true); }
 
   // The result of a member: 200 always reads "Out of memory."; any other failure keeps the
   // engine's text or gets one from the socket error table.
@@ -46,8 +43,11 @@ Quillon::Quillon() : impl(std::make_unique<Impl>()) {}
 
 Quillon::~Quillon() = default;
 
+// Without a handler the engine has no sink, so that it can skip the work of an event (the Entry
+// event parses each entry of a feed).
 void Quillon::SetEventHandler(QuillonEvents* handler) {
   impl->sink.SetHandler(handler);
+  impl->core.SetEventSink(handler ? &impl->sink : nullptr);
 }
 
 int Quillon::GetProperty(std::string_view name, std::string& value) {
@@ -157,6 +157,34 @@ int Quillon::CustomRequest(std::string_view httpMethod, std::string_view url,
                          {&body, postData}})
     if (int rc = impl->ToEngine(*out, in); rc != errNone) return impl->Result(rc);
   return impl->Result(impl->core.CustomRequest(method.Data(), target.Data(), body.Data()));
+}
+
+int Quillon::Reset() {
+  return impl->Result(impl->core.Reset());
+}
+
+int Quillon::GetEntryProperty(std::string_view xpath, std::string& value) {
+  QuillonCore& core = impl->core;
+  value.clear();
+  BufStr path, text;
+  if (int rc = impl->ToEngine(path, xpath); rc != errNone) return impl->Result(rc);
+  const int rc = core.GetEntryProperty(path.View(), text);
+  // The text is handed back even when the engine's result is a failure.
+  if (EngineToHost(value, text.View(), core.codePage) != errNone) value.clear();
+  return impl->Result(rc);
+}
+
+int Quillon::SetEntryProperty(std::string_view xpath, std::string_view value) {
+  BufStr path, text;
+  for (auto [out, in] : {std::pair<BufStrBase*, std::string_view>{&path, xpath}, {&text, value}})
+    if (int rc = impl->ToEngine(*out, in); rc != errNone) return impl->Result(rc);
+  return impl->Result(impl->core.SetEntryProperty(path.View(), text.View()));
+}
+
+bool Quillon::HasXPath(std::string_view xpath) {
+  BufStr path;
+  if (impl->ToEngine(path, xpath) != errNone) return false;
+  return impl->core.parser.HasXPath(path.View());
 }
 
 int Quillon::DoEvents(int milliseconds) {

@@ -18,6 +18,12 @@ int QuillonCore::Config(ConfigRequest& request, const char** result) {
   const std::string_view name = request.name.View();
   if (EqualsNoCase(name, "TransferredHeaders") && request.isGet)
     return ReturnText(result, TransferredHeaders);
+  if (EqualsNoCase(name, "ReadFile") && !request.isGet) {
+    // The Config result is the file's; the reader's result comes back as the text.
+    int readResult = errNone;
+    if (int rc = ReadFile(request.value.Data(), &readResult); rc != errNone) return rc;
+    return ReturnSigned(result, readResult);
+  }
   if (EqualsNoCase(name, "NameAndEmailFormat")) {
     if (request.isGet) return ReturnSigned(result, nameAndEmailFormat);
     nameAndEmailFormat = static_cast<int32_t>(ParseConfigNumber(request.value.Data()));

@@ -39,6 +39,43 @@ public:
   virtual int DispatchResponse(BufStrBase& body);
 
   // Feed and entry reader, entry properties, response dispatch
+  // A response is read in three steps: BeginResponse prepares `parser`, the document goes to
+  // parser.Parse in one or more pieces, and ReadResponse reads it by its root element. The
+  // results of the previous response stay until a document has parsed.
+  int BeginResponse();
+  int ReadResponse(int parseResult);
+  // The readers behind ReadResponse; each works on `parser`.
+  int ReadFeed();
+  int ReadEntryDocument();
+  int ReadChannel();
+  int ReadServiceError();
+  int ReadServiceDocument();
+  // The Config key ReadFile: a saved response read as if it had come from the service. 0 with
+  // the reader's result in `*readResult`, or 302 when the file can't be opened.
+  int ReadFile(const char* path, int* readResult);
+  // Clears the results of the latest response and the scratch entry, then resets the HTTP link.
+  // 0 or 143.
+  int Reset();
+
+  // The entry at entryIndex while that lies inside entries, otherwise scratchEntry.
+  EntryRecord& CurrentEntry();
+  // Makes entry `index` current and writes its edit link's target over ResourcePath.
+  int SelectEntry(int index);
+  // -1 empties entries and scratchEntry; 0 to count - 1 selects; anything else is 432.
+  int SetEntryIndex(int index);
+  // The entry a path names ("entry[2]/...", "entry/...", a bare property name), or null.
+  EntryRecord* EntryFromPath(std::string_view xpath);
+  // The path inside `entry` that `xpath` names, empty when it can't be resolved.
+  int ResolveEntryPath(std::string_view xpath, EntryRecord& entry, BufStrBase& path);
+  // Value and rewrite by path; 207 when the path names no entry or no place in it.
+  int GetEntryProperty(std::string_view xpath, BufStrBase& value);
+  int SetEntryProperty(std::string_view xpath, std::string_view value);
+  // EntryPropertiesXPath: the property's path in the response ("/feed/entry[2]/content/...").
+  const char* PropertyXPath(int index);
+  void ClearChannel();
+  // Returns `code` with the text of an entry's failure (or of `parser`'s) in lastError.
+  int EntryFailure(const EntryRecord& entry, int code);
+  int ParserFailure(int code);
 
   // Schema reader and schema cursor
   // Empties the four schema lists and puts the five schema cursors back to 0.
@@ -68,6 +105,35 @@ public:
   XmlParser parser; // the document of the latest response; its cursor is the XPath property
 
   // Feed and entries
+  PtrList<EntryRecord> entries; // the entries of the latest feed or entry document
+  EntryRecord scratchEntry;     // current while entryIndex lies outside entries: a new entry
+  uint8_t inResponseRead = 0;   // a reader walks `parser` and fires events; nothing may reset it
+  BufStr ChannelAuthorEmail;
+  BufStr ChannelAuthorName;
+  BufStr ChannelAuthorUri;
+  BufStr ChannelCategoryLabel;
+  BufStr ChannelCategoryScheme;
+  BufStr ChannelCategoryTerm;
+  BufStr ChannelContributorEmail;
+  BufStr ChannelContributorName;
+  BufStr ChannelContributorUri;
+  BufStr ChannelGenerator;
+  BufStr ChannelIcon;
+  BufStr ChannelId;
+  BufStr ChannelLinkHref;
+  BufStr ChannelLinkHrefLang;
+  BufStr ChannelLinkLength;
+  BufStr ChannelLinkRel;
+  BufStr ChannelLinkTitle;
+  BufStr ChannelLinkType;
+  BufStr ChannelLogo;
+  BufStr ChannelRights;
+  BufStr ChannelSubtitle;
+  BufStr ChannelTitle;
+  BufStr ChannelUpdated;
+  int32_t ChannelRightsTextType = 0; // AtomTextTypes: 0 text, 1 HTML, 2 XHTML
+  int32_t ChannelSubtitleTextType = 0;
+  int32_t ChannelTitleTextType = 0;
 
   // Schema
 

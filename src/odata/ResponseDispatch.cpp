@@ -1,13 +1,149 @@
-// Reading a response body by its root element.
+// The switchboard: a response document is parsed in `parser` and read by its root element.
+//
+//   BeginResponse   prepare `parser` (code page, BuildDOM, kept text, tolerant prefixes)
+//   parser.Parse    the body in one piece, or a saved file block by block
+//   ReadResponse    "/" -> root name -> clear the previous results -> reader by root:
+//                   edmx ReadSchema, feed ReadFeed, entry ReadEntryDocument,
+//                   error ReadServiceError (always 902), service ReadServiceDocument
+//
+// Nothing of the previous response is cleared before the new document has parsed, so a broken
+// document leaves the earlier results in place.
 #include "odata/QuillonCore.h"
 
+#include "frame/Errors.h"
+#include "frame/FileHandle.h"
 #include "odata/ODataErrors.h"
+
+#include <cstring>
 
 namespace quillon {
 
+namespace {
+// Bytes of a saved response pushed through the scanner at a time.
+constexpr int kFileBlock = 16384;
+} // namespace
+
+int QuillonCore::ParserFailure(int code) {
+  lastError.Assign(parser.lastError);
+  return code;
+}
+
+int QuillonCore::BeginResponse() {
+  if (inResponseRead) return Fail(errBusy, "Busy performing current action.");
+  parser.ResetCore();
+  parser.charsetMode = charsetMode;
+  parser.PrepareForDocument();
+  parser.impl.KeepOriginalText = 1;
+  parser.impl.codePage = codePage;
+  return errNone;
+}
+
 int QuillonCore::DispatchResponse(BufStrBase& body) {
-  (void)body;
-  return Fail(errServiceError, "The response could not be read: this build has no reader yet.");
+  if (int rc = BeginResponse(); rc != errNone) return rc;
+  return ReadResponse(parser.Parse(body.View()));
+}
+
+int QuillonCore::ReadResponse(int parseResult) {
+  if (parseResult != errNone) return ParserFailure(parseResult);
+  if (int rc = parser.SetXPath("/"); rc != errNone) return ParserFailure(rc);
+  BufStr30 root;
+  if (root.Assign(parser.LocalName()) != errNone) return DescribeError(errOutOfMemory);
+
+  serviceError.Clear();
+  generatedEntry.Clear();
+  entries.Clear();
+  ClearSchema();
+  ClearChannel();
+  entryIndex = 0;
+  rootKind.Clear();
+
+  struct Reader {
+    const char* root;
+    int (QuillonCore::*read)();
+  };
+  static constexpr Reader kReaders[] = {
+      {"edmx", &QuillonCore::ReadSchema},
+      {"feed", &QuillonCore::ReadFeed},
+      {"entry", &QuillonCore::ReadEntryDocument},
+      {"error", &QuillonCore::ReadServiceError},
+      {"service", &QuillonCore::ReadServiceDocument},
+  };
+  for (const Reader& reader : kReaders) {
+    if (!SameNoCase(root.View(), reader.root)) continue;
+    rootKind.Assign(reader.root);
+    inResponseRead = 1;
+    const int rc = (this->*reader.read)();
+    inResponseRead = 0;
+    return rc;
+  }
+  return errNone;
+}
+
+int QuillonCore::ReadServiceError() {
+  serviceError.Clear();
+  const std::string_view code = parser.TextAt("/error/code");
+  if (!code.empty()) {
+    serviceError.AppendText("Code: ");
+    serviceError.Append(code);
+  }
+  const std::string_view message = parser.TextAt("/error/message");
+  if (!message.empty()) {
+    if (!serviceError.IsEmpty()) serviceError.AppendText(", ");
+    serviceError.AppendText("Message: ");
+    serviceError.Append(message);
+  }
+  lastError.Assign(serviceError);
+  return errServiceError;
+}
+
+int QuillonCore::ReadServiceDocument() {
+  if (int rc = parser.SetXPath("/service/workspace"); rc != errNone) return ParserFailure(rc);
+  return errNone;
+}
+
+// The file goes through the scanner block by block, so that it is never held twice; what the
+// reader sees is the same as for a body handed over in one piece. A NUL byte ends the document.
+int QuillonCore::ReadFile(const char* path, int* readResult) {
+  *readResult = errNone;
+  if (inResponseRead) return Fail(errBusy, "Busy performing current action.");
+  FileHandle file;
+  if (file.OpenRead(path) != errNone) return Fail(errFileNotOpened, "Can't read file for reading.");
+  if (int rc = BeginResponse(); rc != errNone) return rc;
+  BufStr16K block;
+  block.Resize(kFileBlock, nullptr);
+  int parseResult = errNone;
+  bool ended = false;
+  while (!ended && parseResult == errNone) {
+    int got = 0;
+    if (file.ReadSome(block.Data(), kFileBlock, &got) != errNone) {
+      SetLastErrorText("Error reading from local file.");
+      break;
+    }
+    std::string_view piece(block.Data(), static_cast<size_t>(got));
+    if (const void* nul = std::memchr(piece.data(), 0, piece.size())) {
+      piece = piece.substr(0, static_cast<size_t>(static_cast<const char*>(nul) - piece.data()));
+      ended = true;
+    }
+    ended = ended || got == 0;
+    if (!piece.empty()) parseResult = parser.Parse(piece);
+  }
+  *readResult = ReadResponse(parseResult);
+  return errNone;
+}
+
+int QuillonCore::Reset() {
+  if (inResponseRead) return Fail(errBusy, "Busy performing current action.");
+  entries.Clear();
+  ClearSchema();
+  entryIndex = 0;
+  OtherHeaders.Clear();
+  rootKind.Clear();
+  generatedEntry.Clear();
+  serviceError.Clear();
+  ClearChannel();
+  scratchEntry.Clear();
+  parser.Reset();
+  return RunAction(actReset);
 }
 
 } // namespace quillon

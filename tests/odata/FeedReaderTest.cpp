@@ -1,0 +1,251 @@
+// The feed and entry reader: channel fields, entries taken as raw text and parsed on demand,
+// their links and properties, the Entry event, the next link and entry selection.
+#include "FeedTestSupport.h"
+
+#include "frame/Errors.h"
+
+#include <gtest/gtest.h>
+
+namespace quillon::test {
+namespace {
+
+TEST(FeedReader, ChannelTakesUnprefixedAtomFieldsAndTheLastOfEach) {
+  QuillonCore core;
+  ASSERT_EQ(Dispatch(core, Feed(R"(<title type="html">T &amp; U</title>
+      <atom:subtitle xmlns:atom="http://www.w3.org/2005/Atom">prefixed</atom:subtitle>
+      <rights type="xhtml">R</rights><id>urn:feed</id><updated>2024-01-01</updated>
+      <icon>i.png</icon><logo>l.png</logo><generator>gen</generator>
+      <author><name>Ann</name><email>ann@example.com</email></author>
+      <contributor><name>Bob</name><uri>http://bob</uri></contributor>
+      <category term="T" scheme="S" label="L"/>
+      <link rel="self" href="Products" hreflang="en" title="P"/>
+      <link rel="alternate" href="Other" length="10"/>)")),
+            0);
+  EXPECT_EQ(core.ChannelTitle.View(), "T & U");
+  EXPECT_EQ(core.ChannelTitleTextType, 1);
+  EXPECT_EQ(core.ChannelSubtitle.View(), ""); // only unprefixed names count
+  EXPECT_EQ(core.ChannelRights.View(), "R");
+  EXPECT_EQ(core.ChannelRightsTextType, 2);
+  EXPECT_EQ(core.ChannelId.View(), "urn:feed");
+  EXPECT_EQ(core.ChannelUpdated.View(), "2024-01-01");
+  EXPECT_EQ(core.ChannelIcon.View(), "i.png");
+  EXPECT_EQ(core.ChannelLogo.View(), "l.png");
+  EXPECT_EQ(core.ChannelGenerator.View(), "gen");
+  EXPECT_EQ(core.ChannelAuthorName.View(), "Ann");
+  EXPECT_EQ(core.ChannelAuthorEmail.View(), "ann@example.com");
+  EXPECT_EQ(core.ChannelAuthorUri.View(), "");
+  EXPECT_EQ(core.ChannelContributorName.View(), "Bob");
+  EXPECT_EQ(core.ChannelContributorUri.View(), "http://bob");
+  EXPECT_EQ(core.ChannelCategoryTerm.View(), "T");
+  EXPECT_EQ(core.ChannelCategoryScheme.View(), "S");
+  EXPECT_EQ(core.ChannelCategoryLabel.View(), "L");
+  // The last link wins as a whole: its absent attributes are empty.
+  EXPECT_EQ(core.ChannelLinkHref.View(), "Other");
+  EXPECT_EQ(core.ChannelLinkRel.View(), "alternate");
+  EXPECT_EQ(core.ChannelLinkLength.View(), "10");
+  EXPECT_EQ(core.ChannelLinkHrefLang.View(), "");
+  EXPECT_EQ(core.ChannelLinkTitle.View(), "");
+}
+
+TEST(FeedReader, EntriesStayRawUntilReadAndResolveTheFeedsPrefixes) {
+  QuillonCore core;
+  const std::string inner = R"(<id>E1</id><content type="application/xml"><m:properties>)"
+                            R"(<d:Name>Ann</d:Name></m:properties></content>)";
+  ASSERT_EQ(Dispatch(core, Feed("<entry>" + inner +
+                                "</entry><entry xmlns:d='urn:inner'>"
+                                "<id>E2</id></entry>")),
+            0);
+  ASSERT_EQ(core.entries.Count(), 2);
+  EntryRecord& first = *core.entries.At(0);
+  EntryRecord& second = *core.entries.At(1);
+  EXPECT_EQ(first.rawXml.View(), inner); // byte for byte
+  EXPECT_EQ(second.parsed, 0);           // nobody has looked at it yet
+  EXPECT_NE(first.namespaces.Find("xmlns:m=\"http://schemas.microsoft.com/ado/2007/08/"
+                                  "dataservices/metadata\""),
+            -1);
+  // An inner declaration of a prefix replaces the outer one.
+  EXPECT_NE(second.namespaces.Find("xmlns:d=\"urn:inner\""), -1);
+  EXPECT_EQ(second.namespaces.Find("xmlns:d=\"http"), -1);
+  ASSERT_EQ(first.PropertyCount(), 1);
+  EXPECT_EQ(first.Properties()->At(0)->name.View(), "Name"); // d: resolved, so a local name
+  EXPECT_EQ(Text(second.Value("/entry/id")), "E2");
+}
+
+TEST(FeedReader, EntryEventsComeWhileTheFeedIsRead) {
+  QuillonCore core;
+  EntryEvents sink;
+  core.SetEventSink(&sink);
+  std::vector<std::string> seen; // EntryCount and EntryIndex inside each event
+  sink.during = [&] {
+    seen.push_back(std::to_string(core.entries.Count()) + "@" + std::to_string(core.entryIndex));
+  };
+  ASSERT_EQ(Dispatch(core, Feed(R"(<entry m:etag="W/&quot;1&quot;"><id>A</id><title>Ta</title>
+      <summary>Sa</summary></entry><link rel="self" href="x"/><entry><id>B</id>
+      <link rel="edit" href="B" m:etag="W/&quot;2&quot;"/></entry>)")),
+            0);
+  EXPECT_EQ(sink.events, (std::vector<std::string>{"A|Ta|Sa|W/\"1\"", "B|||W/\"2\""}));
+  EXPECT_EQ(seen, (std::vector<std::string>{"1@0", "2@0"}));
+  // The parse for an event is dropped again, except the current entry's.
+  EXPECT_EQ(core.entries.At(1)->parsed, 0);
+
+  // An empty feed fires nothing and leaves the scratch entry current.
+  sink.events.clear();
+  core.ResourcePath.Assign("old");
+  ASSERT_EQ(Dispatch(core, Feed("<title>empty</title>")), 0);
+  EXPECT_TRUE(sink.events.empty());
+  EXPECT_EQ(core.entries.Count(), 0);
+  EXPECT_EQ(&core.CurrentEntry(), &core.scratchEntry);
+  EXPECT_EQ(core.ResourcePath.View(), "");
+}
+
+TEST(FeedReader, NextLinkCarriesTheSkipToken) {
+  struct Row {
+    const char* link;
+    int result;
+    const char* token; // QuerySkipToken afterwards; it held "old"
+  };
+  const Row rows[] = {
+      {R"(<link rel="next" href="P?$top=2&amp;$skiptoken=abc%2C1"/>)", 0, "abc%2C1"},
+      {R"(<link rel="next" href="P?$skip=2"/>)", 0, "old"},
+      {R"(<link rel="self" href="P?$skiptoken=zzz"/>)", 0, "old"},
+      {R"(<link rel="Next" href="P?$skiptoken=zzz"/>)", 0, "old"}, // rel compares exactly
+      {R"(<link rel="next" HREF="P?$skiptoken=up"/>)", 0, "up"},   // the name ignores case
+      {R"(<link rel="next" href="P?$skiptoken="/>)", errIndex, "old"},
+  };
+  for (const Row& row : rows) {
+    QuillonCore core;
+    core.QuerySkipToken.Assign("old");
+    EXPECT_EQ(Dispatch(core, Feed("<entry><id>1</id></entry>" + std::string(row.link) +
+                                  "<entry><id>2</id></entry>")),
+              row.result)
+        << row.link;
+    EXPECT_EQ(core.QuerySkipToken.View(), row.token) << row.link;
+    // A token that ends the href stops the read with the entries read so far.
+    EXPECT_EQ(core.entries.Count(), row.result ? 1 : 2) << row.link;
+  }
+}
+
+TEST(FeedReader, SelectionWritesTheEditLinkOverResourcePath) {
+  QuillonCore core;
+  ASSERT_EQ(Dispatch(core, Feed(R"~(<entry><link rel="edit" href="P(1)"/></entry>
+      <entry><link rel="edit" href="P(2)"/></entry><entry><id>no edit link</id></entry>
+      <entry><link rel="edit" href="P(4)"/></entry>)~")),
+            0);
+  EXPECT_EQ(core.ResourcePath.View(), "P(1)");
+  ASSERT_EQ(core.SetEntryIndex(1), 0);
+  EXPECT_EQ(core.ResourcePath.View(), "P(2)");
+  ASSERT_EQ(core.SetEntryIndex(2), 0);
+  EXPECT_EQ(core.ResourcePath.View(), "");
+  EXPECT_EQ(core.SetEntryIndex(4), errIndex);
+  EXPECT_STREQ(core.LastErrorText(), "Invalid index (out of bounds).");
+  EXPECT_EQ(core.entryIndex, 2);
+
+  core.scratchEntry.SetRawXml("<id>new</id>", true);
+  ASSERT_EQ(core.SetEntryIndex(-1), 0);
+  EXPECT_EQ(core.entries.Count(), 0);
+  EXPECT_EQ(core.entryIndex, 0);
+  EXPECT_EQ(core.scratchEntry.rawXml.View(), "");
+  EXPECT_EQ(core.SetEntryIndex(0), errIndex); // no entry exists any more
+}
+
+TEST(FeedReader, LinksKeepNavigationOnlyAndTheETagFollowsEditMedia) {
+  struct Row {
+    const char* name;
+    const char* entry; // attributes of <entry>, then its links
+    const char* etag;
+    int navigation;
+  };
+  const Row rows[] = {
+      {"edit, then edit-media",
+       R"(><link rel="edit" href="E" m:etag="e"/><link rel="edit-media" m:etag="m"/>)", "m", 0},
+      {"edit-media, then edit",
+       R"(><link rel="edit-media" m:etag="m"/><link rel="edit" href="E" m:etag="e"/>)", "m", 0},
+      {"a second edit link keeps the first etag",
+       R"(><link rel="edit" m:etag="e1"/><link rel="edit" m:etag="e2"/>)", "e1", 0},
+      {"the entry element's etag", R"( m:etag="W/&quot;7&quot;"><link rel="edit" href="E"/>)",
+       "W/\"7\"", 0},
+      {"a link's etag wins over the entry's", R"( m:etag="x"><link rel="edit" m:etag="l"/>)", "l",
+       0},
+      {"self and unknown rels are dropped",
+       R"(><link rel="self" m:etag="s"/><link rel="related" href="r"/>)", "", 0},
+      {"navigation links by their rel's scheme and host",
+       R"(><link rel="http://schemas.microsoft.com/ado/2007/08/dataservices/related/A" href="A"/>
+         <link rel="http://schemas.microsoft.com/x" title="X"/><link rel="http://other/y"/>)",
+       "", 2},
+  };
+  for (const Row& row : rows) {
+    QuillonCore core;
+    ASSERT_EQ(Dispatch(core, Feed(std::string("<entry") + row.entry + "</entry>")), 0) << row.name;
+    EntryRecord& entry = core.CurrentEntry();
+    EXPECT_EQ(Text(entry.ETag()), row.etag) << row.name;
+    EXPECT_EQ(entry.LinkCount(), row.navigation) << row.name;
+  }
+}
+
+TEST(FeedReader, PropertiesFlattenComplexValuesAndTellNulls) {
+  QuillonCore core;
+  ASSERT_EQ(Dispatch(core, Feed(R"(<entry><content type="application/xml"><m:properties>
+      <d:ID m:type="Edm.Int32">7</d:ID>
+      <d:Gone m:type="Edm.DateTime" m:null="true"/>
+      <d:Blank></d:Blank>
+      <d:Fake m:null="True">text</d:Fake>
+      <d:Location m:type="Ns.Location"><d:City m:type="Ns.City"><d:Name>Rome</d:Name>
+        </d:City><d:Country>IT</d:Country></d:Location>
+      </m:properties></content></entry>
+      <entry><m:properties><d:Size>3</d:Size></m:properties><content src="m.png"/></entry>)")),
+            0);
+  struct Expected {
+    const char* name;
+    const char* type;
+    const char* value;
+    int isNull;
+    const char* path;
+    const char* attributes;
+  };
+  const Expected expected[] = {
+      {"ID", "Edm.Int32", "7", 0, "content/properties/ID", R"(type="Edm.Int32")"},
+      {"Gone", "Edm.DateTime", "", 1, "content/properties/Gone",
+       R"(type="Edm.DateTime" null="true")"},
+      {"Blank", "", "", 1, "content/properties/Blank", ""},
+      {"Fake", "", "text", 0, "content/properties/Fake", R"(null="True")"}, // "true" exactly
+      {"Location/City/Name", "", "Rome", 0, "content/properties/Location/City/Name", ""},
+      {"Location/Country", "", "IT", 0, "content/properties/Location/Country", ""},
+  };
+  EntryRecord& entry = *core.entries.At(0);
+  ASSERT_EQ(entry.PropertyCount(), 6);
+  for (int i = 0; i < 6; ++i) {
+    const EntryProperty& p = *entry.Properties()->At(i);
+    EXPECT_EQ(p.name.View(), expected[i].name);
+    EXPECT_EQ(p.type.View(), expected[i].type) << expected[i].name;
+    EXPECT_EQ(p.value.View(), expected[i].value) << expected[i].name;
+    EXPECT_EQ(p.isNull, expected[i].isNull) << expected[i].name;
+    EXPECT_EQ(p.path.View(), expected[i].path) << expected[i].name;
+    EXPECT_EQ(p.attributes.View(), expected[i].attributes) << expected[i].name;
+  }
+  // A media entry holds its properties directly under entry.
+  EntryRecord& media = *core.entries.At(1);
+  ASSERT_EQ(media.PropertyCount(), 1);
+  EXPECT_EQ(media.Properties()->At(0)->path.View(), "properties/Size");
+}
+
+TEST(FeedReader, EntryDocumentTakesItsETagFromTheHeaderWhenItHasNone) {
+  QuillonCore core;
+  core.AddParsedHeader("Content-Type", "application/atom+xml");
+  core.AddParsedHeader("etag", "W/\"9\"");
+  const char* entry = R"~(<entry xmlns="http://www.w3.org/2005/Atom"><id>E</id>
+      <link rel="edit" href="P(1)"/></entry>)~";
+  ASSERT_EQ(Dispatch(core, entry), 0);
+  EXPECT_EQ(core.rootKind.View(), "entry");
+  EXPECT_EQ(core.entries.Count(), 1);
+  EXPECT_EQ(Text(core.CurrentEntry().ETag()), "W/\"9\"");
+  EXPECT_EQ(core.ResourcePath.View(), "P(1)");
+  // The header value is no part of the text, and survives moving away and back.
+  core.CurrentEntry().Release();
+  EXPECT_EQ(Text(core.CurrentEntry().ETag()), "W/\"9\"");
+
+  ASSERT_EQ(Dispatch(core, R"(<entry xmlns:m="urn:m" m:etag="own"><id>E</id></entry>)"), 0);
+  EXPECT_EQ(Text(core.CurrentEntry().ETag()), "own");
+}
+
+} // namespace
+} // namespace quillon::test

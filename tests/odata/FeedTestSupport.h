@@ -1,0 +1,59 @@
+// Helpers of the reader tests: a response handed to a core as the service would hand it, and an
+// event sink that keeps the Entry events (and can act inside them, as a careless host would).
+#pragma once
+
+#include "odata/QuillonCore.h"
+
+#include <functional>
+#include <string>
+#include <vector>
+
+namespace quillon::test {
+
+inline int Dispatch(QuillonCore& core, std::string_view document) {
+  BufStr body;
+  body.Assign(document);
+  return core.DispatchResponse(body);
+}
+
+inline std::string Text(const char* text) {
+  return text ? text : "<null>";
+}
+
+// A feed in the shape services send, with the usual prefixes declared on the root.
+inline std::string Feed(std::string_view children) {
+  return "<?xml version=\"1.0\" encoding=\"utf-8\"?>\n"
+         "<feed xmlns=\"http://www.w3.org/2005/Atom\" "
+         "xmlns:d=\"http://schemas.microsoft.com/ado/2007/08/dataservices\" "
+         "xmlns:m=\"http://schemas.microsoft.com/ado/2007/08/dataservices/metadata\">" +
+         std::string(children) + "</feed>";
+}
+
+class EntryEvents final : public EventSink {
+public:
+  std::vector<std::string> events; // "id|title|summary|etag"
+  std::function<void()> during;    // runs inside each Entry event
+
+  void Entry(const char* id, const char* title, const char* summary, const char* etag) override {
+    events.push_back(std::string(id) + "|" + title + "|" + summary + "|" + etag);
+    if (during) during();
+  }
+  void SetCodePage(int) override {}
+  void Connected(int16_t*, const char*) override {}
+  void Disconnected(int16_t*, const char*) override {}
+  void EndTransfer(int16_t*) override {}
+  void Entity(const char*) override {}
+  void Error(int16_t*, const char*) override {}
+  void Header(const char*, const char*) override {}
+  void Property(const char*, const char*, int32_t*) override {}
+  void SetCookie(const char*, const char*, const char*, const char*, const char*,
+                 int32_t*) override {}
+  void SSLServerAuthentication(const char*, int32_t, const char*, const char*, const char*,
+                               int32_t*) override {}
+  void SSLStatus(const char*) override {}
+  void StartTransfer(int16_t*) override {}
+  void Status(const char*, int16_t*, const char*) override {}
+  void Transfer(int16_t*, int64_t*, int16_t*, const char*, int32_t) override {}
+};
+
+} // namespace quillon::test
