@@ -182,10 +182,8 @@ int main(int argc, char** argv) {
   }
   if (rc == 0 && options.method) {
     rc = options.method->run(component, options.arguments);
-    if (const std::optional<std::string>& text = MethodText(); text) {
+    if (const std::optional<std::string>& text = MethodText(); text)
       values.emplace_back(options.method->name, *text);
-      if (!options.json) std::printf("%s\n", text->c_str());
-    }
   }
 
   if (options.json) {
@@ -207,6 +205,8 @@ int main(int argc, char** argv) {
     std::fputs(json.Text().c_str(), stdout);
   } else {
     if (rc == 0 || documentRead) PrintTextReport(component);
+    if (const std::optional<std::string>& text = MethodText(); rc == 0 && text)
+      std::printf("%s\n", text->c_str());
     if (rc == 0 && options.method) std::printf("%s: OK\n", options.method->name);
   }
   if (rc != 0) {

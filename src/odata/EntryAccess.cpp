@@ -117,8 +117,8 @@ int QuillonCore::SetEntryProperty(std::string_view xpath, std::string_view value
 }
 
 const char* QuillonCore::PropertyXPath(int index) {
-  PtrList<EntryProperty>* properties = CurrentEntry().Properties();
-  EntryProperty* property = properties ? properties->At(index) : nullptr;
+  EntryRecord& entry = CurrentEntry();
+  EntryProperty* property = index < entry.PropertyCount() ? entry.Properties()->At(index) : nullptr;
   if (!property) return "";
   BufStrBase& out = property->fullPath;
   out.Clear();

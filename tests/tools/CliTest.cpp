@@ -4,8 +4,11 @@
 #include <array>
 #include <cstdio>
 #include <cstdlib>
+#include <filesystem>
+#include <fstream>
 #include <string>
 #include <sys/wait.h>
+#include <unistd.h>
 
 namespace {
 
@@ -64,6 +67,89 @@ TEST_F(Cli, FailuresPrintCodeAndTextAndExitNonZero) {
   EXPECT_EQ(run.status, 2);
   run = RunCli("CustomRequest GET");
   EXPECT_EQ(run.status, 2);
+}
+
+const std::string kFeed = std::string(QUILLON_SOURCE_DIR) + "/examples/products-feed.xml";
+
+bool Has(const std::string& text, const std::string& part) {
+  return text.find(part) != std::string::npos;
+}
+
+std::string WriteTemp(const std::string& name, const std::string& content) {
+  const std::string path =
+      (std::filesystem::temp_directory_path() / (name + "-" + std::to_string(::getpid()))).string();
+  std::ofstream(path) << content;
+  return path;
+}
+
+TEST_F(Cli, ReadFilePrintsEventsChannelAndEntries) {
+  CliRun run = RunCli("-c ReadFile=" + kFeed);
+  EXPECT_EQ(run.status, 0) << run.out;
+  EXPECT_TRUE(Has(run.out, "event Entry: Id=\"https://shop.example.invalid/odata/Products(1)\" "
+                           "Title=\"Walnut desk\""))
+      << run.out;
+  EXPECT_TRUE(Has(run.out, "  ChannelTitle: Products\n"));
+  EXPECT_TRUE(Has(run.out, "Next page: QuerySkipToken 3\n"));
+  EXPECT_TRUE(Has(run.out, "3 entries\n"));
+  EXPECT_TRUE(Has(run.out, "  ETag:    W/\"4\"\n"));
+  EXPECT_TRUE(Has(run.out, "    Supplier -> Products(1)/Supplier\n"));
+  EXPECT_TRUE(Has(run.out, "    Dimensions/Width [Edm.Int32] = 140\n"));
+  EXPECT_TRUE(Has(run.out, "    Dimensions = null\n"));
+
+  run = RunCli("-c ReadFile=" + kFeed + " GetEntryProperty entry[2]/content/properties/Name");
+  EXPECT_EQ(run.status, 0) << run.out;
+  EXPECT_TRUE(Has(run.out, "Oak chair\nGetEntryProperty: OK\n")) << run.out;
+}
+
+TEST_F(Cli, JsonHoldsEveryMemberOfTheShape) {
+  CliRun run = RunCli("--json -c ReadFile=" + kFeed);
+  EXPECT_EQ(run.status, 0) << run.out;
+  for (const char* part :
+       {"\"result\": 0", "\"rootKind\": \"feed\"", "\"ChannelLinkHrefLang\": \"\"",
+        "\"ChannelTitleTextType\": 0", "\"EntryAuthor\": \"Catalogue team\"",
+        "\"EntryLinksResourcePath\": \"Products(2)/Supplier\"",
+        "\"EntryPropertiesName\": \"Dimensions\"", "\"EntryPropertiesIsNull\": true",
+        "\"EntryPropertiesXPath\": \"/feed/entry[3]/content/properties/Dimensions/Depth\"",
+        "\"EntryPropertiesAttributes\": \"type=\\\"Edm.Int32\\\"\"",
+        "\"EntryTitle\": \"Café table & two stools\"", "\"event\": \"Entry\""})
+    EXPECT_TRUE(Has(run.out, part)) << part << "\n" << run.out;
+
+  // A document with no entries still has the members, empty.
+  const std::string service =
+      WriteTemp("quillon-cli-service", "<service><workspace><collection href='A'/></workspace>"
+                                       "</service>");
+  run = RunCli("--json -c ReadFile=" + service);
+  EXPECT_EQ(run.status, 0) << run.out;
+  EXPECT_TRUE(Has(run.out, "\"rootKind\": \"service\"")) << run.out;
+  EXPECT_TRUE(Has(run.out, "\"ChannelTitle\": \"\"")) << run.out;
+  EXPECT_TRUE(Has(run.out, "\"entries\": []")) << run.out;
+  run = RunCli("-c ReadFile=" + service);
+  EXPECT_TRUE(Has(run.out, "Service document\n  Workspace 1\n    (href A)\n")) << run.out;
+  std::remove(service.c_str());
+}
+
+TEST_F(Cli, AFailedReadShowsItsCodeAndText) {
+  const std::string error =
+      WriteTemp("quillon-cli-error", "<error><code>E7</code><message>Bad key.</message></error>");
+  CliRun run = RunCli("-c ReadFile=" + error);
+  EXPECT_EQ(run.status, 1);
+  EXPECT_TRUE(Has(run.out, "Service error: Code: E7, Message: Bad key.\n")) << run.out;
+  EXPECT_TRUE(Has(run.out, "quillon: error 902: Code: E7, Message: Bad key.")) << run.out;
+  run = RunCli("--json -c ReadFile=" + error);
+  EXPECT_EQ(run.status, 1);
+  EXPECT_TRUE(Has(run.out, "\"result\": 902")) << run.out;
+  EXPECT_TRUE(Has(run.out, "\"lastError\": \"Code: E7, Message: Bad key.\"")) << run.out;
+  std::remove(error.c_str());
+
+  const std::string broken = WriteTemp("quillon-cli-broken", "<feed><entry></feed>");
+  run = RunCli("-c ReadFile=" + broken);
+  EXPECT_EQ(run.status, 1);
+  EXPECT_TRUE(Has(run.out, "quillon: error 201: Unbalanced element tag: feed")) << run.out;
+  std::remove(broken.c_str());
+
+  run = RunCli("-c ReadFile=/nonexistent/feed.xml");
+  EXPECT_EQ(run.status, 1);
+  EXPECT_TRUE(Has(run.out, "error 302: Can't read file for reading.")) << run.out;
 }
 
 } // namespace

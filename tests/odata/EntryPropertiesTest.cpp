@@ -1,0 +1,213 @@
+// One entry read and changed: by path in its raw text, by index in its cached records, and the
+// rule that ties the two (a path edit re-reads the text; an index edit lives in the records).
+#include "FeedTestSupport.h"
+
+#include "frame/Errors.h"
+#include "xml/XmlErrors.h"
+
+#include <gtest/gtest.h>
+
+namespace quillon::test {
+namespace {
+
+const std::string kEntry = R"~(<entry><id>E1</id><title type="text">Desk</title>
+  <author><name>Ann</name><email>ann@example.com</email></author>
+  <category term="Shop.Product" scheme="s"/>
+  <link rel="edit" href="P(1)"/>
+  <link rel="http://schemas.microsoft.com/ado/2007/08/dataservices/related/S" href="P(1)/S"/>
+  <content type="application/xml"><m:properties><d:Name>Walnut</d:Name>
+    <d:Size><d:Width m:type="Edm.Int32">140</d:Width></d:Size></m:properties></content></entry>)~";
+
+class EntryProperties : public ::testing::Test {
+protected:
+  QuillonCore core;
+  void SetUp() override {
+    ASSERT_EQ(
+        Dispatch(core, Feed(kEntry + "<entry><id>E2</id><content><m:properties>"
+                                     "<d:Name>Oak</d:Name></m:properties></content></entry>")),
+        0);
+  }
+  EntryRecord& Entry(int i) { return *core.entries.At(i); }
+  std::string Get(std::string_view xpath, int expected = 0) {
+    BufStr value;
+    EXPECT_EQ(core.GetEntryProperty(xpath, value), expected) << xpath;
+    return std::string(value.View());
+  }
+};
+
+TEST_F(EntryProperties, ValueReadsTextsAndAttributesByPath) {
+  const std::pair<const char*, const char*> rows[] = {
+      {"/entry/id", "E1"},
+      {"/entry/title@type", "text"},
+      {"/entry/category@term", "Shop.Product"},
+      {"content/properties/Name", "Walnut"},
+      {"content/properties/Size/Width", "140"},
+      {"content/properties/Size/Width@type", "Edm.Int32"},
+      {"author/name", "Ann"},
+      {"/entry/summary", "<null>"},
+      {"/entry/category@label", "<null>"},
+      {"content/missing/Name", "<null>"},
+      {"/wrong/id", "<null>"},
+  };
+  for (const auto& [path, expected] : rows)
+    EXPECT_EQ(Text(Entry(0).Value(path)), expected) << path;
+}
+
+TEST_F(EntryProperties, PathsNameTheirEntry) {
+  EXPECT_EQ(Get("Name"), "Walnut"); // the current entry
+  EXPECT_EQ(Get("entry[2]/content/properties/Name"), "Oak");
+  EXPECT_EQ(Get("/feed/ENTRY[2]/content/properties/Name"), "Oak"); // the entry part ignores case
+  EXPECT_EQ(Get("/feed/entry/content/properties/Name"), "Walnut");
+  Get("Size/Width", errXPath);      // a '/' without an entry, even below a bare name
+  EXPECT_EQ(Get("NoSuchName"), ""); // exists nowhere: empty, and no failure
+  Get("entry[99]/properties/x", errXPath);
+  EXPECT_STREQ(core.LastErrorText(), "Invalid xPath, please check if xPath is correct.");
+  Get("properties/x", errXPath); // a '/' without an entry
+  Get("entry[2/properties/x", errXPath);
+  Get("", errXPath);
+  ASSERT_EQ(core.SetEntryIndex(1), 0);
+  EXPECT_EQ(Get("Name"), "Oak");
+  // Reading another entry by path leaves it as raw text again.
+  EXPECT_EQ(Get("entry[1]/content/properties/Name"), "Walnut");
+  EXPECT_EQ(Entry(0).parsed, 0);
+}
+
+TEST_F(EntryProperties, PathWritesRewriteTheTextAndKeepTheLinks) {
+  ASSERT_EQ(Entry(0).PropertyCount(), 2);
+  ASSERT_EQ(core.SetEntryProperty("Name", "Oak & <Ash> \"x\""), 0);
+  EXPECT_EQ(Get("Name"), "Oak & <Ash> \"x\""); // escaped on the way in, decoded on the way out
+  ASSERT_EQ(core.SetEntryProperty("Colour", "red"), 0);
+  EXPECT_EQ(Entry(0).PropertyCount(), 3); // created under properties
+  EXPECT_EQ(Entry(0).Properties()->At(2)->name.View(), "Colour");
+  EXPECT_EQ(Entry(0).LinkCount(), 1);
+  EXPECT_EQ(Text(Entry(0).EditHref()), "P(1)");
+
+  // A path edit re-reads the text, so an earlier index edit is gone.
+  ASSERT_EQ(Entry(0).PropertyCount(), 3);
+  Entry(0).PropertiesForEdit()->At(0)->value.Assign("index edit");
+  ASSERT_EQ(core.SetEntryProperty("entry[2]/content/properties/Name", "Pine"), 0);
+  ASSERT_EQ(core.SetEntryProperty("Colour", "blue"), 0);
+  ASSERT_EQ(Entry(0).PropertyCount(), 3);
+  EXPECT_EQ(Entry(0).Properties()->At(0)->value.View(), "Oak & <Ash> \"x\"");
+  EXPECT_EQ(Get("entry[2]/content/properties/Name"), "Pine");
+
+  EXPECT_EQ(core.SetEntryProperty("properties/x", "v"), errXPath);
+  EXPECT_EQ(Entry(0).SetValue("/entry/", "v"), errXPath); // never an emptied entry
+  EXPECT_EQ(Entry(0).SetValue("link[5]@href", "v"), errRewriteIndex);
+  EXPECT_EQ(Text(Entry(0).Value("/entry/id")), "E1");
+}
+
+TEST_F(EntryProperties, AuthorByNameAndEmailFormat) {
+  EntryRecord& entry = Entry(0);
+  EXPECT_EQ(Text(entry.Author(0)), "Ann <ann@example.com>");
+  EXPECT_EQ(Text(entry.Author(1)), "Ann");
+  EXPECT_EQ(Text(entry.Author(2)), "ann@example.com");
+  EXPECT_EQ(Text(entry.Author(3)), "");
+
+  struct Row {
+    int format;
+    const char* text;
+    const char* readBack; // Author(0) afterwards
+  };
+  const Row rows[] = {
+      {0, "Bob <bob@b>", "Bob <bob@b>"},  {0, "Carl", "Carl"}, // no " <": all name, the email
+                                                               // emptied
+      {0, " <only@mail>", "<only@mail>"}, {2, "x@y", "<x@y>"}, {1, "Dan", "Dan <x@y>"},
+      {7, "ignored", "Dan <x@y>"},
+  };
+  for (const Row& row : rows) {
+    ASSERT_EQ(entry.SetAuthor(row.text, row.format), 0) << row.text;
+    EXPECT_EQ(Text(entry.Author(0)), row.readBack) << row.text;
+  }
+}
+
+TEST_F(EntryProperties, IndexEditsLiveInTheRecords) {
+  QuillonCore& c = core;
+  EntryRecord& entry = Entry(0);
+  ASSERT_EQ(entry.PropertyCount(), 2);
+  EntryProperty& name = *entry.PropertiesForEdit()->At(0);
+  name.isNull = 1;
+  name.value.Clear();
+  // Moving away keeps an edited list; a clean entry goes back to raw text.
+  ASSERT_EQ(c.SetEntryIndex(1), 0);
+  ASSERT_EQ(Entry(1).PropertyCount(), 1);
+  ASSERT_EQ(c.SetEntryIndex(0), 0);
+  EXPECT_EQ(Entry(1).propertiesRead, 0);
+  EXPECT_EQ(entry.propertiesRead, 1);
+  EXPECT_EQ(entry.Properties()->At(0)->isNull, 1);
+
+  // A count set before any read is lost to the first scan.
+  EntryRecord& fresh = Entry(1);
+  fresh.Release();
+  fresh.PropertiesForEdit()->Resize(5);
+  EXPECT_EQ(fresh.PropertyCount(), 1);
+
+  // The scratch entry: read the count once, then size it and fill it by index.
+  ASSERT_EQ(c.SetEntryIndex(-1), 0);
+  EntryRecord& scratch = c.CurrentEntry();
+  EXPECT_EQ(&scratch, &c.scratchEntry);
+  EXPECT_EQ(scratch.PropertyCount(), 0);
+  ASSERT_EQ(scratch.PropertiesForEdit()->Resize(2), 0);
+  EXPECT_EQ(scratch.PropertyCount(), 2);
+  scratch.PropertiesForEdit()->At(1)->name.Assign("Price");
+  EXPECT_EQ(scratch.Properties()->At(1)->name.View(), "Price");
+}
+
+TEST_F(EntryProperties, EntryXmlReplacesTheWholeText) {
+  EntryRecord& entry = Entry(0);
+  EXPECT_EQ(Text(entry.Xml()), "<entry >" + std::string(entry.rawXml.View()) + "</entry>");
+  EXPECT_EQ(Text(core.scratchEntry.Xml()), ""); // no text, no entry
+
+  EXPECT_EQ(entry.SetXml("<other><id>x</id></other>"), errTopElement);
+  EXPECT_EQ(entry.ErrorText(), "Top element does not match start of path.");
+  EXPECT_EQ(Text(entry.Value("/entry/id")), "E1"); // unchanged
+
+  ASSERT_EQ(entry.SetXml(R"~(<entry xmlns:m="urn:m"><id>N</id><link rel="edit" href="N(1)"/>
+      <m:properties><Name>New</Name></m:properties></entry>)~"),
+            0);
+  EXPECT_EQ(Text(entry.Value("/entry/id")), "N");
+  EXPECT_EQ(Text(entry.EditHref()), "N(1)"); // links are read again
+  ASSERT_EQ(entry.PropertyCount(), 1);
+  EXPECT_EQ(entry.Properties()->At(0)->value.View(), "New");
+}
+
+TEST_F(EntryProperties, PropertyXPathFollowsTheDocumentKind) {
+  ASSERT_EQ(core.SetEntryIndex(1), 0);
+  EXPECT_STREQ(core.PropertyXPath(0), "/feed/entry[2]/content/properties/Name");
+  ASSERT_EQ(Dispatch(core, R"(<entry xmlns:m="urn:m"><m:properties><A>1</A></m:properties>)"
+                           R"(</entry>)"),
+            0);
+  ASSERT_EQ(core.CurrentEntry().PropertyCount(), 1);
+  EXPECT_STREQ(core.PropertyXPath(0), "/entry/properties/A");
+}
+
+TEST_F(EntryProperties, AnEntryThatDoesNotParseReadsEmpty) {
+  EntryRecord& entry = Entry(0);
+  ASSERT_EQ(entry.SetRawXml("<id>x</id></oops>", true), 0);
+  EXPECT_EQ(entry.EnsureParsed(), errUnbalancedTag);
+  EXPECT_EQ(entry.ErrorText(), "Unbalanced element tag: oops");
+  EXPECT_EQ(entry.Value("/entry/id"), nullptr);
+  EXPECT_EQ(entry.ETag(), nullptr);
+  EXPECT_EQ(entry.PropertyCount(), 0);
+  EXPECT_EQ(entry.LinkCount(), 0);
+  EXPECT_EQ(core.SetEntryProperty("Name", "x"), errXPath); // no property to place it by
+  EXPECT_EQ(core.SetEntryProperty("entry[1]/content/properties/Name", "x"), errUnbalancedTag);
+  EXPECT_STREQ(core.LastErrorText(), "Unbalanced element tag: oops");
+}
+
+TEST_F(EntryProperties, CopiesReparseAndKeepTheirLists) {
+  EntryRecord& source = Entry(0);
+  ASSERT_EQ(source.PropertyCount(), 2);
+  source.PropertiesForEdit()->At(0)->value.Assign("edited");
+  ASSERT_EQ(source.SetETag("W/\"host\""), 0);
+  EntryRecord copy;
+  ASSERT_EQ(source.CopyTo(copy), 0);
+  EXPECT_EQ(copy.parsed, 0);
+  EXPECT_EQ(copy.PropertyCount(), 2);
+  EXPECT_EQ(copy.Properties()->At(0)->value.View(), "edited");
+  EXPECT_EQ(Text(copy.ETag()), "W/\"host\"");
+  EXPECT_EQ(Text(copy.Value("/entry/id")), "E1");
+}
+
+} // namespace
+} // namespace quillon::test

@@ -1,0 +1,217 @@
+// The switchboard: documents by root, service errors, what a later response finds left by an
+// earlier one, saved responses read from files, Reset, and readers guarded against handlers.
+#include "FeedTestSupport.h"
+
+#include "frame/Errors.h"
+#include "odata/ODataErrors.h"
+#include "support/RecordingCore.h"
+#include "xml/XmlErrors.h"
+
+#include <gtest/gtest.h>
+
+#include <cstdio>
+#include <filesystem>
+#include <fstream>
+
+namespace quillon::test {
+namespace {
+
+const std::string kThreeEntries =
+    Feed(R"~(<title>Three</title><entry><id>1</id><link rel="edit" href="P(1)"/></entry>
+             <entry><id>2</id></entry><entry><id>3</id></entry>)~");
+
+std::string ConfigText(QuillonCore& core, const std::string& text, int* rc) {
+  const char* answer = "";
+  *rc = core.ConfigText(text.c_str(), &answer);
+  return answer;
+}
+
+class TempFile {
+public:
+  explicit TempFile(std::string_view content) {
+    path = (std::filesystem::temp_directory_path() /
+            ("quillon-read-" + std::to_string(++serial) + "-" + std::to_string(::getpid())))
+               .string();
+    std::ofstream(path, std::ios::binary).write(content.data(), std::streamsize(content.size()));
+  }
+  ~TempFile() { std::remove(path.c_str()); }
+  std::string path;
+
+private:
+  static inline int serial = 0;
+};
+
+TEST(ResponseDispatch, TheRootChoosesTheReader) {
+  struct Row {
+    const char* document;
+    int result;
+    const char* rootKind;
+  };
+  const Row rows[] = {
+      {"<feed xmlns='http://www.w3.org/2005/Atom'/>", 0, "feed"},
+      {"<a:entry xmlns:a='http://www.w3.org/2005/Atom'><a:id>x</a:id></a:entry>", 0, "entry"},
+      {"<FEED/>", errTopElement, "feed"}, // chosen ignoring case, but the feed's path has it
+      {"<service><workspace/></service>", 0, "service"},
+      {"<service/>", errNoSuchChild, "service"}, // no workspace
+      {"<error><code>c</code></error>", errServiceError, "error"},
+      {"<html><body>proxy page</body></html>", 0, ""},
+  };
+  for (const Row& row : rows) {
+    QuillonCore core;
+    EXPECT_EQ(Dispatch(core, row.document), row.result) << row.document;
+    EXPECT_EQ(core.rootKind.View(), row.rootKind) << row.document;
+  }
+}
+
+TEST(ResponseDispatch, ServiceErrorsJoinCodeAndMessage) {
+  const std::pair<const char*, const char*> rows[] = {
+      {"<m:error xmlns:m='urn:m'><m:code>E1</m:code><m:message xml:lang='en'>Bad key.</m:message>"
+       "</m:error>",
+       "Code: E1, Message: Bad key."},
+      {"<error><code>E2</code><message/></error>", "Code: E2"},
+      {"<error><message>Only this.</message></error>", "Message: Only this."},
+      {"<error><innererror>x</innererror></error>", ""},
+  };
+  for (const auto& [document, text] : rows) {
+    QuillonCore core;
+    EXPECT_EQ(Dispatch(core, document), errServiceError) << document;
+    EXPECT_STREQ(core.LastErrorText(), text);
+    EXPECT_EQ(core.serviceError.View(), text);
+  }
+}
+
+TEST(ResponseDispatch, ABrokenDocumentLeavesThePreviousResults) {
+  QuillonCore core;
+  ASSERT_EQ(Dispatch(core, kThreeEntries), 0);
+  const std::pair<const char*, int> broken[] = {
+      {"<feed><entry></feed>", errUnbalancedTag},
+      {"<feed><a b=></a></feed>", errInvalidMarkup},
+      {"", errNoTree},
+      {"just text", errNoTree},
+  };
+  for (const auto& [document, code] : broken) {
+    EXPECT_EQ(Dispatch(core, document), code) << document;
+    EXPECT_STRNE(core.LastErrorText(), "") << document;
+    EXPECT_EQ(core.entries.Count(), 3) << document;
+    EXPECT_EQ(core.ChannelTitle.View(), "Three");
+    EXPECT_EQ(core.rootKind.View(), "feed");
+  }
+  EXPECT_STREQ(core.LastErrorText(), "DOM tree unavailable (set BuildDOM to TRUE and reparse).");
+}
+
+TEST(ResponseDispatch, AnyDocumentThatParsesReplacesTheResults) {
+  QuillonCore core;
+  core.QuerySkipToken.Assign("t1");
+  core.nameAndEmailFormat = 2;
+  core.scratchEntry.SetRawXml("<id>draft</id>", true);
+  ASSERT_EQ(Dispatch(core, kThreeEntries), 0);
+  ASSERT_EQ(core.SetEntryIndex(2), 0);
+  ASSERT_EQ(Dispatch(core, "<service><workspace/></service>"), 0);
+  EXPECT_EQ(core.entries.Count(), 0);
+  EXPECT_EQ(core.entryIndex, 0);
+  EXPECT_EQ(core.ChannelTitle.View(), "");
+  // Settings, the skiptoken of a feed without a next link and the entry being put together stay.
+  EXPECT_EQ(core.QuerySkipToken.View(), "t1");
+  EXPECT_EQ(core.nameAndEmailFormat, 2);
+  EXPECT_EQ(core.scratchEntry.rawXml.View(), "<id>draft</id>");
+}
+
+TEST(ResponseDispatch, ReadFileReadsASavedResponseLikeABody) {
+  // Large enough to cross many blocks, with the skiptoken in the last one.
+  std::string children;
+  for (int i = 1; i <= 300; ++i)
+    children += "<entry m:etag='W/&quot;" + std::to_string(i) + "&quot;'><id>" + std::to_string(i) +
+                "</id><content><m:properties><d:N>" + std::string(50, 'x') +
+                "</d:N></m:properties></content></entry>";
+  const std::string feed = Feed(children + "<link rel='next' href='P?$skiptoken=301'/>");
+  TempFile file(feed);
+  QuillonCore fromFile;
+  EntryEvents events;
+  fromFile.SetEventSink(&events);
+  int rc;
+  EXPECT_EQ(ConfigText(fromFile, "ReadFile=" + file.path, &rc), "0");
+  EXPECT_EQ(rc, 0);
+  QuillonCore fromBody;
+  ASSERT_EQ(Dispatch(fromBody, feed), 0);
+  ASSERT_EQ(fromFile.entries.Count(), 300);
+  EXPECT_EQ(events.events.size(), 300u);
+  EXPECT_EQ(events.events[299], "300|||W/\"300\"");
+  EXPECT_EQ(fromFile.QuerySkipToken.View(), "301");
+  EXPECT_EQ(fromFile.parser.OriginalText(), fromBody.parser.OriginalText());
+  for (int i = 0; i < 300; i += 37)
+    EXPECT_EQ(fromFile.entries.At(i)->rawXml.View(), fromBody.entries.At(i)->rawXml.View());
+
+  // A NUL byte ends the document; what stands before it is read.
+  TempFile cut(std::string(kThreeEntries).insert(kThreeEntries.find("<entry><id>2"), 1, '\0'));
+  EXPECT_EQ(ConfigText(fromFile, "ReadFile=" + cut.path, &rc), "0");
+  EXPECT_EQ(fromFile.entries.Count(), 1);
+
+  // The Config result is the file's, the text the reader's.
+  TempFile error("<error><code>E</code></error>");
+  EXPECT_EQ(ConfigText(fromFile, "readfile=" + error.path, &rc), "902");
+  EXPECT_EQ(rc, 0);
+  EXPECT_STREQ(fromFile.LastErrorText(), "Code: E");
+  ConfigText(fromFile, "ReadFile=/nonexistent/dir/feed.xml", &rc);
+  EXPECT_EQ(rc, errFileNotOpened);
+  EXPECT_STREQ(fromFile.LastErrorText(), "Can't read file for reading.");
+  EXPECT_EQ(fromFile.rootKind.View(), "error"); // the earlier results stand
+  ConfigText(fromFile, "ReadFile", &rc);
+  EXPECT_EQ(rc, errUnknownConfig); // there is nothing to get
+}
+
+TEST(ResponseDispatch, ResetClearsResultsAndKeepsTheRequest) {
+  QuillonCore core;
+  core.ServiceRootURI.Assign("http://h/svc");
+  core.QueryTop.Assign("5");
+  core.nameAndEmailFormat = 1;
+  ASSERT_EQ(Dispatch(core, kThreeEntries), 0);
+  core.scratchEntry.SetRawXml("<id>draft</id>", true);
+  core.OtherHeaders.Assign("If-Match: x\r\n");
+  ASSERT_EQ(core.Reset(), 0);
+  EXPECT_EQ(core.entries.Count(), 0);
+  EXPECT_EQ(core.rootKind.View(), "");
+  EXPECT_EQ(core.ChannelTitle.View(), "");
+  EXPECT_EQ(core.scratchEntry.rawXml.View(), "");
+  EXPECT_EQ(core.OtherHeaders.View(), "");
+  EXPECT_FALSE(core.parser.HasXPath("/feed"));
+  EXPECT_EQ(core.ServiceRootURI.View(), "http://h/svc");
+  EXPECT_EQ(core.QueryTop.View(), "5");
+  EXPECT_EQ(core.nameAndEmailFormat, 1);
+}
+
+TEST(ResponseDispatch, AHandlerCannotDisturbTheReadUnderWay) {
+  QuillonCore core;
+  EntryEvents events;
+  core.SetEventSink(&events);
+  TempFile other("<feed/>");
+  std::vector<int> results;
+  events.during = [&] {
+    int readResult;
+    results.push_back(core.Reset());
+    results.push_back(core.SetEntryIndex(-1));
+    results.push_back(core.ReadFile(other.path.c_str(), &readResult));
+    results.push_back(Dispatch(core, "<feed/>"));
+  };
+  ASSERT_EQ(Dispatch(core, kThreeEntries), 0);
+  EXPECT_EQ(core.entries.Count(), 3);
+  EXPECT_EQ(results, std::vector<int>(12, errBusy));
+  events.during = nullptr;
+  EXPECT_EQ(core.Reset(), 0); // and afterwards they work
+}
+
+TEST(ResponseDispatch, AQueryReadsItsAnswerAndAnEmptyAnswerKeepsTheResults) {
+  RecordingCore core;
+  core.ServiceRootURI.Assign("http://h/svc");
+  core.answer.body = "\xEF\xBB\xBF  " + kThreeEntries + "\r\n";
+  ASSERT_EQ(core.QueryService(), 0);
+  EXPECT_EQ(core.entries.Count(), 3);
+  EXPECT_EQ(core.ResourcePath.View(), "P(1)");
+  core.answer.body = "";
+  core.answer.statusCode = 204;
+  ASSERT_EQ(core.QueryService(), 0);
+  EXPECT_EQ(core.entries.Count(), 3);
+  EXPECT_EQ(core.requests.back().url, "http://h/svc/P%281%29");
+}
+
+} // namespace
+} // namespace quillon::test
