@@ -1,0 +1,220 @@
+// The feed reader at scale: ReadFile of generated feeds of 10,000 and 50,000 entries, and a pass
+// that reads every property of every entry as a host does, by moving EntryIndex. Printed around
+// the runs: the size of an idle record, the peak memory of each step measured in a child process
+// against the file size, the time per entry and the ratio of the 50k time to the 10k time.
+//   bench_FeedRead
+//   bench_FeedRead --benchmark_filter=ReadFile
+#include "FeedGenerator.h"
+#include "odata/QuillonCore.h"
+
+#include <benchmark/benchmark.h>
+
+#include <cstdio>
+#include <cstdlib>
+#include <filesystem>
+#include <fstream>
+#include <malloc.h>
+#include <map>
+#include <memory>
+#include <sys/wait.h>
+#include <unistd.h>
+
+namespace {
+
+using quillon::EntryProperty;
+using quillon::EntryRecord;
+using quillon::QuillonCore;
+
+constexpr int kSizes[] = {10000, 50000};
+
+struct FeedFile {
+  std::string path;
+  long long size = 0;
+};
+
+const FeedFile& Feed(int entries) {
+  static std::map<int, FeedFile> files;
+  FeedFile& file = files[entries];
+  if (file.path.empty()) {
+    file.path = (std::filesystem::temp_directory_path() /
+                 ("quillon-bench-feed-" + std::to_string(entries) + "-" +
+                  std::to_string(::getpid()) + ".xml"))
+                    .string();
+    file.size = quillon::bench::WriteFeedFile(file.path, entries);
+  }
+  return file;
+}
+
+int ReadFile(QuillonCore& core, const std::string& path) {
+  const char* result = "";
+  const int rc = core.ConfigText(("ReadFile=" + path).c_str(), &result);
+  return rc != 0 ? rc : std::atoi(result);
+}
+
+// Every property of every entry, as the host reads them; the count of properties.
+long ReadEveryProperty(QuillonCore& core) {
+  long properties = 0;
+  for (int i = 0; i < core.entries.Count(); ++i) {
+    if (core.SetEntryIndex(i) != 0)
+      return -1;
+    EntryRecord& entry = core.CurrentEntry();
+    const int count = entry.PropertyCount();
+    for (int p = 0; p < count; ++p) {
+      const EntryProperty* property = entry.Properties()->At(p);
+      benchmark::DoNotOptimize(property->value.Data());
+      benchmark::DoNotOptimize(property->name.Data());
+      benchmark::DoNotOptimize(core.PropertyXPath(p));
+    }
+    properties += count;
+  }
+  return properties;
+}
+
+void BM_ReadFile(benchmark::State& state) {
+  const FeedFile& file = Feed(static_cast<int>(state.range(0)));
+  for (auto _ : state) {
+    auto core = std::make_unique<QuillonCore>();
+    if (ReadFile(*core, file.path) != 0 || core->entries.Count() != state.range(0))
+      state.SkipWithError("the feed was not read");
+    benchmark::DoNotOptimize(core->entries.Count());
+  }
+  state.SetItemsProcessed(state.iterations() * state.range(0));
+  state.SetBytesProcessed(state.iterations() * file.size);
+}
+
+void BM_ReadEveryProperty(benchmark::State& state) {
+  const FeedFile& file = Feed(static_cast<int>(state.range(0)));
+  auto core = std::make_unique<QuillonCore>();
+  if (ReadFile(*core, file.path) != 0) {
+    state.SkipWithError("the feed was not read");
+    return;
+  }
+  for (auto _ : state)
+    if (ReadEveryProperty(*core) != state.range(0) * quillon::bench::kPropertiesPerEntry)
+      state.SkipWithError("a property is missing");
+  state.SetItemsProcessed(state.iterations() * state.range(0));
+}
+
+// kB of a line of /proc/self/status ("VmRSS", "VmHWM").
+long long StatusKilobytes(const char* key) {
+  std::ifstream status("/proc/self/status");
+  std::string line;
+  while (std::getline(status, line))
+    if (line.rfind(key, 0) == 0)
+      return std::atoll(line.c_str() + std::strlen(key) + 1);
+  return -1;
+}
+
+struct Memory {
+  long long baseline;    // kB resident before reading
+  long long afterRead;   // kB peak resident once ReadFile is done
+  long long afterPass;   // kB peak resident once every property was read
+  size_t heapAfterRead;  // bytes in use on the heap once ReadFile is done
+  size_t heapAfterPass;  // the same after the pass
+  size_t keptText;       // the response parser's kept text
+  size_t tree;           // the response parser's tree
+  size_t rawText;        // the entries' raw texts and namespaces
+};
+
+// Runs the read and the pass in a child, so that each figure starts from a small process.
+Memory Measure(const FeedFile& file) {
+  Memory memory{};
+  int fds[2];
+  if (pipe(fds) != 0)
+    return memory;
+  const pid_t pid = fork();
+  if (pid == 0) {
+    Memory m{};
+    m.baseline = StatusKilobytes("VmRSS:");
+    const size_t heap = mallinfo2().uordblks;
+    {
+      auto core = std::make_unique<QuillonCore>();
+      ReadFile(*core, file.path);
+      m.afterRead = StatusKilobytes("VmHWM:");
+      m.heapAfterRead = mallinfo2().uordblks - heap;
+      m.keptText = core->parser.OriginalText().size();
+      m.tree = core->parser.impl.tree.ArenaLength();
+      for (int i = 0; i < core->entries.Count(); ++i)
+        m.rawText += static_cast<size_t>(core->entries.At(i)->rawXml.Length() +
+                                         core->entries.At(i)->namespaces.Length());
+      ReadEveryProperty(*core);
+      m.afterPass = StatusKilobytes("VmHWM:");
+      m.heapAfterPass = mallinfo2().uordblks - heap;
+    }
+    if (write(fds[1], &m, sizeof m) != static_cast<ssize_t>(sizeof m))
+      _exit(1);
+    _exit(0);
+  }
+  close(fds[1]);
+  if (read(fds[0], &memory, sizeof memory) != static_cast<ssize_t>(sizeof memory))
+    memory = Memory{};
+  close(fds[0]);
+  waitpid(pid, nullptr, 0);
+  return memory;
+}
+
+void PrintMemory() {
+  std::printf("sizeof(EntryRecord) %zu bytes (an idle entry: its raw text and namespaces on top),"
+              " sizeof(XmlParser) %zu bytes\n",
+              sizeof(EntryRecord), sizeof(quillon::XmlParser));
+  for (int entries : kSizes) {
+    const FeedFile& file = Feed(entries);
+    const Memory m = Measure(file);
+    const double mb = 1e6;
+    const double size = static_cast<double>(file.size);
+    std::printf("\n%d entries, file %.1f MB\n", entries, size / mb);
+    std::printf("  ReadFile: peak %.1f MB above the start = %.2f times the file; heap in use "
+                "%.1f MB (kept text %.2f, tree %.2f, entries' text %.2f times the file)\n",
+                (m.afterRead - m.baseline) * 1024 / mb, (m.afterRead - m.baseline) * 1024 / size,
+                m.heapAfterRead / mb, m.keptText / size, m.tree / size, m.rawText / size);
+    std::printf("  every property read: peak %.1f MB above the start = %.2f times the file; "
+                "heap in use %.1f MB\n",
+                (m.afterPass - m.baseline) * 1024 / mb, (m.afterPass - m.baseline) * 1024 / size,
+                m.heapAfterPass / mb);
+  }
+  std::printf("\n");
+  std::fflush(stdout);
+}
+
+// Prints the time per entry and the 50k/10k ratio of each benchmark after the runs.
+class ScalingReporter : public benchmark::ConsoleReporter {
+public:
+  void ReportRuns(const std::vector<Run>& runs) override {
+    ConsoleReporter::ReportRuns(runs);
+    for (const Run& run : runs)
+      if (run.run_type == Run::RT_Iteration && !run.skipped)
+        seconds[run.benchmark_name()] = run.real_accumulated_time / run.iterations;
+  }
+  void Finalize() override {
+    ConsoleReporter::Finalize();
+    for (const char* name : {"BM_ReadFile", "BM_ReadEveryProperty"}) {
+      const auto small = seconds.find(std::string(name) + "/" + std::to_string(kSizes[0]));
+      const auto large = seconds.find(std::string(name) + "/" + std::to_string(kSizes[1]));
+      if (small == seconds.end() || large == seconds.end())
+        continue;
+      std::printf("%s: %.2f us per entry at %d, %.2f us at %d; %d takes %.2f times %d\n", name,
+                  small->second * 1e6 / kSizes[0], kSizes[0], large->second * 1e6 / kSizes[1],
+                  kSizes[1], kSizes[1], large->second / small->second, kSizes[0]);
+    }
+    std::fflush(stdout);
+  }
+
+private:
+  std::map<std::string, double> seconds;
+};
+
+} // namespace
+
+BENCHMARK(BM_ReadFile)->Arg(kSizes[0])->Arg(kSizes[1])->Unit(benchmark::kMillisecond);
+BENCHMARK(BM_ReadEveryProperty)->Arg(kSizes[0])->Arg(kSizes[1])->Unit(benchmark::kMillisecond);
+
+int main(int argc, char** argv) {
+  PrintMemory();
+  benchmark::Initialize(&argc, argv);
+  ScalingReporter reporter;
+  benchmark::RunSpecifiedBenchmarks(&reporter);
+  benchmark::Shutdown();
+  for (int entries : kSizes)
+    std::remove(Feed(entries).path.c_str());
+  return 0;
+}
