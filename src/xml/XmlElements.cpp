@@ -13,7 +13,15 @@ namespace quillon {
 
 namespace {
 constexpr std::string_view kXmlnsPrefix = "xmlns";
+
+// Position of the first ':' in a name (names are short: a plain loop beats a library call).
+inline size_t FindColon(std::string_view name) {
+  for (size_t i = 0; i < name.size(); ++i)
+    if (name[i] == ':')
+      return i;
+  return std::string_view::npos;
 }
+} // namespace
 
 bool xmlpimpl::InSgmlList(std::string_view name) const {
   // The list reads " a b c ": a name counts with a space on each side.
@@ -47,7 +55,7 @@ int xmlpimpl::FailWithName(int code, const char* text, std::string_view name) {
 int xmlpimpl::ResolveElement(std::string_view qname, std::string_view* ns, std::string_view* local,
                              int* mapping) {
   XmlNameTable& prefixes = work->prefixes;
-  const size_t colon = qname.find(':');
+  const size_t colon = FindColon(qname);
   if (colon == std::string_view::npos) {
     *local = qname;
     *mapping = prefixes.FindFromTop({});
@@ -82,7 +90,7 @@ int xmlpimpl::ResolveAttribute(std::string_view qname, std::string_view* ns,
   *ns = {};
   *local = qname;
   *mappingRecord = 0;
-  const size_t colon = qname.find(':');
+  const size_t colon = FindColon(qname);
   if (colon == std::string_view::npos)
     return errNone;
   XmlNameTable& prefixes = work->prefixes;
@@ -126,19 +134,18 @@ std::string_view xmlpimpl::LiveAttrNamespace(int i) const {
   return prefix == "xml" ? NS_XML : std::string_view();
 }
 
-int xmlpimpl::EndOfTagName() {
+int xmlpimpl::EndOfTagName(std::string_view name) {
   Work& w = *work;
   if (int rc = FlushAll(); rc != errNone)
     return rc;
   if (BuildDOM)
     tree.MarkFirstMapping();
   if (sgmlTags.IsEmpty()) {
-    if (w.elementName.Assign(w.token.View()) != errNone)
+    if (w.elementName.Assign(name) != errNone)
       return errOutOfMemory;
   } else {
     // The element of the last start tag is closed here unless its name has end tags.
-    if (w.spare.Assign(w.elementName.View()) != errNone ||
-        w.elementName.Assign(w.token.View()) != errNone)
+    if (w.spare.Assign(w.elementName.View()) != errNone || w.elementName.Assign(name) != errNone)
       return errOutOfMemory;
     if (!w.spare.IsEmpty() && !InSgmlList(w.spare.View())) {
       if (w.token.Assign(w.spare.View()) != errNone)
@@ -154,30 +161,33 @@ int xmlpimpl::EndOfTagName() {
 
 int xmlpimpl::StoreAttribute() {
   Work& w = *work;
-  const std::string_view name = w.attrName.View();
-  int rc;
-  if (name.size() >= kXmlnsPrefix.size() && name.starts_with(kXmlnsPrefix)) {
-    // "xmlns" declares the default namespace, "xmlns:p" and also "xmlnsp" the prefix p.
-    std::string_view prefix = name.substr(kXmlnsPrefix.size());
-    if (!prefix.empty() && prefix[0] == ':')
-      prefix.remove_prefix(1);
-    if ((rc = w.prefixes.Push(prefix, w.token.View())) != errNone)
-      return rc;
-    const int index = w.prefixes.Count() - 1;
-    w.prefixDepth[index] = static_cast<uint32_t>(w.elements.Count() + 1);
-    w.mappingOffsets[index] = 0;
-    if (XmlEventSink* listener = Listener())
-      if ((rc = listener->OnStartPrefixMapping(w.prefixes.Name(index).data(),
-                                               w.token.Data())) != errNone)
-        return rc;
-    if (BuildDOM &&
-        (rc = tree.AppendMapping(prefix, w.token.View(), &w.mappingOffsets[index])) != errNone)
-      return rc;
-  } else if ((rc = w.attributes.Push(name, w.token.View())) != errNone) {
+  if (int rc = StoreAttribute(w.attrName.View(), w.token.View()); rc != errNone)
     return rc;
-  }
-  ClearText(w.attrName);
-  ClearText(w.token);
+  w.attrName.Clear();
+  w.token.Clear();
+  return errNone;
+}
+
+int xmlpimpl::StoreAttribute(std::string_view name, std::string_view value) {
+  Work& w = *work;
+  if (name.size() < kXmlnsPrefix.size() || !name.starts_with(kXmlnsPrefix))
+    return w.attributes.Push(name, value);
+  // "xmlns" declares the default namespace, "xmlns:p" and also "xmlnsp" the prefix p.
+  std::string_view prefix = name.substr(kXmlnsPrefix.size());
+  if (!prefix.empty() && prefix[0] == ':')
+    prefix.remove_prefix(1);
+  int rc;
+  if ((rc = w.prefixes.Push(prefix, value)) != errNone)
+    return rc;
+  const int index = w.prefixes.Count() - 1;
+  w.prefixDepth[index] = static_cast<uint32_t>(w.elements.Count() + 1);
+  w.mappingOffsets[index] = 0;
+  if (XmlEventSink* listener = Listener())
+    if ((rc = listener->OnStartPrefixMapping(w.prefixes.Name(index).data(),
+                                             w.prefixes.Value(index).data())) != errNone)
+      return rc;
+  if (BuildDOM)
+    return tree.AppendMapping(prefix, value, &w.mappingOffsets[index]);
   return errNone;
 }
 

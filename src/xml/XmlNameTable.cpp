@@ -17,13 +17,6 @@ XmlNameTable::~XmlNameTable() {
   MemFree(slots);
 }
 
-int XmlNameTable::FindFromTop(std::string_view name) const {
-  for (int i = count - 1; i >= 0; --i)
-    if (slots[i]->name.View() == name)
-      return i;
-  return -1;
-}
-
 int XmlNameTable::GrowSlots() {
   const int newRoom = room ? room * 2 : 8;
   void* block = MemRealloc(slots, sizeof(Slot*) * static_cast<size_t>(newRoom));

@@ -23,7 +23,14 @@ public:
   std::string_view Name(int i) const { return slots[i]->name.View(); }
   std::string_view Value(int i) const { return slots[i]->value.View(); }
   // The highest index whose name equals `name`, or -1.
-  int FindFromTop(std::string_view name) const;
+  int FindFromTop(std::string_view name) const {
+    for (int i = count - 1; i >= 0; --i) {
+      const XmlScanText& slotName = slots[i]->name;
+      if (slotName.Length() == static_cast<int>(name.size()) && SameShort(slotName.Data(), name))
+        return i;
+    }
+    return -1;
+  }
 
   // Operations
   // Pushes a pair; 200 when 256 entries stand or no memory is left.
@@ -38,6 +45,13 @@ private:
     XmlScanText value;
   };
   int GrowSlots();
+  // Equality of two texts of the same length; prefixes are a few bytes long.
+  static bool SameShort(const char* a, std::string_view b) {
+    for (size_t i = 0; i < b.size(); ++i)
+      if (a[i] != b[i])
+        return false;
+    return true;
+  }
 
   int count = 0;          // entries in use
   int made = 0;           // slots constructed so far; made >= count

@@ -24,8 +24,16 @@ void XmlScanText::DropFront(int count) {
   Truncate(length - count);
 }
 
-int XmlScanText::Grow(const char* bytes, int count) {
-  const long long needed = static_cast<long long>(length) + count + 1;
+void XmlScanText::Release() {
+  if (data != inlineStore)
+    MemFree(data);
+  data = inlineStore;
+  capacity = kInline;
+  Clear();
+}
+
+int XmlScanText::Reserve(int size) {
+  const long long needed = static_cast<long long>(size) + 1;
   if (needed >= INT_MAX / 2)
     return errOutOfMemory;
   const int newCapacity = static_cast<int>(needed * 2);
@@ -38,6 +46,12 @@ int XmlScanText::Grow(const char* bytes, int count) {
     std::memcpy(block, inlineStore, static_cast<size_t>(length) + 1);
   data = block;
   capacity = newCapacity;
+  return errNone;
+}
+
+int XmlScanText::Grow(const char* bytes, int count) {
+  if (Reserve(length + count) != errNone)
+    return errOutOfMemory;
   std::memcpy(data + length, bytes, static_cast<size_t>(count));
   length += count;
   data[length] = 0;

@@ -17,6 +17,7 @@ public:
 
   // Access
   const char* Data() const { return data; }
+  char* MutableData() { return data; }
   int Length() const { return length; }
   bool IsEmpty() const { return length == 0; }
   std::string_view View() const { return {data, static_cast<size_t>(length)}; }
@@ -56,11 +57,24 @@ public:
     Clear();
     return Append(text);
   }
+  // Lengthens the text by `count` bytes left for the caller to fill; null without memory.
+  char* Extend(int count) {
+    if (length + count >= capacity && Reserve(length + count) != 0)
+      return nullptr;
+    char* at = data + length;
+    length += count;
+    data[length] = 0;
+    return at;
+  }
+  // Empties the text and gives its block back.
+  void Release();
 
 private:
   static constexpr int kInline = 48;
   // Appends with a larger block: twice what is needed.
   int Grow(const char* bytes, int count);
+  // Makes room for a text of `size` bytes; 0 or 200.
+  int Reserve(int size);
 
   char* data = inlineStore; // inlineStore or a block from MemAlloc
   int length = 0;           // bytes in use, not counting the terminator

@@ -791,8 +791,14 @@ int xmlpimpl::FlushTrim() {
   if (rc == errNone && kept < length)
     if (XmlEventSink* listener = Listener())
       rc = listener->OnIgnorableWhitespace(text.Data() + kept);
-  ClearText(text);
+  text.Clear();
   return rc;
+}
+
+int xmlpimpl::FlushTrimRun(const char* run, int length) {
+  // Only the fast path comes here: no listener wants the trailing whitespace or a terminator.
+  const int kept = PreserveWhitespace ? length : TrimmedLength(run, length);
+  return kept > 0 ? Content(run, kept) : errNone;
 }
 
 // The line up to its trailing whitespace is content; that whitespace waits in `text` until it

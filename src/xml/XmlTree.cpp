@@ -45,7 +45,7 @@ void XmlTree::Reset() {
     tables->stepIndex = 0;
     tables->stepChild = 0;
   }
-  arena.Resize(0, nullptr);
+  arena.Release();
   cursor = 0;
   root = 0;
   firstMappingMark = 0;
@@ -78,7 +78,7 @@ uint32_t XmlTree::Word(uint32_t offset, int index) const {
 void XmlTree::SetWord(uint32_t offset, int index, uint32_t value) {
   const uint64_t at = static_cast<uint64_t>(offset) + 4u * static_cast<uint32_t>(index);
   if (at + 4 <= static_cast<uint64_t>(arena.Length()))
-    std::memcpy(arena.Data() + at, &value, 4);
+    std::memcpy(arena.MutableData() + at, &value, 4);
 }
 
 bool XmlTree::IsRecord(uint32_t offset, uint8_t type, uint32_t minimumSize) const {
@@ -102,31 +102,34 @@ std::string_view XmlTree::StringAt(uint32_t offset, uint32_t length, uint32_t re
   return {arena.Data() + offset, length};
 }
 
-int XmlTree::AppendRecord(uint32_t* fields, uint32_t fieldBytes, std::string_view first,
-                          std::string_view second, uint32_t* offset) {
+// Inline here so that each caller's fixed field size makes its copy a few stores.
+inline int XmlTree::AppendRecord(uint32_t* fields, uint32_t fieldBytes, std::string_view first,
+                                 std::string_view second, uint32_t* offset) {
   const uint8_t type = static_cast<uint8_t>(fields[0]);
   const uint64_t strings = first.size() + 1 + (type == recText ? 0 : second.size() + 1);
   const uint64_t size = Padded(fieldBytes + strings);
   const uint64_t at = static_cast<uint64_t>(arena.Length());
-  if (at + size >= 0x7FFFFFF0u)
+  if (at + size >= 0x3FFFFFF0u)
     return errOutOfMemory;
-  if (arena.Resize(static_cast<int>(at + size), nullptr) != errNone)
+  char* record = arena.Extend(static_cast<int>(size));
+  if (!record)
     return errOutOfMemory;
-  char* record = arena.Data() + at;
   fields[1] = static_cast<uint32_t>(size);
+  // The strings add at least one byte, so the last word lies behind the fields: zeroing it
+  // first pads the record.
+  const uint32_t zero = 0;
+  std::memcpy(record + size - 4, &zero, 4);
   std::memcpy(record, fields, fieldBytes);
   char* strings0 = record + fieldBytes;
   if (!first.empty())
     std::memcpy(strings0, first.data(), first.size());
   strings0[first.size()] = 0;
-  char* tail = strings0 + first.size() + 1;
   if (type != recText) {
+    char* tail = strings0 + first.size() + 1;
     if (!second.empty())
       std::memcpy(tail, second.data(), second.size());
     tail[second.size()] = 0;
-    tail += second.size() + 1;
   }
-  std::memset(tail, 0, static_cast<size_t>(record + size - tail));
   *offset = static_cast<uint32_t>(at);
   return errNone;
 }

@@ -89,8 +89,12 @@ public:
   int RestoreXPath(uint32_t cursor, std::string_view xpath);
 
   // Steps of the element stack, called by the state machine.
-  int EndOfTagName();
+  int EndOfTagName() { return EndOfTagName(work->token.View()); }
+  // The same with the name given; `name` may lie in the input.
+  int EndOfTagName(std::string_view name);
   int StoreAttribute();
+  // Stores a pair that lies outside attrName and token (in the input); they stay as they are.
+  int StoreAttribute(std::string_view name, std::string_view value);
   int StartElement(bool isEmpty);
   int EmptyElement();
   int EndElement(bool wasEmpty, bool implied);
@@ -194,6 +198,8 @@ private:
   int FlushAll();
   int FlushIgnorable();
   int FlushTrim();
+  // FlushTrim of a run that lies in the input while `text` is empty.
+  int FlushTrimRun(const char* run, int length);
   int FlushLine();
   int DecodeEntity(char endByte);
   int ConvertCodeUnit(uint32_t unit);
