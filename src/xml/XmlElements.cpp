@@ -287,14 +287,17 @@ int xmlpimpl::EndElement(bool wasEmpty, bool implied) {
   }
 
   const std::string_view qname = w.token.View();
-  std::string_view ns, local;
-  int mapping;
-  if ((rc = ResolveElement(qname, &ns, &local, &mapping)) != errNone)
-    return rc;
-  if (XmlEventSink* listener = Listener())
-    if ((rc = listener->OnEndElement(ns.data() ? ns.data() : "", local.data(), qname.data(),
-                                     wasEmpty)) != errNone)
+  XmlEventSink* listener = Listener();
+  // The name resolves again for the listener; without one, only a failure would show.
+  if (listener || !(flags & xfIgnoreBadElementPrefixes)) {
+    std::string_view ns, local;
+    int mapping;
+    if ((rc = ResolveElement(qname, &ns, &local, &mapping)) != errNone)
       return rc;
+    if (listener && (rc = listener->OnEndElement(ns.data() ? ns.data() : "", local.data(),
+                                                 qname.data(), wasEmpty)) != errNone)
+      return rc;
+  }
 
   const int depth = w.elements.Count();
   if (depth > 0) {
@@ -323,9 +326,8 @@ int xmlpimpl::EndElement(bool wasEmpty, bool implied) {
   while (prefixes.Count() > 0 &&
          w.prefixDepth[prefixes.Count() - 1] == static_cast<uint32_t>(depth)) {
     const int index = prefixes.Count() - 1;
-    if (XmlEventSink* listener = Listener())
-      if ((rc = listener->OnEndPrefixMapping(prefixes.Name(index).data())) != errNone)
-        return rc;
+    if (listener && (rc = listener->OnEndPrefixMapping(prefixes.Name(index).data())) != errNone)
+      return rc;
     if (BuildDOM)
       tree.EndMappingScope(w.mappingOffsets[index]);
     prefixes.Pop();

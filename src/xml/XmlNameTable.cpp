@@ -27,21 +27,15 @@ int XmlNameTable::GrowSlots() {
   return errNone;
 }
 
-int XmlNameTable::Push(std::string_view name, std::string_view value) {
-  if (count == kLimit)
+int XmlNameTable::MakeSlot() {
+  if (made == kLimit)
     return errOutOfMemory;
-  if (count == made) {
-    if (made == room && GrowSlots() != errNone)
-      return errOutOfMemory;
-    void* block = MemAlloc(sizeof(Slot));
-    if (!block)
-      return errOutOfMemory;
-    slots[made++] = new (block) Slot();
-  }
-  Slot& slot = *slots[count];
-  if (slot.name.Assign(name) != errNone || slot.value.Assign(value) != errNone)
+  if (made == room && GrowSlots() != errNone)
     return errOutOfMemory;
-  ++count;
+  void* block = MemAlloc(sizeof(Slot));
+  if (!block)
+    return errOutOfMemory;
+  slots[made++] = new (block) Slot();
   return errNone;
 }
 

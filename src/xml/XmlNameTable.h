@@ -3,6 +3,7 @@
 // strings are made on first use and kept, emptied, for the next document.
 #pragma once
 
+#include "frame/Errors.h"
 #include "xml/XmlScanText.h"
 
 #include <string_view>
@@ -34,7 +35,15 @@ public:
 
   // Operations
   // Pushes a pair; 200 when 256 entries stand or no memory is left.
-  int Push(std::string_view name, std::string_view value);
+  int Push(std::string_view name, std::string_view value) {
+    if (count == made && MakeSlot() != 0)
+      return errOutOfMemory;
+    Slot& slot = *slots[count];
+    if (slot.name.Assign(name) != 0 || slot.value.Assign(value) != 0)
+      return errOutOfMemory;
+    ++count;
+    return 0;
+  }
   void Pop() { --count; }
   // Empties the table, keeping the slot strings (emptied) for the next use.
   void Clear();
@@ -45,6 +54,8 @@ private:
     XmlScanText value;
   };
   int GrowSlots();
+  // Constructs the slot at `made`; 0, or 200 when the table is full or memory is out.
+  int MakeSlot();
   // Equality of two texts of the same length; prefixes are a few bytes long.
   static bool SameShort(const char* a, std::string_view b) {
     for (size_t i = 0; i < b.size(); ++i)

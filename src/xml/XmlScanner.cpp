@@ -759,19 +759,15 @@ int xmlpimpl::AppendElementText(const char* text, int length) {
   return errNone;
 }
 
-int xmlpimpl::FlushAll() {
+int xmlpimpl::FlushText() {
   XmlScanText& text = work->text;
-  if (text.IsEmpty())
-    return errNone;
   const int rc = Content(text.Data(), text.Length());
   ClearText(text);
   return rc;
 }
 
-int xmlpimpl::FlushIgnorable() {
+int xmlpimpl::FlushIgnorableText() {
   XmlScanText& text = work->text;
-  if (text.IsEmpty())
-    return errNone;
   int rc = errNone;
   if (XmlEventSink* listener = Listener())
     rc = listener->OnIgnorableWhitespace(text.Data());

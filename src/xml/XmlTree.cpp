@@ -179,7 +179,7 @@ int XmlTree::AppendAttribute(uint32_t mapping, std::string_view localName,
 int XmlTree::CompleteElement(int depth, std::string_view text, uint32_t contentEnd,
                              uint32_t subtreeEnd) {
   const uint32_t element = ElementAtDepth(depth);
-  if (!element)
+  if (!IsElement(element))
     return errNone;
   if (!text.empty()) {
     uint32_t fields[kTextBytes / 4] = {recText};
@@ -189,11 +189,21 @@ int XmlTree::CompleteElement(int depth, std::string_view text, uint32_t contentE
       return rc;
     SetWord(element, efText, at);
   }
-  SetWord(element, efEnd, ArenaLength());
-  SetWord(element, efContentEnd, contentEnd);
-  SetWord(element, efSubtreeEnd, subtreeEnd);
-  if (const uint32_t parent = Word(element, efParent); IsElement(parent))
-    SetWord(parent, efChildCount, Word(parent, efChildCount) + 1);
+  // The record was checked above and the parent is an element written before it.
+  char* record = arena.MutableData() + element;
+  const uint32_t end = ArenaLength();
+  std::memcpy(record + 4 * efEnd, &end, 4);
+  std::memcpy(record + 4 * efContentEnd, &contentEnd, 4);
+  std::memcpy(record + 4 * efSubtreeEnd, &subtreeEnd, 4);
+  uint32_t parent;
+  std::memcpy(&parent, record + 4 * efParent, 4);
+  if (parent) {
+    char* parentRecord = arena.MutableData() + parent;
+    uint32_t children;
+    std::memcpy(&children, parentRecord + 4 * efChildCount, 4);
+    ++children;
+    std::memcpy(parentRecord + 4 * efChildCount, &children, 4);
+  }
   return errNone;
 }
 

@@ -195,8 +195,11 @@ private:
   int Content(const char* text, int length);
   // Appends to the text of the innermost open element; 0 or 200 with its text.
   int AppendElementText(const char* text, int length);
-  int FlushAll();
-  int FlushIgnorable();
+  int FlushAll() { return work->text.IsEmpty() ? 0 : FlushText(); }
+  int FlushIgnorable() { return work->text.IsEmpty() ? 0 : FlushIgnorableText(); }
+  // The two flushes of a non-empty `text`.
+  int FlushText();
+  int FlushIgnorableText();
   int FlushTrim();
   // FlushTrim of a run that lies in the input while `text` is empty.
   int FlushTrimRun(const char* run, int length);
