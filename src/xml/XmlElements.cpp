@@ -99,7 +99,7 @@ int xmlpimpl::ResolveAttribute(std::string_view qname, std::string_view* ns,
   if (mapping >= 0) {
     *ns = prefixes.Value(mapping);
     *local = qname.substr(colon + 1);
-    *mappingRecord = work->mappingOffsets[mapping];
+    *mappingRecord = prefixes.Offset(mapping);
     return errNone;
   }
   if (prefix == "xml") {
@@ -180,14 +180,14 @@ int xmlpimpl::StoreAttribute(std::string_view name, std::string_view value) {
   if ((rc = w.prefixes.Push(prefix, value)) != errNone)
     return rc;
   const int index = w.prefixes.Count() - 1;
-  w.prefixDepth[index] = static_cast<uint32_t>(w.elements.Count() + 1);
-  w.mappingOffsets[index] = 0;
+  w.prefixes.Depth(index) = static_cast<uint32_t>(w.elements.Count() + 1);
+  w.prefixes.Offset(index) = 0;
   if (XmlEventSink* listener = Listener())
     if ((rc = listener->OnStartPrefixMapping(w.prefixes.Name(index).data(),
                                              w.prefixes.Value(index).data())) != errNone)
       return rc;
   if (BuildDOM)
-    return tree.AppendMapping(prefix, value, &w.mappingOffsets[index]);
+    return tree.AppendMapping(prefix, value, &w.prefixes.Offset(index));
   return errNone;
 }
 
@@ -197,7 +197,7 @@ int xmlpimpl::StartElement(bool isEmpty) {
   if ((rc = w.elements.Push(w.elementName.View(), {})) != errNone)
     return rc;
   const int depth = w.elements.Count();
-  w.textStart[depth - 1] = static_cast<uint32_t>(w.elementText.Length());
+  w.elements.Offset(depth - 1) = static_cast<uint32_t>(w.elementText.Length());
   const std::string_view qname = w.elements.Name(depth - 1);
   std::string_view ns, local;
   int mapping;
@@ -213,7 +213,7 @@ int xmlpimpl::StartElement(bool isEmpty) {
   }
   if (BuildDOM) {
     const int attrCount = w.attributes.Count();
-    if ((rc = tree.AppendElement(local, depth, mapping >= 0 ? w.mappingOffsets[mapping] : 0,
+    if ((rc = tree.AppendElement(local, depth, mapping >= 0 ? w.prefixes.Offset(mapping) : 0,
                                  w.prefixes.Count(), isEmpty, attrCount, markupStart,
                                  inputCount)) != errNone)
       return rc;
@@ -275,7 +275,7 @@ int xmlpimpl::EndElement(bool wasEmpty, bool implied) {
                         : originalText.Length();
     XmlScanText& markup = w.message;
     if (markup.Assign(originalText.View().substr(static_cast<size_t>(cut))) != errNone ||
-        originalText.Resize(cut, nullptr) != errNone || originalText.Append("</", 2) != errNone ||
+        (originalText.Truncate(cut), originalText.Append("</", 2)) != errNone ||
         originalText.Append(w.token.View()) != errNone || originalText.AppendChar('>') != errNone ||
         originalText.Append(markup.View()) != errNone)
       return errOutOfMemory;
@@ -301,7 +301,7 @@ int xmlpimpl::EndElement(bool wasEmpty, bool implied) {
 
   const int depth = w.elements.Count();
   if (depth > 0) {
-    const uint32_t textAt = w.textStart[depth - 1];
+    const uint32_t textAt = w.elements.Offset(depth - 1);
     if (BuildDOM) {
       const std::string_view text = w.elementText.View().substr(textAt);
       uint32_t contentEnd = markupStart;
@@ -324,12 +324,12 @@ int xmlpimpl::EndElement(bool wasEmpty, bool implied) {
 
   XmlNameTable& prefixes = w.prefixes;
   while (prefixes.Count() > 0 &&
-         w.prefixDepth[prefixes.Count() - 1] == static_cast<uint32_t>(depth)) {
+         prefixes.Depth(prefixes.Count() - 1) == static_cast<uint32_t>(depth)) {
     const int index = prefixes.Count() - 1;
     if (listener && (rc = listener->OnEndPrefixMapping(prefixes.Name(index).data())) != errNone)
       return rc;
     if (BuildDOM)
-      tree.EndMappingScope(w.mappingOffsets[index]);
+      tree.EndMappingScope(prefixes.Offset(index));
     prefixes.Pop();
   }
   if (depth > 0)

@@ -1,10 +1,12 @@
-// A bounded stack of name and value strings: the attributes of the tag being read, the open
-// elements with their text so far, and the prefix mappings in scope. At most 256 entries; slot
-// strings are made on first use and kept, emptied, for the next document.
+// A bounded stack of name and value strings with two numbers each: the attributes of the tag
+// being read, the open elements, and the prefix mappings in scope. At most 256 entries; slots
+// are made on first use and kept for the next document.
 #pragma once
 
 #include "frame/Errors.h"
 #include "xml/XmlScanText.h"
+
+#include <cstdint>
 
 #include <string_view>
 
@@ -23,6 +25,10 @@ public:
   int Count() const { return count; }
   std::string_view Name(int i) const { return slots[i]->name.View(); }
   std::string_view Value(int i) const { return slots[i]->value.View(); }
+  // Numbers kept with an entry, set by its owner after Push: for a mapping the depth that
+  // declared it and its tree record, for an open element where its text starts.
+  uint32_t& Depth(int i) { return slots[i]->depth; }
+  uint32_t& Offset(int i) { return slots[i]->offset; }
   // The highest index whose name equals `name`, or -1.
   int FindFromTop(std::string_view name) const {
     for (int i = count - 1; i >= 0; --i) {
@@ -50,8 +56,10 @@ public:
 
 private:
   struct Slot {
-    XmlScanText name;
-    XmlScanText value;
+    XmlScanBuffer name;
+    XmlScanBuffer value;
+    uint32_t depth = 0;
+    uint32_t offset = 0;
   };
   int GrowSlots();
   // Constructs the slot at `made`; 0, or 200 when the table is full or memory is out.

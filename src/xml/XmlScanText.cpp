@@ -28,15 +28,13 @@ void XmlScanText::Release() {
   if (data != inlineStore)
     MemFree(data);
   data = inlineStore;
-  capacity = kInline;
+  capacity = inlineCapacity;
   Clear();
 }
 
-int XmlScanText::Reserve(int size) {
-  const long long needed = static_cast<long long>(size) + 1;
-  if (needed >= INT_MAX / 2)
+int XmlScanText::Allocate(long long newCapacity) {
+  if (newCapacity >= INT_MAX)
     return errOutOfMemory;
-  const int newCapacity = static_cast<int>(needed * 2);
   char* block = static_cast<char*>(
       data == inlineStore ? MemAlloc(static_cast<size_t>(newCapacity))
                           : MemRealloc(data, static_cast<size_t>(newCapacity)));
@@ -45,14 +43,18 @@ int XmlScanText::Reserve(int size) {
   if (data == inlineStore)
     std::memcpy(block, inlineStore, static_cast<size_t>(length) + 1);
   data = block;
-  capacity = newCapacity;
+  capacity = static_cast<int>(newCapacity);
   return errNone;
 }
 
+// Without `bytes` the new bytes are left for the caller (Extend). Half as much again as needed:
+// the arena of a large document should not double its memory.
 int XmlScanText::Grow(const char* bytes, int count) {
-  if (Reserve(length + count) != errNone)
+  const long long needed = static_cast<long long>(length) + count + 1;
+  if (Allocate(needed + needed / 2 + 16) != errNone)
     return errOutOfMemory;
-  std::memcpy(data + length, bytes, static_cast<size_t>(count));
+  if (bytes)
+    std::memcpy(data + length, bytes, static_cast<size_t>(count));
   length += count;
   data[length] = 0;
   return errNone;

@@ -1,6 +1,6 @@
 // The scanner's working buffer: appends inline, clearing keeps the block for the next token, and
 // the text is always NUL-terminated. Growth goes through MemRealloc; a failed growth is 200 and
-// leaves the text as it was. Neither copyable nor movable: it points into itself while short.
+// leaves the text as it was. XmlScanTextN<N> holds N bytes inline; functions take the base.
 #pragma once
 
 #include <cstring>
@@ -10,7 +10,6 @@ namespace quillon {
 
 class XmlScanText {
 public:
-  XmlScanText() { inlineStore[0] = 0; }
   ~XmlScanText();
   XmlScanText(const XmlScanText&) = delete;
   XmlScanText& operator=(const XmlScanText&) = delete;
@@ -59,27 +58,49 @@ public:
   }
   // Lengthens the text by `count` bytes left for the caller to fill; null without memory.
   char* Extend(int count) {
-    if (length + count >= capacity && Reserve(length + count) != 0)
-      return nullptr;
-    char* at = data + length;
-    length += count;
-    data[length] = 0;
-    return at;
+    const int at = length;
+    if (length + count >= capacity) {
+      if (Grow(nullptr, count) != 0)
+        return nullptr;
+    } else {
+      length += count;
+      data[length] = 0;
+    }
+    return data + at;
   }
   // Empties the text and gives its block back.
   void Release();
+  // Makes room for a text of `size` bytes without growing again; 0 or 200.
+  int Reserve(int size) { return size < capacity ? 0 : Allocate(size + 1); }
+
+protected:
+  XmlScanText(char* store, int size)
+      : data(store), capacity(size), inlineCapacity(size), inlineStore(store) {
+    store[0] = 0;
+  }
 
 private:
-  static constexpr int kInline = 48;
-  // Appends with a larger block: twice what is needed.
+  // Appends with a block half as large again as needed.
   int Grow(const char* bytes, int count);
-  // Makes room for a text of `size` bytes; 0 or 200.
-  int Reserve(int size);
+  // Moves the text to a block of `newCapacity` bytes; 0 or 200.
+  int Allocate(long long newCapacity);
 
-  char* data = inlineStore; // inlineStore or a block from MemAlloc
-  int length = 0;           // bytes in use, not counting the terminator
-  int capacity = kInline;   // bytes in `data`, the terminator included
-  char inlineStore[kInline];
+  char* data;              // inlineStore or a block from MemAlloc
+  int length = 0;          // bytes in use, not counting the terminator
+  int capacity;            // bytes in `data`, the terminator included
+  const int inlineCapacity; // bytes of the leaf's array
+  char* const inlineStore; // the leaf's array
 };
+
+template <int Inline> class XmlScanTextN final : public XmlScanText {
+public:
+  XmlScanTextN() : XmlScanText(store, Inline) {}
+
+private:
+  char store[Inline];
+};
+
+// The size of the scanner's names and values.
+using XmlScanBuffer = XmlScanTextN<48>;
 
 } // namespace quillon

@@ -143,7 +143,7 @@ private:
   uint32_t SkipMappings(uint32_t offset) const;
   bool ChildCounts(uint32_t child, std::string_view name) const;
 
-  XmlScanText arena;         // the records; its length is always a multiple of 4
+  XmlScanTextN<8> arena;     // the records; its length is always a multiple of 4
   uint32_t cursor = 0;       // offset of the current element; 0 until a path is walked
   uint32_t root = 0;         // offset of the first element record; 0 while none exists
   uint32_t firstMappingMark = 0; // arena length when the present start tag's name ended

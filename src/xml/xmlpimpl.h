@@ -128,7 +128,7 @@ public:
   int32_t charsetMode = 0;          // 1: a lead byte takes the next byte as text, unseen
   uint32_t inputCount = 0;          // bytes pushed through the state machine in this document
   uint32_t markupStart = 0;         // offset in the kept text of the last '<'
-  BufStrN<7> originalText;          // every byte pushed, while KeepOriginalText is set
+  XmlScanTextN<8> originalText;     // every byte pushed, while KeepOriginalText is set
   uint32_t flags = xfAllowMoreThanOneRoot | xfAllowTextOutsideRoot; // XmlParseFlag bits
   uint8_t IncludeUnknownPrefixes = 1; // a name with an unknown prefix keeps it in its local name
   uint8_t BuildDOM = 0;             // build the tree and decode references
@@ -145,22 +145,20 @@ private:
   // Tables and buffers made by the first Feed, so that an idle parser stays small.
   struct Work {
     XmlNameTable attributes;      // attributes of the tag being read, names as written
-    XmlNameTable elements;        // open elements: name as written
-    XmlNameTable prefixes;        // mappings in scope: prefix, URI; searched from the top
-    uint32_t prefixDepth[XmlNameTable::kLimit];    // depth + 1 of the element that declared each
-    uint32_t mappingOffsets[XmlNameTable::kLimit]; // tree record of each mapping
-    // The text so far of every open element, innermost last: element i's text starts at
-    // textStart[i] and runs to the next start, and an element's text leaves with it.
-    XmlScanText elementText;
-    uint32_t textStart[XmlNameTable::kLimit];
-    XmlScanText text;        // pending character data
-    XmlScanText entity;      // name of the reference being read, without '&' and ';'
-    XmlScanText token;       // the current name or value
-    XmlScanText entityValue; // decoded value of the last reference
-    XmlScanText elementName; // the name of the start tag being read; survives it in SGML mode
-    XmlScanText attrName;    // the attribute name waiting for its value
-    XmlScanText spare;       // a name set aside while the SGML rule closes an element
-    XmlScanText message;     // a failure text, or markup set aside by the SGML rule
+    XmlNameTable elements;        // open elements: name as written; Offset: text start
+    XmlNameTable prefixes;        // mappings in scope: prefix, URI; searched from the top;
+                                  // Depth: depth + 1 of the declaring element; Offset: record
+    // The text so far of every open element, innermost last: an element's text starts at its
+    // Offset and runs to the next element's start, and it leaves with its element.
+    XmlScanBuffer elementText;
+    XmlScanBuffer text;      // pending character data
+    XmlScanBuffer entity;    // name of the reference being read, without '&' and ';'
+    XmlScanBuffer token;     // the current name or value
+    XmlScanBuffer entityValue; // decoded value of the last reference
+    XmlScanBuffer elementName; // the name of the start tag being read; survives it in SGML mode
+    XmlScanBuffer attrName;  // the attribute name waiting for its value
+    XmlScanBuffer spare;     // a name set aside while the SGML rule closes an element
+    XmlScanBuffer message;   // a failure text, or markup set aside by the SGML rule
     BufStr xpathText;        // the cursor's path, always one that leads back to it
     BufStr pathCopy;         // the walker's private copy of its path
   };
