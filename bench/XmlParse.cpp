@@ -33,25 +33,37 @@ void AppendEntry(std::string& out, int i) {
   const std::string n = std::to_string(i);
   out += "  <entry m:etag=\"W/&quot;datetime'2024-03-0" + std::to_string(i % 9 + 1) +
          "T10%3A15%3A00.123'&quot;\">\n"
-         "    <id>https://services.example.com/Catalog.svc/Products(" + n + ")</id>\n"
+         "    <id>https://services.example.com/Catalog.svc/Products(" +
+         n +
+         ")</id>\n"
          "    <category term=\"Catalog.Product\" "
          "scheme=\"http://schemas.microsoft.com/ado/2007/08/dataservices/scheme\" />\n"
-         "    <link rel=\"edit\" title=\"Product\" href=\"Products(" + n + ")\" />\n"
+         "    <link rel=\"edit\" title=\"Product\" href=\"Products(" +
+         n +
+         ")\" />\n"
          "    <link rel=\"http://schemas.microsoft.com/ado/2007/08/dataservices/related/Category\""
-         " type=\"application/atom+xml;type=entry\" title=\"Category\" href=\"Products(" + n +
+         " type=\"application/atom+xml;type=entry\" title=\"Category\" href=\"Products(" +
+         n +
          ")/Category\" />\n"
          "    <link rel=\"http://schemas.microsoft.com/ado/2007/08/dataservices/related/Supplier\""
-         " type=\"application/atom+xml;type=entry\" title=\"Supplier\" href=\"Products(" + n +
+         " type=\"application/atom+xml;type=entry\" title=\"Supplier\" href=\"Products(" +
+         n +
          ")/Supplier\" />\n"
-         "    <title type=\"text\">Product " + n + " &amp; accessories</title>\n"
+         "    <title type=\"text\">Product " +
+         n +
+         " &amp; accessories</title>\n"
          "    <summary type=\"text\">Low fat milk in a one litre carton, kept cool &lt;8 C&gt;"
          "</summary>\n"
          "    <updated>2024-03-01T10:15:00Z</updated>\n"
          "    <author>\n      <name />\n    </author>\n"
          "    <content type=\"application/xml\">\n"
          "      <m:properties>\n"
-         "        <d:ID m:type=\"Edm.Int32\">" + n + "</d:ID>\n"
-         "        <d:Name>Milk " + n + "</d:Name>\n"
+         "        <d:ID m:type=\"Edm.Int32\">" +
+         n +
+         "</d:ID>\n"
+         "        <d:Name>Milk " +
+         n +
+         "</d:Name>\n"
          "        <d:Description>Low fat milk in a one litre carton</d:Description>\n"
          "        <d:ReleaseDate m:type=\"Edm.DateTime\">1995-10-01T00:00:00</d:ReleaseDate>\n"
          "        <d:DiscontinuedDate m:type=\"Edm.DateTime\" m:null=\"true\" />\n"
@@ -70,16 +82,15 @@ void AppendEntry(std::string& out, int i) {
 }
 
 std::string MakeFeed(int entries) {
-  std::string out =
-      "<?xml version=\"1.0\" encoding=\"utf-8\" standalone=\"yes\"?>\n"
-      "<feed xml:base=\"https://services.example.com/Catalog.svc/\" "
-      "xmlns:d=\"http://schemas.microsoft.com/ado/2007/08/dataservices\" "
-      "xmlns:m=\"http://schemas.microsoft.com/ado/2007/08/dataservices/metadata\" "
-      "xmlns=\"http://www.w3.org/2005/Atom\">\n"
-      "  <title type=\"text\">Products</title>\n"
-      "  <id>https://services.example.com/Catalog.svc/Products</id>\n"
-      "  <updated>2024-03-01T10:15:00Z</updated>\n"
-      "  <link rel=\"self\" title=\"Products\" href=\"Products\" />\n";
+  std::string out = "<?xml version=\"1.0\" encoding=\"utf-8\" standalone=\"yes\"?>\n"
+                    "<feed xml:base=\"https://services.example.com/Catalog.svc/\" "
+                    "xmlns:d=\"http://schemas.microsoft.com/ado/2007/08/dataservices\" "
+                    "xmlns:m=\"http://schemas.microsoft.com/ado/2007/08/dataservices/metadata\" "
+                    "xmlns=\"http://www.w3.org/2005/Atom\">\n"
+                    "  <title type=\"text\">Products</title>\n"
+                    "  <id>https://services.example.com/Catalog.svc/Products</id>\n"
+                    "  <updated>2024-03-01T10:15:00Z</updated>\n"
+                    "  <link rel=\"self\" title=\"Products\" href=\"Products\" />\n";
   out.reserve(static_cast<size_t>(entries) * 1800 + 1000);
   for (int i = 1; i <= entries; ++i)
     AppendEntry(out, i);
@@ -93,8 +104,7 @@ constexpr int kSmallEntries = 1000;
 const std::string& Feed(int entries) {
   static std::map<int, std::string> feeds;
   auto found = feeds.find(entries);
-  if (found == feeds.end())
-    found = feeds.emplace(entries, MakeFeed(entries)).first;
+  if (found == feeds.end()) found = feeds.emplace(entries, MakeFeed(entries)).first;
   return found->second;
 }
 
@@ -124,7 +134,8 @@ void ParseExpat(benchmark::State& state, int entries) {
     ExpatCounts counts;
     XML_SetUserData(parser, &counts);
     XML_SetElementHandler(
-        parser, [](void* data, const XML_Char*, const XML_Char**) {
+        parser,
+        [](void* data, const XML_Char*, const XML_Char**) {
           ++static_cast<ExpatCounts*>(data)->elements;
         },
         [](void*, const XML_Char*) {});
@@ -147,8 +158,7 @@ void ParseLibxml2(benchmark::State& state, int entries) {
   for (auto _ : state) {
     xmlDocPtr doc = xmlReadMemory(feed.data(), static_cast<int>(feed.size()), "feed.xml", nullptr,
                                   XML_PARSE_NONET | XML_PARSE_HUGE);
-    if (!doc)
-      state.SkipWithError("libxml2 failed");
+    if (!doc) state.SkipWithError("libxml2 failed");
     benchmark::DoNotOptimize(doc);
     xmlFreeDoc(doc);
   }
@@ -162,8 +172,7 @@ void ParsePugixml(benchmark::State& state, int entries) {
   const std::string& feed = Feed(entries);
   for (auto _ : state) {
     pugi::xml_document doc;
-    if (!doc.load_buffer(feed.data(), feed.size()))
-      state.SkipWithError("pugixml failed");
+    if (!doc.load_buffer(feed.data(), feed.size())) state.SkipWithError("pugixml failed");
     benchmark::DoNotOptimize(doc.first_child());
   }
   state.SetBytesProcessed(static_cast<int64_t>(state.iterations()) *
@@ -214,10 +223,8 @@ public:
     ConsoleReporter::Finalize();
     for (const char* size : {"Large", "Small"}) {
       const auto ours = speeds.find(std::string("Parse/Quillon/") + size);
-      if (ours == speeds.end())
-        continue;
-      std::printf("\n%s feed: %.0f MB/s for the engine (tree and kept text)\n", size,
-                  ours->second);
+      if (ours == speeds.end()) continue;
+      std::printf("\n%s feed: %.0f MB/s for the engine (tree and kept text)\n", size, ours->second);
       for (const char* other : {"Expat", "Libxml2", "Pugixml"}) {
         const auto theirs = speeds.find(std::string("Parse/") + other + "/" + size);
         if (theirs != speeds.end())
@@ -252,27 +259,28 @@ void PrintParserSizes() {
 } // namespace
 
 int main(int argc, char** argv) {
-  for (const auto& [name, entries] : {std::pair{"Large", kLargeEntries}, {"Small", kSmallEntries}}) {
+  for (const auto& [name, entries] :
+       {std::pair{"Large", kLargeEntries}, {"Small", kSmallEntries}}) {
     const std::string suffix = std::string("/") + name;
     const int count = entries;
     std::printf("%s feed: %d entries, %.1f MB\n", name, count, Feed(count).size() / 1e6);
-    benchmark::RegisterBenchmark(("Parse/Quillon" + suffix).c_str(),
-                                 [count](benchmark::State& s) { ParseQuillon(s, count); })
-        ->Unit(benchmark::kMillisecond);
+    benchmark::RegisterBenchmark(("Parse/Quillon" + suffix).c_str(), [count](benchmark::State& s) {
+      ParseQuillon(s, count);
+    })->Unit(benchmark::kMillisecond);
 #ifdef QUILLON_HAVE_EXPAT
-    benchmark::RegisterBenchmark(("Parse/Expat" + suffix).c_str(),
-                                 [count](benchmark::State& s) { ParseExpat(s, count); })
-        ->Unit(benchmark::kMillisecond);
+    benchmark::RegisterBenchmark(("Parse/Expat" + suffix).c_str(), [count](benchmark::State& s) {
+      ParseExpat(s, count);
+    })->Unit(benchmark::kMillisecond);
 #endif
 #ifdef QUILLON_HAVE_LIBXML2
-    benchmark::RegisterBenchmark(("Parse/Libxml2" + suffix).c_str(),
-                                 [count](benchmark::State& s) { ParseLibxml2(s, count); })
-        ->Unit(benchmark::kMillisecond);
+    benchmark::RegisterBenchmark(("Parse/Libxml2" + suffix).c_str(), [count](benchmark::State& s) {
+      ParseLibxml2(s, count);
+    })->Unit(benchmark::kMillisecond);
 #endif
 #ifdef QUILLON_HAVE_PUGIXML
-    benchmark::RegisterBenchmark(("Parse/Pugixml" + suffix).c_str(),
-                                 [count](benchmark::State& s) { ParsePugixml(s, count); })
-        ->Unit(benchmark::kMillisecond);
+    benchmark::RegisterBenchmark(("Parse/Pugixml" + suffix).c_str(), [count](benchmark::State& s) {
+      ParsePugixml(s, count);
+    })->Unit(benchmark::kMillisecond);
 #endif
   }
   benchmark::RegisterBenchmark("WalkFeed", WalkFeed)

@@ -20,21 +20,17 @@ XmlNameTable::~XmlNameTable() {
 int XmlNameTable::GrowSlots() {
   const int newRoom = room ? room * 2 : 8;
   void* block = MemRealloc(slots, sizeof(Slot*) * static_cast<size_t>(newRoom));
-  if (!block)
-    return errOutOfMemory;
+  if (!block) return errOutOfMemory;
   slots = static_cast<Slot**>(block);
   room = newRoom;
   return errNone;
 }
 
 int XmlNameTable::MakeSlot() {
-  if (made == kLimit)
-    return errOutOfMemory;
-  if (made == room && GrowSlots() != errNone)
-    return errOutOfMemory;
+  if (made == kLimit) return errOutOfMemory;
+  if (made == room && GrowSlots() != errNone) return errOutOfMemory;
   void* block = MemAlloc(sizeof(Slot));
-  if (!block)
-    return errOutOfMemory;
+  if (!block) return errOutOfMemory;
   slots[made++] = new (block) Slot();
   return errNone;
 }

@@ -42,11 +42,9 @@ public:
   // Operations
   // Pushes a pair; 200 when 256 entries stand or no memory is left.
   int Push(std::string_view name, std::string_view value) {
-    if (count == made && MakeSlot() != 0)
-      return errOutOfMemory;
+    if (count == made && MakeSlot() != 0) return errOutOfMemory;
     Slot& slot = *slots[count];
-    if (slot.name.Assign(name) != 0 || slot.value.Assign(value) != 0)
-      return errOutOfMemory;
+    if (slot.name.Assign(name) != 0 || slot.value.Assign(value) != 0) return errOutOfMemory;
     ++count;
     return 0;
   }
@@ -67,8 +65,7 @@ private:
   // Equality of two texts of the same length; prefixes are a few bytes long.
   static bool SameShort(const char* a, std::string_view b) {
     for (size_t i = 0; i < b.size(); ++i)
-      if (a[i] != b[i])
-        return false;
+      if (a[i] != b[i]) return false;
     return true;
   }
 

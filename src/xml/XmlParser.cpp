@@ -43,16 +43,14 @@ int XmlParser::Parse(std::string_view bytes) {
 
 int XmlParser::SetXPath(std::string_view path) {
   const int rc = impl.XPathWalk(path, true);
-  if (rc != errNone)
-    lastError.Assign(impl.errorText);
+  if (rc != errNone) lastError.Assign(impl.errorText);
   return rc;
 }
 
 // Restoring the saved cursor and path text is exact even where the path text would not lead
 // back (after a step with an attribute test or a '*' offset).
 bool XmlParser::HasXPath(std::string_view path) {
-  if (path.empty())
-    return false;
+  if (path.empty()) return false;
   const uint32_t savedCursor = impl.tree.Cursor();
   BufStr savedPath;
   BufStr savedError;
@@ -65,8 +63,7 @@ bool XmlParser::HasXPath(std::string_view path) {
 }
 
 std::string_view XmlParser::TextAt(std::string_view path) {
-  if (path.empty())
-    return {};
+  if (path.empty()) return {};
   const uint32_t savedCursor = impl.tree.Cursor();
   BufStr savedPath;
   BufStr savedError;

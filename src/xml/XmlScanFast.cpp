@@ -23,8 +23,9 @@ inline const char* FindAny3(const char* p, const char* end, char a, char b, char
   const __m128i vc = _mm_set1_epi8(c);
   while (end - p >= 16) {
     const __m128i block = _mm_loadu_si128(reinterpret_cast<const __m128i*>(p));
-    const __m128i hits = _mm_or_si128(_mm_or_si128(_mm_cmpeq_epi8(block, va), _mm_cmpeq_epi8(block, vb)),
-                                      _mm_cmpeq_epi8(block, vc));
+    const __m128i hits =
+        _mm_or_si128(_mm_or_si128(_mm_cmpeq_epi8(block, va), _mm_cmpeq_epi8(block, vb)),
+                     _mm_cmpeq_epi8(block, vc));
     if (const int mask = _mm_movemask_epi8(hits))
       return p + __builtin_ctz(static_cast<unsigned>(mask));
     p += 16;
@@ -57,8 +58,7 @@ const char* xmlpimpl::ScanFast(const char* p, const char* end, int* rc) {
 // Steps one byte the slow way and goes back to the dispatch.
 #define STEP_ONE()                                                                                 \
   {                                                                                                \
-    if ((code = StepAt(p++)) != errNone)                                                           \
-      goto failed;                                                                                 \
+    if ((code = StepAt(p++)) != errNone) goto failed;                                              \
     continue;                                                                                      \
   }
 // Fails at the byte at `p`.
@@ -71,8 +71,7 @@ const char* xmlpimpl::ScanFast(const char* p, const char* end, int* rc) {
 #define NEXT(newState, label)                                                                      \
   {                                                                                                \
     state = newState;                                                                              \
-    if (p == end)                                                                                  \
-      continue;                                                                                    \
+    if (p == end) continue;                                                                        \
     goto label;                                                                                    \
   }
 
@@ -83,15 +82,13 @@ const char* xmlpimpl::ScanFast(const char* p, const char* end, int* rc) {
     }
     switch (state) {
     case xsText:
-      if (charsetMode != 1)
-        goto text;
+      if (charsetMode != 1) goto text;
       p = ScanRun(p, end, &code);
       if (code != errNone) {
         ++p;
         goto failed;
       }
-      if (p < end)
-        STEP_ONE();
+      if (p < end) STEP_ONE();
       continue;
     case xsAfterMarkup:
       goto afterMarkup;
@@ -117,21 +114,18 @@ const char* xmlpimpl::ScanFast(const char* p, const char* end, int* rc) {
         goto failed;
       }
       p = stop;
-      if (p < end)
-        STEP_ONE();
+      if (p < end) STEP_ONE();
       continue;
     }
     }
 
-  text: {
-    if (charsetMode == 1)
-      continue;
+  text : {
+    if (charsetMode == 1) continue;
     const char* run = p;
     p = FindAny3(p, end, '<', '&', '\n');
     if (p == end || *p != '<') {
       CHECK(w.text.Append(run, static_cast<int>(p - run)));
-      if (p == end)
-        continue;
+      if (p == end) continue;
       STEP_ONE();
     }
     // '<': the text so far is flushed; a run alone goes from the input to its element.
@@ -147,21 +141,18 @@ const char* xmlpimpl::ScanFast(const char* p, const char* end, int* rc) {
     NEXT(xsTagOpen, tagOpen);
   }
 
-  afterMarkup: {
+  afterMarkup : {
     const char* stop = SkipSpaces(p, end);
-    if (stop > p)
-      CHECK(w.text.Append(p, static_cast<int>(stop - p)));
+    if (stop > p) CHECK(w.text.Append(p, static_cast<int>(stop - p)));
     p = stop;
-    if (p == end)
-      continue;
+    if (p == end) continue;
     // Behind markup, whitespace before '<' (or, unless preserved, before text) is ignorable.
-    if (*p == '<' || !PreserveWhitespace)
-      CHECK(FlushIgnorable());
+    if (*p == '<' || !PreserveWhitespace) CHECK(FlushIgnorable());
     state = xsText;
     goto text;
   }
 
-  tagOpen: {
+  tagOpen : {
     const char c = *p;
     if (c == '/') {
       SetCurrent(p);
@@ -169,20 +160,18 @@ const char* xmlpimpl::ScanFast(const char* p, const char* end, int* rc) {
       ++p;
       NEXT(xsEndTagName, endTagName);
     }
-    if (!IsXmlNameStart(c, AllowLeadingDigit))
-      STEP_ONE();
+    if (!IsXmlNameStart(c, AllowLeadingDigit)) STEP_ONE();
     SetCurrent(p);
     markupStart = inputCount - 2;
     state = xsTagName;
   }
 
-  tagName: {
+  tagName : {
     const char* stop = SkipNameChars(p, end);
     if (stop == end || (*stop != '>' && !IsXmlSpace(*stop))) {
       CHECK(w.token.Append(p, static_cast<int>(stop - p)));
       p = stop;
-      if (p == end)
-        continue;
+      if (p == end) continue;
       STEP_ONE();
     }
     // The name is complete; a name that began in an earlier push sits partly in `token`.
@@ -204,11 +193,10 @@ const char* xmlpimpl::ScanFast(const char* p, const char* end, int* rc) {
     state = xsInTag;
   }
 
-  inTag: {
+  inTag : {
     while (p < end && (IsXmlSpace(*p) || *p == '/'))
       ++p;
-    if (p == end)
-      continue;
+    if (p == end) continue;
     if (*p == '>') {
       SetCurrent(p);
       CHECK(TagEnd());
@@ -239,27 +227,23 @@ const char* xmlpimpl::ScanFast(const char* p, const char* end, int* rc) {
     state = xsAttrName;
   }
 
-  attrName: {
+  attrName : {
     const char* stop = p;
     while (stop < end && !IsXmlSpace(*stop) && *stop != '=' && *stop != '>' && *stop != '/')
       ++stop;
-    if (stop > p)
-      CHECK(w.token.Append(p, static_cast<int>(stop - p)));
+    if (stop > p) CHECK(w.token.Append(p, static_cast<int>(stop - p)));
     p = stop;
-    if (p == end)
-      continue;
-    if (*p != '=')
-      STEP_ONE();
+    if (p == end) continue;
+    if (*p != '=') STEP_ONE();
     CHECK(w.attrName.Assign(w.token.View()));
     w.token.Clear();
     ++p;
     state = xsBeforeValue;
   }
 
-  beforeValue: {
+  beforeValue : {
     p = SkipSpaces(p, end);
-    if (p == end)
-      continue;
+    if (p == end) continue;
     if (*p == '"')
       state = xsDoubleQuoted;
     else if (*p == '\'')
@@ -267,38 +251,30 @@ const char* xmlpimpl::ScanFast(const char* p, const char* end, int* rc) {
     else
       STEP_ONE();
     ++p;
-    if (p == end)
-      continue;
+    if (p == end) continue;
   }
 
-  quoted: {
+  quoted : {
     const char quote = state == xsDoubleQuoted ? '"' : '\'';
     const char* stop = FindAny3(p, end, quote, '&', '&');
-    if (stop > p)
-      CHECK(w.token.Append(p, static_cast<int>(stop - p)));
+    if (stop > p) CHECK(w.token.Append(p, static_cast<int>(stop - p)));
     p = stop;
-    if (p == end)
-      continue;
-    if (*p != quote)
-      STEP_ONE();
+    if (p == end) continue;
+    if (*p != quote) STEP_ONE();
     state = xsInTag;
     CHECK(StoreAttribute());
     ++p;
     NEXT(xsInTag, inTag);
   }
 
-  endTagName: {
+  endTagName : {
     // The first byte behind "</" decides between an end tag and text.
-    if (ByteBefore(p, 1) == '/' && !IsXmlNameStart(*p, AllowLeadingDigit))
-      STEP_ONE();
+    if (ByteBefore(p, 1) == '/' && !IsXmlNameStart(*p, AllowLeadingDigit)) STEP_ONE();
     const char* stop = SkipNameChars(p, end);
-    if (stop > p)
-      CHECK(w.token.Append(p, static_cast<int>(stop - p)));
+    if (stop > p) CHECK(w.token.Append(p, static_cast<int>(stop - p)));
     p = stop;
-    if (p == end)
-      continue;
-    if (*p != '>')
-      STEP_ONE();
+    if (p == end) continue;
+    if (*p != '>') STEP_ONE();
     SetCurrent(p);
     state = xsAfterMarkup;
     CHECK(EndElement(false, false));

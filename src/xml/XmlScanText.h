@@ -35,17 +35,14 @@ public:
   }
   void DropFront(int count);
   int AppendChar(char c) {
-    if (length + 1 >= capacity)
-      return Grow(&c, 1);
+    if (length + 1 >= capacity) return Grow(&c, 1);
     data[length++] = c;
     data[length] = 0;
     return 0;
   }
   int Append(const char* bytes, int count) {
-    if (count <= 0)
-      return 0;
-    if (length + count >= capacity)
-      return Grow(bytes, count);
+    if (count <= 0) return 0;
+    if (length + count >= capacity) return Grow(bytes, count);
     std::memcpy(data + length, bytes, static_cast<size_t>(count));
     length += count;
     data[length] = 0;
@@ -60,8 +57,7 @@ public:
   char* Extend(int count) {
     const int at = length;
     if (length + count >= capacity) {
-      if (Grow(nullptr, count) != 0)
-        return nullptr;
+      if (Grow(nullptr, count) != 0) return nullptr;
     } else {
       length += count;
       data[length] = 0;
@@ -85,11 +81,11 @@ private:
   // Moves the text to a block of `newCapacity` bytes; 0 or 200.
   int Allocate(long long newCapacity);
 
-  char* data;              // inlineStore or a block from MemAlloc
-  int length = 0;          // bytes in use, not counting the terminator
-  int capacity;            // bytes in `data`, the terminator included
+  char* data;               // inlineStore or a block from MemAlloc
+  int length = 0;           // bytes in use, not counting the terminator
+  int capacity;             // bytes in `data`, the terminator included
   const int inlineCapacity; // bytes of the leaf's array
-  char* const inlineStore; // the leaf's array
+  char* const inlineStore;  // the leaf's array
 };
 
 template <int Inline> class XmlScanTextN final : public XmlScanText {

@@ -49,11 +49,9 @@ xmlpimpl::~xmlpimpl() {
 }
 
 int xmlpimpl::MakeWork() {
-  if (work)
-    return errNone;
+  if (work) return errNone;
   void* block = MemAlloc(sizeof(Work));
-  if (!block)
-    return errOutOfMemory;
+  if (!block) return errOutOfMemory;
   work = new (block) Work();
   return errNone;
 }
@@ -71,13 +69,13 @@ void xmlpimpl::Reset() {
     for (XmlScanText* text : {&w.text, &w.token, &w.entity, &w.entityValue, &w.elementName,
                               &w.attrName, &w.elementText})
       text->Clear();
-    ClearText(w.xpathText);
+    w.xpathText.Resize(0, nullptr);
     work->attributes.Clear();
     work->elements.Clear();
     work->prefixes.Clear();
   }
   originalText.Release();
-  ClearText(errorText);
+  errorText.Resize(0, nullptr);
   tree.Reset();
   partialCodePoint = 0;
   pendingBytes = 0;
@@ -93,15 +91,12 @@ int xmlpimpl::Feed(const char* text) {
 }
 
 int xmlpimpl::Feed(std::string_view bytes) {
-  if (encoding == encUtf16LE || encoding == encUtf16BE)
-    return SetErrorByCode(errUtf16Input);
+  if (encoding == encUtf16LE || encoding == encUtf16BE) return SetErrorByCode(errUtf16Input);
   if (const void* nul = std::memchr(bytes.data(), 0, bytes.size()))
     bytes = bytes.substr(0, static_cast<size_t>(static_cast<const char*>(nul) - bytes.data()));
-  if (int rc = MakeWork(); rc != errNone)
-    return SetErrorByCode(rc);
+  if (int rc = MakeWork(); rc != errNone) return SetErrorByCode(rc);
   if (BuildDOM && tree.ArenaLength() == 0)
-    if (int rc = tree.Begin(); rc != errNone)
-      return SetErrorByCode(rc);
+    if (int rc = tree.Begin(); rc != errNone) return SetErrorByCode(rc);
   const char* begin = bytes.data();
   const char* end = begin + bytes.size();
   // The kept text grows by the input (in ASCII mode exactly), so it is sized once.
@@ -151,8 +146,7 @@ int xmlpimpl::FeedUtf8(const char* begin, const char* end) {
       }
     }
     if (used >= kUtf8Block) {
-      if (int rc = PushBytes(block, block + used); rc != errNone)
-        return rc;
+      if (int rc = PushBytes(block, block + used); rc != errNone) return rc;
       used = 0;
     }
   }
@@ -169,8 +163,7 @@ int xmlpimpl::PushBytes(const char* begin, const char* end) {
     // Byte by byte: the listener sees each byte, and the kept text is up to date at every
     // callback.
     for (; p < end; ++p) {
-      if ((rc = listener->OnInputByte(*p)) != errNone)
-        break;
+      if ((rc = listener->OnInputByte(*p)) != errNone) break;
       if ((rc = FlushOriginal(p + 1)) != errNone || (rc = StepAt(p)) != errNone) {
         ++p;
         break;
@@ -180,8 +173,7 @@ int xmlpimpl::PushBytes(const char* begin, const char* end) {
     p = ScanFast(p, end, &rc);
   }
   const int keptRc = FlushOriginal(p);
-  if (rc == errNone)
-    rc = keptRc;
+  if (rc == errNone) rc = keptRc;
   inputCount = chunkCount + static_cast<uint32_t>(p - begin);
   if (p - begin >= 2) {
     prev2 = static_cast<uint8_t>(p[-2]);
@@ -194,19 +186,16 @@ int xmlpimpl::PushBytes(const char* begin, const char* end) {
 }
 
 int xmlpimpl::FlushOriginal(const char* upTo) {
-  if (upTo <= originalFrom)
-    return errNone;
+  if (upTo <= originalFrom) return errNone;
   const char* from = originalFrom;
   originalFrom = upTo;
-  if (!KeepOriginalText)
-    return errNone;
+  if (!KeepOriginalText) return errNone;
   return originalText.Append(from, static_cast<int>(upTo - from));
 }
 
 char xmlpimpl::ByteBefore(const char* at, int back) const {
   const ptrdiff_t inChunk = at - chunkBegin;
-  if (inChunk >= back)
-    return at[-back];
+  if (inChunk >= back) return at[-back];
   // The rest lies before this push, where prev1 and prev2 stand.
   return static_cast<char>(back - inChunk == 1 ? prev1 : prev2);
 }
@@ -261,8 +250,7 @@ const char* xmlpimpl::ScanRun(const char* p, const char* end, int* rc) {
     break;
   case xsEndTagName:
     // The first byte behind "</" decides between an end tag and text.
-    if (ByteBefore(p, 1) == '/')
-      return p;
+    if (ByteBefore(p, 1) == '/') return p;
     while (q < end && IsXmlNameChar(*q))
       ++q;
     target = &w.token;
@@ -313,8 +301,7 @@ const char* xmlpimpl::ScanRun(const char* p, const char* end, int* rc) {
   default:
     return p;
   }
-  if (q > p && (*rc = target->Append(p, static_cast<int>(q - p))) != errNone)
-    return p;
+  if (q > p && (*rc = target->Append(p, static_cast<int>(q - p))) != errNone) return p;
   return q;
 }
 
@@ -335,39 +322,34 @@ int xmlpimpl::Step(char c) {
     case xsText:
       // text: LF flushes the line, '&' starts a reference, '<' markup
       if (c == '\n') {
-        if ((rc = w.text.AppendChar(c)) != errNone)
-          return rc;
+        if ((rc = w.text.AppendChar(c)) != errNone) return rc;
         return FlushLine();
       }
       if (c == '&') {
-        ClearText(w.entity);
+        w.entity.Clear();
         state = xsTextEntity;
         return errNone;
       }
       if (c == '<') {
-        if ((rc = FlushTrim()) != errNone)
-          return rc;
-        ClearText(w.token);
+        if ((rc = FlushTrim()) != errNone) return rc;
+        w.token.Clear();
         state = xsTagOpen;
         return errNone;
       }
-      if ((rc = w.text.AppendChar(c)) != errNone)
-        return rc;
-      if (charsetMode == 1 && (XmlClass(c) & xcLeadByte))
-        state = xsTrailByte;
+      if ((rc = w.text.AppendChar(c)) != errNone) return rc;
+      if (charsetMode == 1 && (XmlClass(c) & xcLeadByte)) state = xsTrailByte;
       return errNone;
 
     case xsTagName:
       // name-char* then '>', whitespace, or "!" "?" "/" directly behind '<'
-      if (IsXmlNameChar(c))
-        return w.token.AppendChar(c);
+      if (IsXmlNameChar(c)) return w.token.AppendChar(c);
       if (c == '!') {
-        ClearText(w.token);
+        w.token.Clear();
         state = xsAfterBang;
         return errNone;
       }
       if (c == '?') {
-        ClearText(w.token);
+        w.token.Clear();
         state = xsInstruction;
         return errNone;
       }
@@ -375,10 +357,8 @@ int xmlpimpl::Step(char c) {
         state = xsEndTagName;
         return errNone;
       }
-      if ((rc = EndOfTagName()) != errNone)
-        return rc;
-      if (c == '>')
-        return TagEnd();
+      if ((rc = EndOfTagName()) != errNone) return rc;
+      if (c == '>') return TagEnd();
       state = xsInTag;
       return errNone;
 
@@ -389,25 +369,21 @@ int xmlpimpl::Step(char c) {
         state = xsTagName;
         continue;
       }
-      if ((rc = w.text.AppendChar('<')) != errNone)
-        return rc;
+      if ((rc = w.text.AppendChar('<')) != errNone) return rc;
       state = xsText;
       continue;
 
     case xsInTag:
       // attribute name, '/', '>' or whitespace
-      if (space || c == '/')
-        return errNone;
-      if (c == '>')
-        return TagEnd();
+      if (space || c == '/') return errNone;
+      if (c == '>') return TagEnd();
       state = xsAttrName;
       return w.token.AppendChar(c);
 
     case xsAttrName:
       if (space || c == '=' || c == '>' || c == '/') {
-        if ((rc = w.attrName.Assign(w.token.View())) != errNone)
-          return rc;
-        ClearText(w.token);
+        if ((rc = w.attrName.Assign(w.token.View())) != errNone) return rc;
+        w.token.Clear();
         if (space) {
           state = xsAfterAttrName;
           return errNone;
@@ -416,10 +392,8 @@ int xmlpimpl::Step(char c) {
           state = xsBeforeValue;
           return errNone;
         }
-        if ((rc = StoreAttribute()) != errNone)
-          return rc;
-        if (c == '>')
-          return TagEnd();
+        if ((rc = StoreAttribute()) != errNone) return rc;
+        if (c == '>') return TagEnd();
         state = xsAfterAttrName;
         return errNone;
       }
@@ -427,23 +401,19 @@ int xmlpimpl::Step(char c) {
 
     case xsAfterAttrName:
       // '=' or a new attribute: the last one had no value
-      if (space)
-        return errNone;
+      if (space) return errNone;
       if (c == '=') {
         state = xsBeforeValue;
         return errNone;
       }
-      if ((rc = StoreAttribute()) != errNone)
-        return rc;
-      if (c == '>')
-        return TagEnd();
+      if ((rc = StoreAttribute()) != errNone) return rc;
+      if (c == '>') return TagEnd();
       state = xsAttrName;
       return w.token.AppendChar(c);
 
     case xsBeforeValue:
       // a quote, a reference or the first byte of an unquoted value
-      if (space)
-        return errNone;
+      if (space) return errNone;
       if (c == '"') {
         state = xsDoubleQuoted;
         return errNone;
@@ -453,19 +423,18 @@ int xmlpimpl::Step(char c) {
         return errNone;
       }
       if (c == '&') {
-        ClearText(w.entity);
+        w.entity.Clear();
         state = xsUnquotedEntity;
         return errNone;
       }
-      if (c == '>')
-        return SetErrorByCode(errInvalidMarkup);
+      if (c == '>') return SetErrorByCode(errInvalidMarkup);
       state = xsUnquotedValue;
       return w.token.AppendChar(c);
 
     case xsUnquotedValue:
       // up to whitespace or '>'; a '/' directly in front of '>' closes the tag
       if (c == '&') {
-        ClearText(w.entity);
+        w.entity.Clear();
         state = xsUnquotedEntity;
         return errNone;
       }
@@ -474,27 +443,23 @@ int xmlpimpl::Step(char c) {
         return StoreAttribute();
       }
       if (c == '>') {
-        if (Prev1() == '/')
-          w.token.Truncate(w.token.Length() - 1);
-        if ((rc = StoreAttribute()) != errNone)
-          return rc;
+        if (Prev1() == '/') w.token.Truncate(w.token.Length() - 1);
+        if ((rc = StoreAttribute()) != errNone) return rc;
         return TagEnd();
       }
       return w.token.AppendChar(c);
 
     case xsAfterMarkup:
       // whitespace behind markup is ignorable unless text follows and is preserved
-      if (space)
-        return w.text.AppendChar(c);
+      if (space) return w.text.AppendChar(c);
       if (c == '<' || !PreserveWhitespace)
-        if ((rc = FlushIgnorable()) != errNone)
-          return rc;
+        if ((rc = FlushIgnorable()) != errNone) return rc;
       state = xsText;
       continue;
 
     case xsSingleQuoted:
       if (c == '&') {
-        ClearText(w.entity);
+        w.entity.Clear();
         state = xsSingleQuotedEntity;
         return errNone;
       }
@@ -510,7 +475,7 @@ int xmlpimpl::Step(char c) {
         return StoreAttribute();
       }
       if (c == '&') {
-        ClearText(w.entity);
+        w.entity.Clear();
         state = xsDoubleQuotedEntity;
         return errNone;
       }
@@ -519,52 +484,40 @@ int xmlpimpl::Step(char c) {
     case xsEndTagName:
       // "</" then a name; without a name start the two bytes were text
       if (!IsXmlNameStart(c, AllowLeadingDigit) && Prev1() == '/') {
-        if ((rc = w.text.Append("</", 2)) != errNone)
-          return rc;
+        if ((rc = w.text.Append("</", 2)) != errNone) return rc;
         state = xsText;
         continue;
       }
-      if (IsXmlNameChar(c))
-        return w.token.AppendChar(c);
+      if (IsXmlNameChar(c)) return w.token.AppendChar(c);
       state = xsAfterEndTagName;
       continue;
 
     case xsAfterEndTagName:
       // whitespace, then '>'; anything else is junk that fails at the next byte
-      if (space)
-        return errNone;
+      if (space) return errNone;
       rc = EndElement(false, false);
       state = c == '>' ? xsAfterMarkup : xsAfterEndTagJunk;
       return rc;
 
     case xsTextEntity:
-      if (IsXmlNameChar(c) || c == '#')
-        return w.entity.AppendChar(c);
-      if ((rc = DecodeEntity(c)) != errNone)
-        return rc;
-      if ((rc = w.text.Append(w.entityValue.View())) != errNone)
-        return rc;
-      if (EndsInSpace(w.entityValue) && (rc = FlushAll()) != errNone)
-        return rc;
+      if (IsXmlNameChar(c) || c == '#') return w.entity.AppendChar(c);
+      if ((rc = DecodeEntity(c)) != errNone) return rc;
+      if ((rc = w.text.Append(w.entityValue.View())) != errNone) return rc;
+      if (EndsInSpace(w.entityValue) && (rc = FlushAll()) != errNone) return rc;
       state = xsText;
-      if (c == ';')
-        return errNone;
+      if (c == ';') return errNone;
       continue;
 
     case xsUnquotedEntity:
     case xsSingleQuotedEntity:
     case xsDoubleQuotedEntity:
-      if (IsXmlNameChar(c) || c == '#')
-        return w.entity.AppendChar(c);
-      if ((rc = DecodeEntity(c)) != errNone)
-        return rc;
-      if ((rc = w.token.Append(w.entityValue.View())) != errNone)
-        return rc;
-      state = state == xsUnquotedEntity   ? xsUnquotedValue
+      if (IsXmlNameChar(c) || c == '#') return w.entity.AppendChar(c);
+      if ((rc = DecodeEntity(c)) != errNone) return rc;
+      if ((rc = w.token.Append(w.entityValue.View())) != errNone) return rc;
+      state = state == xsUnquotedEntity       ? xsUnquotedValue
               : state == xsSingleQuotedEntity ? xsSingleQuoted
                                               : xsDoubleQuoted;
-      if (c == ';')
-        return errNone;
+      if (c == ';') return errNone;
       continue;
 
     case xsAfterEndTagJunk:
@@ -573,7 +526,7 @@ int xmlpimpl::Step(char c) {
     case xsBangDash:
       // "<!-" then '-' opens a comment; anything else is a declaration
       if (c == '-') {
-        ClearText(w.token);
+        w.token.Clear();
         state = xsComment;
         return errNone;
       }
@@ -597,8 +550,7 @@ int xmlpimpl::Step(char c) {
         state = xsCommentClose;
         return EndSpecial(skComment);
       }
-      if ((rc = w.token.AppendChar(Prev1())) != errNone)
-        return rc;
+      if ((rc = w.token.AppendChar(Prev1())) != errNone) return rc;
       state = xsComment;
       return w.token.AppendChar(c);
 
@@ -608,8 +560,7 @@ int xmlpimpl::Step(char c) {
         state = xsBangDash;
         return errNone;
       }
-      if (space && HTMLComments)
-        return errNone;
+      if (space && HTMLComments) return errNone;
       if (c == '>') {
         state = xsAfterMarkup;
         return errNone;
@@ -677,8 +628,7 @@ int xmlpimpl::Step(char c) {
         state = xsSectionBody;
         return errNone;
       }
-      if (space)
-        return errNone;
+      if (space) return errNone;
       return w.token.AppendChar(c);
 
     case xsDeclApos:
@@ -695,8 +645,7 @@ int xmlpimpl::Step(char c) {
     case xsLongComment:
       // with HTMLComments a comment ends only at "-->"
       if (c == '>' && Prev1() == '-' && Prev2() == '-') {
-        if (w.token.EndsWith("--"))
-          w.token.Truncate(w.token.Length() - 2);
+        if (w.token.EndsWith("--")) w.token.Truncate(w.token.Length() - 2);
         state = xsAfterMarkup;
         return EndSpecial(skComment);
       }
@@ -718,7 +667,7 @@ int xmlpimpl::EndSpecial(int kind) {
                                    : listener->OnMeta(text);
     }
   }
-  ClearText(work->token);
+  work->token.Clear();
   return rc;
 }
 
@@ -729,8 +678,8 @@ int xmlpimpl::EndSection() {
     rc = listener->OnSpecialSection(w.token.Data(), w.text.Data());
   if (rc == errNone && BuildDOM && w.token.View() == "CDATA" && w.elements.Count() > 0)
     rc = AppendElementText(w.text.Data(), w.text.Length());
-  ClearText(w.token);
-  ClearText(w.text);
+  w.token.Clear();
+  w.text.Clear();
   return rc;
 }
 
@@ -744,50 +693,42 @@ int xmlpimpl::Content(const char* text, int length) {
     *end = 0;
     const int rc = listener->OnCharacters(text, length);
     *end = saved;
-    if (rc != errNone)
-      return rc;
+    if (rc != errNone) return rc;
   }
-  if (!BuildDOM)
-    return errNone;
+  if (!BuildDOM) return errNone;
   Work& w = *work;
-  if (w.elements.Count() > 0)
-    return AppendElementText(text, length);
-  if (flags & xfAllowTextOutsideRoot)
-    return errNone;
+  if (w.elements.Count() > 0) return AppendElementText(text, length);
+  if (flags & xfAllowTextOutsideRoot) return errNone;
   return SetErrorByCode(errTextOutsideRoot);
 }
 
 int xmlpimpl::AppendElementText(const char* text, int length) {
-  if (work->elementText.Append(text, length) != errNone)
-    return SetErrorByCode(errOutOfMemory);
+  if (work->elementText.Append(text, length) != errNone) return SetErrorByCode(errOutOfMemory);
   return errNone;
 }
 
 int xmlpimpl::FlushText() {
   XmlScanText& text = work->text;
   const int rc = Content(text.Data(), text.Length());
-  ClearText(text);
+  text.Clear();
   return rc;
 }
 
 int xmlpimpl::FlushIgnorableText() {
   XmlScanText& text = work->text;
   int rc = errNone;
-  if (XmlEventSink* listener = Listener())
-    rc = listener->OnIgnorableWhitespace(text.Data());
-  ClearText(text);
+  if (XmlEventSink* listener = Listener()) rc = listener->OnIgnorableWhitespace(text.Data());
+  text.Clear();
   return rc;
 }
 
 int xmlpimpl::FlushTrim() {
   XmlScanText& text = work->text;
-  if (text.IsEmpty())
-    return errNone;
+  if (text.IsEmpty()) return errNone;
   const int length = text.Length();
   const int kept = PreserveWhitespace ? length : TrimmedLength(text.Data(), length);
   int rc = errNone;
-  if (kept > 0)
-    rc = Content(text.Data(), kept);
+  if (kept > 0) rc = Content(text.Data(), kept);
   if (rc == errNone && kept < length)
     if (XmlEventSink* listener = Listener())
       rc = listener->OnIgnorableWhitespace(text.Data() + kept);
@@ -806,8 +747,7 @@ int xmlpimpl::FlushTrimRun(const char* run, int length) {
 int xmlpimpl::FlushLine() {
   XmlScanText& text = work->text;
   const int kept = TrimmedLength(text.Data(), text.Length());
-  if (kept == 0)
-    return errNone;
+  if (kept == 0) return errNone;
   const int rc = Content(text.Data(), kept);
   text.DropFront(kept);
   return rc;
