@@ -14,7 +14,6 @@ XmlParser::XmlParser() {
 }
 
 void XmlParser::PrepareForDocument() {
-  impl.charsetMode = charsetMode;
   ErrorOnEmptyAttr = 0;
   impl.sink = this;
   Reset();
@@ -28,10 +27,7 @@ void XmlParser::Reset() {
 }
 
 int XmlParser::Parse(const char* text) {
-  const int rc = impl.Feed(text);
-  if (rc != errNone)
-    lastError.Assign(impl.errorText.IsEmpty() ? XmlErrorText(rc) : impl.errorText.Data());
-  return rc;
+  return Parse(std::string_view(text ? text : ""));
 }
 
 int XmlParser::Parse(std::string_view bytes) {

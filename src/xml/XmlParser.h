@@ -21,8 +21,13 @@ public:
   ~XmlParser() override = default;
 
   // Documents
-  // What every owner does before Parse: charsetMode from the core, ErrorOnEmptyAttr cleared, the
-  // parser as its own sink, Reset, BuildDOM on, and both IgnoreBad...Prefixes flags set.
+  // What every owner does before Parse: charsetMode from the owner's CharsetMode (or, without
+  // an argument, as the parser's core holds it), ErrorOnEmptyAttr cleared, the parser as its own
+  // sink, Reset, BuildDOM on, and both IgnoreBad...Prefixes flags set.
+  void PrepareForDocument(int8_t ownerCharsetMode) {
+    charsetMode = ownerCharsetMode;
+    PrepareForDocument();
+  }
   void PrepareForDocument();
   // Prepares for a new document, taking charsetMode from the core; keeps the settings.
   void Reset();
