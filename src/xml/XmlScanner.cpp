@@ -99,10 +99,6 @@ int xmlpimpl::Feed(std::string_view bytes) {
     if (int rc = tree.Begin(); rc != errNone) return SetErrorByCode(rc);
   const char* begin = bytes.data();
   const char* end = begin + bytes.size();
-  // The kept text grows by the input (in ASCII mode exactly), so it is sized once.
-  if (KeepOriginalText && encoding == encAscii &&
-      originalText.Reserve(originalText.Length() + static_cast<int>(bytes.size())) != errNone)
-    return SetErrorByCode(errOutOfMemory);
   return encoding == encUtf8 ? FeedUtf8(begin, end) : PushBytes(begin, end);
 }
 
