@@ -35,8 +35,4 @@ int XmlNameTable::MakeSlot() {
   return errNone;
 }
 
-void XmlNameTable::Clear() {
-  count = 0;
-}
-
 } // namespace quillon

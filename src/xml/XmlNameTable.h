@@ -49,8 +49,8 @@ public:
     return 0;
   }
   void Pop() { --count; }
-  // Empties the table, keeping the slot strings (emptied) for the next use.
-  void Clear();
+  // Empties the table, keeping the slots for the next use.
+  void Clear() { count = 0; }
 
 private:
   struct Slot {
