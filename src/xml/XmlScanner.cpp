@@ -9,9 +9,9 @@
 //   values: 6 --'"'--> 10, --'\''--> 9, --other--> 7, each with its entity state (16, 15, 14).
 //
 // Each byte is pushed once: OnInputByte, appended to the kept text, counted, then Step. Step
-// loops while a row says "again". Without a listener on the sink, ScanRun first takes whole runs
-// of bytes whose only action is to append to a buffer (or to be skipped) in the present state,
-// which is equivalent to stepping them one by one; the kept text is then appended in blocks.
+// loops while a row says "again". Without a listener on the sink the bytes go through ScanFast
+// (XmlScanFast.cpp) instead, which does the same in bulk, and the kept text is appended in
+// blocks; ScanRun takes a run of bytes that the present state only appends or skips.
 #include "xml/xmlpimpl.h"
 
 #include "frame/Errors.h"
@@ -66,9 +66,10 @@ void xmlpimpl::Reset() {
   if (work) {
     FlushAll();
     Work& w = *work;
-    for (XmlScanText* text : {&w.text, &w.token, &w.entity, &w.entityValue, &w.elementName,
-                              &w.attrName, &w.elementText})
+    for (XmlScanText* text :
+         {&w.token, &w.entity, &w.entityValue, &w.elementName, &w.attrName, &w.elementText})
       text->Clear();
+    ClearPendingText();
     w.xpathText.Resize(0, nullptr);
     work->attributes.Clear();
     work->elements.Clear();
@@ -92,7 +93,7 @@ int xmlpimpl::Feed(const char* text) {
 
 int xmlpimpl::Feed(std::string_view bytes) {
   if (encoding == encUtf16LE || encoding == encUtf16BE) return SetErrorByCode(errUtf16Input);
-  if (const void* nul = std::memchr(bytes.data(), 0, bytes.size()))
+  if (const void* nul = bytes.empty() ? nullptr : std::memchr(bytes.data(), 0, bytes.size()))
     bytes = bytes.substr(0, static_cast<size_t>(static_cast<const char*>(nul) - bytes.data()));
   if (int rc = MakeWork(); rc != errNone) return SetErrorByCode(rc);
   if (BuildDOM && tree.ArenaLength() == 0)
@@ -103,7 +104,8 @@ int xmlpimpl::Feed(std::string_view bytes) {
 }
 
 // RFC 3629 sequences become "&#n;" so that they meet the entity handling of the state machine;
-// stray continuation bytes and bytes that start no sequence are dropped.
+// stray continuation bytes and bytes that start no sequence are dropped. An overlong form of an
+// ASCII byte becomes a reference too, so that it can never be markup.
 int xmlpimpl::FeedUtf8(const char* begin, const char* end) {
   char block[kUtf8Block + 16];
   int used = 0;
@@ -675,7 +677,7 @@ int xmlpimpl::EndSection() {
   if (rc == errNone && BuildDOM && w.token.View() == "CDATA" && w.elements.Count() > 0)
     rc = AppendElementText(w.text.Data(), w.text.Length());
   w.token.Clear();
-  w.text.Clear();
+  ClearPendingText();
   return rc;
 }
 
@@ -706,7 +708,7 @@ int xmlpimpl::AppendElementText(const char* text, int length) {
 int xmlpimpl::FlushText() {
   XmlScanText& text = work->text;
   const int rc = Content(text.Data(), text.Length());
-  text.Clear();
+  ClearPendingText();
   return rc;
 }
 
@@ -714,7 +716,7 @@ int xmlpimpl::FlushIgnorableText() {
   XmlScanText& text = work->text;
   int rc = errNone;
   if (XmlEventSink* listener = Listener()) rc = listener->OnIgnorableWhitespace(text.Data());
-  text.Clear();
+  ClearPendingText();
   return rc;
 }
 
@@ -728,7 +730,7 @@ int xmlpimpl::FlushTrim() {
   if (rc == errNone && kept < length)
     if (XmlEventSink* listener = Listener())
       rc = listener->OnIgnorableWhitespace(text.Data() + kept);
-  text.Clear();
+  ClearPendingText();
   return rc;
 }
 
@@ -741,12 +743,26 @@ int xmlpimpl::FlushTrimRun(const char* run, int length) {
 // The line up to its trailing whitespace is content; that whitespace waits in `text` until it
 // is known whether more text follows.
 int xmlpimpl::FlushLine() {
-  XmlScanText& text = work->text;
-  const int kept = TrimmedLength(text.Data(), text.Length());
-  if (kept == 0) return errNone;
+  Work& w = *work;
+  XmlScanText& text = w.text;
+  // Only the bytes behind the part known to be blank need a look, so that many blank lines in
+  // a row cost one pass.
+  int kept = text.Length();
+  while (kept > w.textBlank && IsXmlSpace(text[kept - 1]))
+    --kept;
+  if (kept == w.textBlank) {
+    w.textBlank = text.Length();
+    return errNone;
+  }
   const int rc = Content(text.Data(), kept);
   text.DropFront(kept);
+  w.textBlank = text.Length();
   return rc;
+}
+
+void xmlpimpl::ClearPendingText() {
+  work->text.Clear();
+  work->textBlank = 0;
 }
 
 } // namespace quillon

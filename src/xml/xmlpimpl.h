@@ -148,6 +148,7 @@ private:
     // Offset and runs to the next element's start, and it leaves with its element.
     XmlScanBuffer elementText;
     XmlScanBuffer text;        // pending character data
+    int textBlank = 0;         // length of the front of `text` known to be whitespace
     XmlScanBuffer entity;      // name of the reference being read, without '&' and ';'
     XmlScanBuffer token;       // the current name or value
     XmlScanBuffer entityValue; // decoded value of the last reference
@@ -198,6 +199,8 @@ private:
   // FlushTrim of a run that lies in the input while `text` is empty.
   int FlushTrimRun(const char* run, int length);
   int FlushLine();
+  // Empties `text`; everything that empties it goes through here.
+  void ClearPendingText();
   int DecodeEntity(char endByte);
   int ConvertCodeUnit(uint32_t unit);
   int EndSpecial(int kind);
