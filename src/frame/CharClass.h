@@ -27,6 +27,9 @@ inline bool IsHexChar(char c) {
 inline bool IsAlphaChar(char c) {
   return kCharClass[static_cast<uint8_t>(c)] & (ccUpper | ccLower);
 }
+inline bool IsLowerChar(char c) {
+  return kCharClass[static_cast<uint8_t>(c)] & ccLower;
+}
 inline bool IsBlankChar(char c) {
   return kCharClass[static_cast<uint8_t>(c)] & ccBlank;
 }

@@ -73,7 +73,7 @@ int Quillon::GetProperty(std::string_view name, int index, std::string& value) {
     value.assign(held.text.Data(), static_cast<size_t>(held.text.Length()));
     return errNone;
   case PropertyType::Boolean:
-    value = held.number ? "1" : "0";
+    value.assign(1, held.number ? '1' : '0');
     return errNone;
   case PropertyType::Integer:
   case PropertyType::Enumeration:

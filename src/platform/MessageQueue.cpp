@@ -174,6 +174,11 @@ void InputArrived(SocketRecord& record) {
 void CollectSocketEvents(WindowId filter, int milliseconds) {
   RecordArray<SocketRecord>& sockets = threadState.sockets;
   const int count = sockets.Count();
+  if (count <= 0) {
+    // Nothing registered: the round is only the wait.
+    ::poll(nullptr, 0, milliseconds < 0 ? 0 : milliseconds);
+    return;
+  }
   constexpr int kInlineSockets = 16;
   pollfd inlineSet[kInlineSockets];
   pollfd* set = inlineSet;
@@ -189,7 +194,7 @@ void CollectSocketEvents(WindowId filter, int milliseconds) {
     set[i] = {included && WantedEvents(record) ? record.socket : -1, WantedEvents(record), 0};
     if (included && record.connecting && SocketConnectFailed(record.socket)) timeout = 0;
   }
-  const int rc = ::poll(count ? set : nullptr, static_cast<nfds_t>(count), timeout);
+  const int rc = ::poll(set, static_cast<nfds_t>(count), timeout);
   for (int i = 0; rc >= 0 && i < count; ++i) {
     SocketRecord& record = sockets[i];
     if (set[i].fd < 0) continue;

@@ -19,9 +19,15 @@ enum XmlClassBit : uint8_t {
 
 extern const std::array<uint8_t, 256> kXmlClass;
 
-inline uint8_t XmlClass(char c) { return kXmlClass[static_cast<uint8_t>(c)]; }
-inline bool IsXmlSpace(char c) { return XmlClass(c) & xcSpace; }
-inline bool IsXmlNameChar(char c) { return XmlClass(c) & xcNameChar; }
+inline uint8_t XmlClass(char c) {
+  return kXmlClass[static_cast<uint8_t>(c)];
+}
+inline bool IsXmlSpace(char c) {
+  return XmlClass(c) & xcSpace;
+}
+inline bool IsXmlNameChar(char c) {
+  return XmlClass(c) & xcNameChar;
+}
 inline bool IsXmlNameStart(char c, bool allowLeadingDigit) {
   return XmlClass(c) & (allowLeadingDigit ? (xcNameStart | xcDigit) : xcNameStart);
 }

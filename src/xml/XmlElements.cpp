@@ -8,12 +8,20 @@
 
 #include "frame/Errors.h"
 #include "xml/XmlErrors.h"
+#include "xml/XmlNamespaces.h"
 
 namespace quillon {
 
 namespace {
 constexpr std::string_view kXmlnsPrefix = "xmlns";
+
+// Position of the first ':' in a name (names are short: a plain loop beats a library call).
+inline size_t FindColon(std::string_view name) {
+  for (size_t i = 0; i < name.size(); ++i)
+    if (name[i] == ':') return i;
+  return std::string_view::npos;
 }
+} // namespace
 
 bool xmlpimpl::InSgmlList(std::string_view name) const {
   // The list reads " a b c ": a name counts with a space on each side.
@@ -26,10 +34,8 @@ bool xmlpimpl::InSgmlList(std::string_view name) const {
 }
 
 int xmlpimpl::AddSGMLTag(std::string_view name) {
-  if (name.empty() || InSgmlList(name))
-    return errNone;
-  if (sgmlTags.IsEmpty() && sgmlTags.AppendChar(' ') != errNone)
-    return errOutOfMemory;
+  if (name.empty() || InSgmlList(name)) return errNone;
+  if (sgmlTags.IsEmpty() && sgmlTags.AppendChar(' ') != errNone) return errOutOfMemory;
   if (sgmlTags.Append(name) != errNone || sgmlTags.AppendChar(' ') != errNone)
     return errOutOfMemory;
   return errNone;
@@ -47,7 +53,7 @@ int xmlpimpl::FailWithName(int code, const char* text, std::string_view name) {
 int xmlpimpl::ResolveElement(std::string_view qname, std::string_view* ns, std::string_view* local,
                              int* mapping) {
   XmlNameTable& prefixes = work->prefixes;
-  const size_t colon = qname.find(':');
+  const size_t colon = FindColon(qname);
   if (colon == std::string_view::npos) {
     *local = qname;
     *mapping = prefixes.FindFromTop({});
@@ -82,16 +88,15 @@ int xmlpimpl::ResolveAttribute(std::string_view qname, std::string_view* ns,
   *ns = {};
   *local = qname;
   *mappingRecord = 0;
-  const size_t colon = qname.find(':');
-  if (colon == std::string_view::npos)
-    return errNone;
+  const size_t colon = FindColon(qname);
+  if (colon == std::string_view::npos) return errNone;
   XmlNameTable& prefixes = work->prefixes;
   const std::string_view prefix = qname.substr(0, colon);
   const int mapping = prefixes.FindFromTop(prefix);
   if (mapping >= 0) {
     *ns = prefixes.Value(mapping);
     *local = qname.substr(colon + 1);
-    *mappingRecord = work->mappingOffsets[mapping];
+    *mappingRecord = prefixes.Offset(mapping);
     return errNone;
   }
   if (prefix == "xml") {
@@ -100,8 +105,7 @@ int xmlpimpl::ResolveAttribute(std::string_view qname, std::string_view* ns,
     *mappingRecord = tree.XmlMapping();
     return errNone;
   }
-  if (!IncludeUnknownPrefixes)
-    *local = qname.substr(colon + 1);
+  if (!IncludeUnknownPrefixes) *local = qname.substr(colon + 1);
   constexpr const char* kText = "Unknown attribute prefix (can't find namespace): ";
   if (!(flags & xfIgnoreBadAttributePrefixes))
     return FailWithName(errUnknownAttrPrefix, kText, prefix);
@@ -117,93 +121,80 @@ int xmlpimpl::ResolveAttribute(std::string_view qname, std::string_view* ns,
 std::string_view xmlpimpl::LiveAttrNamespace(int i) const {
   const std::string_view qname = work->attributes.Name(i);
   const size_t colon = qname.find(':');
-  if (colon == std::string_view::npos)
-    return {};
+  if (colon == std::string_view::npos) return {};
   const std::string_view prefix = qname.substr(0, colon);
   const int mapping = work->prefixes.FindFromTop(prefix);
-  if (mapping >= 0)
-    return work->prefixes.Value(mapping);
+  if (mapping >= 0) return work->prefixes.Value(mapping);
   return prefix == "xml" ? NS_XML : std::string_view();
 }
 
-int xmlpimpl::EndOfTagName() {
+int xmlpimpl::EndOfTagName(std::string_view name) {
   Work& w = *work;
-  if (int rc = FlushAll(); rc != errNone)
-    return rc;
-  if (BuildDOM)
-    tree.MarkFirstMapping();
+  if (int rc = FlushAll(); rc != errNone) return rc;
+  if (BuildDOM) tree.MarkFirstMapping();
   if (sgmlTags.IsEmpty()) {
-    if (w.elementName.Assign(w.token.View()) != errNone)
-      return errOutOfMemory;
+    if (w.elementName.Assign(name) != errNone) return errOutOfMemory;
   } else {
     // The element of the last start tag is closed here unless its name has end tags.
-    if (w.spare.Assign(w.elementName.View()) != errNone ||
-        w.elementName.Assign(w.token.View()) != errNone)
+    if (w.spare.Assign(w.elementName.View()) != errNone || w.elementName.Assign(name) != errNone)
       return errOutOfMemory;
     if (!w.spare.IsEmpty() && !InSgmlList(w.spare.View())) {
-      if (w.token.Assign(w.spare.View()) != errNone)
-        return errOutOfMemory;
-      if (int rc = EndElement(false, true); rc != errNone)
-        return rc;
+      if (w.token.Assign(w.spare.View()) != errNone) return errOutOfMemory;
+      if (int rc = EndElement(false, true); rc != errNone) return rc;
     }
   }
-  ClearText(w.token);
-  ClearText(w.attrName);
+  w.token.Clear();
+  w.attrName.Clear();
   return errNone;
 }
 
 int xmlpimpl::StoreAttribute() {
   Work& w = *work;
-  const std::string_view name = w.attrName.View();
+  if (int rc = StoreAttribute(w.attrName.View(), w.token.View()); rc != errNone) return rc;
+  w.attrName.Clear();
+  w.token.Clear();
+  return errNone;
+}
+
+int xmlpimpl::StoreAttribute(std::string_view name, std::string_view value) {
+  Work& w = *work;
+  if (name.size() < kXmlnsPrefix.size() || !name.starts_with(kXmlnsPrefix))
+    return w.attributes.Push(name, value);
+  // "xmlns" declares the default namespace, "xmlns:p" and also "xmlnsp" the prefix p.
+  std::string_view prefix = name.substr(kXmlnsPrefix.size());
+  if (!prefix.empty() && prefix[0] == ':') prefix.remove_prefix(1);
   int rc;
-  if (name.size() >= kXmlnsPrefix.size() && name.starts_with(kXmlnsPrefix)) {
-    // "xmlns" declares the default namespace, "xmlns:p" and also "xmlnsp" the prefix p.
-    std::string_view prefix = name.substr(kXmlnsPrefix.size());
-    if (!prefix.empty() && prefix[0] == ':')
-      prefix.remove_prefix(1);
-    if ((rc = w.prefixes.Push(prefix, w.token.View())) != errNone)
+  if ((rc = w.prefixes.Push(prefix, value)) != errNone) return rc;
+  const int index = w.prefixes.Count() - 1;
+  w.prefixes.Depth(index) = static_cast<uint32_t>(w.elements.Count() + 1);
+  w.prefixes.Offset(index) = 0;
+  if (XmlEventSink* listener = Listener())
+    if ((rc = listener->OnStartPrefixMapping(w.prefixes.Name(index).data(),
+                                             w.prefixes.Value(index).data())) != errNone)
       return rc;
-    const int index = w.prefixes.Count() - 1;
-    w.prefixDepth[index] = static_cast<uint32_t>(w.elements.Count() + 1);
-    w.mappingOffsets[index] = 0;
-    if (XmlEventSink* listener = Listener())
-      if ((rc = listener->OnStartPrefixMapping(w.prefixes.Name(index).data(),
-                                               w.token.Data())) != errNone)
-        return rc;
-    if (BuildDOM &&
-        (rc = tree.AppendMapping(prefix, w.token.View(), &w.mappingOffsets[index])) != errNone)
-      return rc;
-  } else if ((rc = w.attributes.Push(name, w.token.View())) != errNone) {
-    return rc;
-  }
-  ClearText(w.attrName);
-  ClearText(w.token);
+  if (BuildDOM) return tree.AppendMapping(prefix, value, &w.prefixes.Offset(index));
   return errNone;
 }
 
 int xmlpimpl::StartElement(bool isEmpty) {
   Work& w = *work;
   int rc;
-  if ((rc = w.elements.Push(w.elementName.View(), {})) != errNone)
-    return rc;
+  if ((rc = w.elements.Push(w.elementName.View(), {})) != errNone) return rc;
   const int depth = w.elements.Count();
-  w.textStart[depth - 1] = static_cast<uint32_t>(w.elementText.Length());
+  w.elements.Offset(depth - 1) = static_cast<uint32_t>(w.elementText.Length());
   const std::string_view qname = w.elements.Name(depth - 1);
   std::string_view ns, local;
   int mapping;
-  if ((rc = ResolveElement(qname, &ns, &local, &mapping)) != errNone)
-    return rc;
+  if ((rc = ResolveElement(qname, &ns, &local, &mapping)) != errNone) return rc;
   if (XmlEventSink* listener = Listener()) {
     inCallback = 1;
-    rc = listener->OnStartElement(ns.data() ? ns.data() : "", local.data(), qname.data(),
-                                  isEmpty);
+    rc = listener->OnStartElement(ns.data() ? ns.data() : "", local.data(), qname.data(), isEmpty);
     inCallback = 0;
-    if (rc != errNone)
-      return rc;
+    if (rc != errNone) return rc;
   }
   if (BuildDOM) {
     const int attrCount = w.attributes.Count();
-    if ((rc = tree.AppendElement(local, depth, mapping >= 0 ? w.mappingOffsets[mapping] : 0,
+    if ((rc = tree.AppendElement(local, depth, mapping >= 0 ? w.prefixes.Offset(mapping) : 0,
                                  w.prefixes.Count(), isEmpty, attrCount, markupStart,
                                  inputCount)) != errNone)
       return rc;
@@ -211,8 +202,7 @@ int xmlpimpl::StartElement(bool isEmpty) {
       std::string_view attrNs, attrLocal;
       uint32_t attrMapping;
       rc = ResolveAttribute(w.attributes.Name(i), &attrNs, &attrLocal, &attrMapping);
-      if (rc == errNone)
-        rc = tree.AppendAttribute(attrMapping, attrLocal, w.attributes.Value(i));
+      if (rc == errNone) rc = tree.AppendAttribute(attrMapping, attrLocal, w.attributes.Value(i));
       if (rc != errNone) {
         // The records so far stay readable.
         tree.SetAttrCount(depth, i);
@@ -220,26 +210,22 @@ int xmlpimpl::StartElement(bool isEmpty) {
       }
     }
   }
-  if (sgmlTags.IsEmpty())
-    ClearText(w.elementName);
+  if (sgmlTags.IsEmpty()) w.elementName.Clear();
   w.attributes.Clear();
   return errNone;
 }
 
 int xmlpimpl::EmptyElement() {
   Work& w = *work;
-  if (w.token.Assign(w.elementName.View()) != errNone)
-    return errOutOfMemory;
-  if (int rc = StartElement(true); rc != errNone)
-    return rc;
+  if (w.token.Assign(w.elementName.View()) != errNone) return errOutOfMemory;
+  if (int rc = StartElement(true); rc != errNone) return rc;
   return EndElement(true, false);
 }
 
 int xmlpimpl::EndElement(bool wasEmpty, bool implied) {
   Work& w = *work;
   int rc;
-  if ((rc = FlushAll()) != errNone)
-    return rc;
+  if ((rc = FlushAll()) != errNone) return rc;
   if (!implied && !sgmlTags.IsEmpty() && !w.elementName.IsEmpty()) {
     // An end tag first closes the element of the last start tag if that one has no end tags.
     if (!InSgmlList(w.elementName.View()) && w.elementName.View() != w.token.View()) {
@@ -247,25 +233,22 @@ int xmlpimpl::EndElement(bool wasEmpty, bool implied) {
       if (endTag.Assign(w.token.View()) != errNone ||
           w.token.Assign(w.elementName.View()) != errNone)
         return errOutOfMemory;
-      if ((rc = EndElement(false, true)) != errNone)
-        return rc;
-      if (w.token.Assign(endTag.View()) != errNone)
-        return errOutOfMemory;
+      if ((rc = EndElement(false, true)) != errNone) return rc;
+      if (w.token.Assign(endTag.View()) != errNone) return errOutOfMemory;
     }
-    ClearText(w.elementName);
+    w.elementName.Clear();
   }
 
   uint32_t closeAt = markupStart;
   uint32_t closeLength = 0;
   if (implied && !wasEmpty && KeepOriginalText) {
-    if ((rc = FlushOriginal(current + 1)) != errNone)
-      return rc;
+    if ((rc = FlushOriginal(current + 1)) != errNone) return rc;
     const int cut = markupStart <= static_cast<uint32_t>(originalText.Length())
                         ? static_cast<int>(markupStart)
                         : originalText.Length();
     XmlScanText& markup = w.message;
     if (markup.Assign(originalText.View().substr(static_cast<size_t>(cut))) != errNone ||
-        originalText.Resize(cut, nullptr) != errNone || originalText.Append("</", 2) != errNone ||
+        (originalText.Truncate(cut), originalText.Append("</", 2)) != errNone ||
         originalText.Append(w.token.View()) != errNone || originalText.AppendChar('>') != errNone ||
         originalText.Append(markup.View()) != errNone)
       return errOutOfMemory;
@@ -277,18 +260,20 @@ int xmlpimpl::EndElement(bool wasEmpty, bool implied) {
   }
 
   const std::string_view qname = w.token.View();
-  std::string_view ns, local;
-  int mapping;
-  if ((rc = ResolveElement(qname, &ns, &local, &mapping)) != errNone)
-    return rc;
-  if (XmlEventSink* listener = Listener())
-    if ((rc = listener->OnEndElement(ns.data() ? ns.data() : "", local.data(), qname.data(),
-                                     wasEmpty)) != errNone)
+  XmlEventSink* listener = Listener();
+  // The name resolves again for the listener; without one, only a failure would show.
+  if (listener || !(flags & xfIgnoreBadElementPrefixes)) {
+    std::string_view ns, local;
+    int mapping;
+    if ((rc = ResolveElement(qname, &ns, &local, &mapping)) != errNone) return rc;
+    if (listener && (rc = listener->OnEndElement(ns.data() ? ns.data() : "", local.data(),
+                                                 qname.data(), wasEmpty)) != errNone)
       return rc;
+  }
 
   const int depth = w.elements.Count();
   if (depth > 0) {
-    const uint32_t textAt = w.textStart[depth - 1];
+    const uint32_t textAt = w.elements.Offset(depth - 1);
     if (BuildDOM) {
       const std::string_view text = w.elementText.View().substr(textAt);
       uint32_t contentEnd = markupStart;
@@ -299,30 +284,25 @@ int xmlpimpl::EndElement(bool wasEmpty, bool implied) {
       } else if (wasEmpty) {
         contentEnd = inputCount;
       }
-      if ((rc = tree.CompleteElement(depth, text, contentEnd, subtreeEnd)) != errNone)
-        return rc;
+      if ((rc = tree.CompleteElement(depth, text, contentEnd, subtreeEnd)) != errNone) return rc;
     }
     w.elementText.Truncate(static_cast<int>(textAt));
   }
 
   const std::string_view top = depth > 0 ? w.elements.Name(depth - 1) : std::string_view();
-  if (qname != top)
-    return FailWithName(errUnbalancedTag, "Unbalanced element tag: ", qname);
+  if (qname != top) return FailWithName(errUnbalancedTag, "Unbalanced element tag: ", qname);
 
   XmlNameTable& prefixes = w.prefixes;
   while (prefixes.Count() > 0 &&
-         w.prefixDepth[prefixes.Count() - 1] == static_cast<uint32_t>(depth)) {
+         prefixes.Depth(prefixes.Count() - 1) == static_cast<uint32_t>(depth)) {
     const int index = prefixes.Count() - 1;
-    if (XmlEventSink* listener = Listener())
-      if ((rc = listener->OnEndPrefixMapping(prefixes.Name(index).data())) != errNone)
-        return rc;
-    if (BuildDOM)
-      tree.EndMappingScope(w.mappingOffsets[index]);
+    if (listener && (rc = listener->OnEndPrefixMapping(prefixes.Name(index).data())) != errNone)
+      return rc;
+    if (BuildDOM) tree.EndMappingScope(prefixes.Offset(index));
     prefixes.Pop();
   }
-  if (depth > 0)
-    w.elements.Pop();
-  ClearText(w.token);
+  if (depth > 0) w.elements.Pop();
+  w.token.Clear();
   return errNone;
 }
 

@@ -47,15 +47,13 @@ int xmlpimpl::ConvertCodeUnit(uint32_t unit) {
   }
   const WideChar wide[2] = {static_cast<WideChar>(unit), 0};
   BufStr converted;
-  if (WideToBytes(converted, wide, target) != errNone)
-    return errCodePage;
+  if (WideToBytes(converted, wide, target) != errNone) return errCodePage;
   // The platform's length counts the terminator.
   return out.Assign(converted.View().substr(0, static_cast<size_t>(converted.Length() - 1)));
 }
 
 int xmlpimpl::DecodeEntity(char endByte) {
-  if (int rc = FlushAll(); rc != errNone)
-    return rc;
+  if (int rc = FlushAll(); rc != errNone) return rc;
   Work& w = *work;
   XmlScanText& value = w.entityValue;
   value.Clear();
@@ -66,8 +64,7 @@ int xmlpimpl::DecodeEntity(char endByte) {
     const std::string_view name = w.entity.View();
     for (const PredefinedEntity& entity : kPredefined) {
       if (name == entity.name) {
-        if (value.AppendChar(entity.value) != errNone)
-          return errOutOfMemory;
+        if (value.AppendChar(entity.value) != errNone) return errOutOfMemory;
         break;
       }
     }
@@ -78,8 +75,7 @@ int xmlpimpl::DecodeEntity(char endByte) {
       if (number == 0)
         decodedToNothing = true;
       else if ((number >> 16) == 0)
-        if (int rc = ConvertCodeUnit(number); rc != errNone)
-          return rc;
+        if (int rc = ConvertCodeUnit(number); rc != errNone) return rc;
     }
   }
   if (value.IsEmpty() && !decodedToNothing) {
@@ -90,12 +86,10 @@ int xmlpimpl::DecodeEntity(char endByte) {
   if (XmlEventSink* listener = Listener()) {
     const char* given = value.Data();
     const char* result = given;
-    if (int rc = listener->OnEvalEntity(w.entity.Data(), &result); rc != errNone)
-      return rc;
-    if (result != given && value.Assign(result) != errNone)
-      return errOutOfMemory;
+    if (int rc = listener->OnEvalEntity(w.entity.Data(), &result); rc != errNone) return rc;
+    if (result != given && value.Assign(result) != errNone) return errOutOfMemory;
   }
-  ClearText(w.entity);
+  w.entity.Clear();
   return errNone;
 }
 

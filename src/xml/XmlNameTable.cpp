@@ -17,43 +17,22 @@ XmlNameTable::~XmlNameTable() {
   MemFree(slots);
 }
 
-int XmlNameTable::FindFromTop(std::string_view name) const {
-  for (int i = count - 1; i >= 0; --i)
-    if (slots[i]->name.View() == name)
-      return i;
-  return -1;
-}
-
 int XmlNameTable::GrowSlots() {
   const int newRoom = room ? room * 2 : 8;
   void* block = MemRealloc(slots, sizeof(Slot*) * static_cast<size_t>(newRoom));
-  if (!block)
-    return errOutOfMemory;
+  if (!block) return errOutOfMemory;
   slots = static_cast<Slot**>(block);
   room = newRoom;
   return errNone;
 }
 
-int XmlNameTable::Push(std::string_view name, std::string_view value) {
-  if (count == kLimit)
-    return errOutOfMemory;
-  if (count == made) {
-    if (made == room && GrowSlots() != errNone)
-      return errOutOfMemory;
-    void* block = MemAlloc(sizeof(Slot));
-    if (!block)
-      return errOutOfMemory;
-    slots[made++] = new (block) Slot();
-  }
-  Slot& slot = *slots[count];
-  if (slot.name.Assign(name) != errNone || slot.value.Assign(value) != errNone)
-    return errOutOfMemory;
-  ++count;
+int XmlNameTable::MakeSlot() {
+  if (made == kLimit) return errOutOfMemory;
+  if (made == room && GrowSlots() != errNone) return errOutOfMemory;
+  void* block = MemAlloc(sizeof(Slot));
+  if (!block) return errOutOfMemory;
+  slots[made++] = new (block) Slot();
   return errNone;
-}
-
-void XmlNameTable::Clear() {
-  count = 0;
 }
 
 } // namespace quillon

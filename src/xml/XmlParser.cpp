@@ -14,7 +14,6 @@ XmlParser::XmlParser() {
 }
 
 void XmlParser::PrepareForDocument() {
-  impl.charsetMode = charsetMode;
   ErrorOnEmptyAttr = 0;
   impl.sink = this;
   Reset();
@@ -28,10 +27,7 @@ void XmlParser::Reset() {
 }
 
 int XmlParser::Parse(const char* text) {
-  const int rc = impl.Feed(text);
-  if (rc != errNone)
-    lastError.Assign(impl.errorText.IsEmpty() ? XmlErrorText(rc) : impl.errorText.Data());
-  return rc;
+  return Parse(std::string_view(text ? text : ""));
 }
 
 int XmlParser::Parse(std::string_view bytes) {
@@ -43,16 +39,14 @@ int XmlParser::Parse(std::string_view bytes) {
 
 int XmlParser::SetXPath(std::string_view path) {
   const int rc = impl.XPathWalk(path, true);
-  if (rc != errNone)
-    lastError.Assign(impl.errorText);
+  if (rc != errNone) lastError.Assign(impl.errorText);
   return rc;
 }
 
 // Restoring the saved cursor and path text is exact even where the path text would not lead
 // back (after a step with an attribute test or a '*' offset).
 bool XmlParser::HasXPath(std::string_view path) {
-  if (path.empty())
-    return false;
+  if (path.empty()) return false;
   const uint32_t savedCursor = impl.tree.Cursor();
   BufStr savedPath;
   BufStr savedError;
@@ -65,8 +59,7 @@ bool XmlParser::HasXPath(std::string_view path) {
 }
 
 std::string_view XmlParser::TextAt(std::string_view path) {
-  if (path.empty())
-    return {};
+  if (path.empty()) return {};
   const uint32_t savedCursor = impl.tree.Cursor();
   BufStr savedPath;
   BufStr savedError;

@@ -14,15 +14,21 @@ namespace quillon {
 
 // Texts handed out as views point into the parser (its tree, kept text or scratch strings). They
 // stay valid until the next parse; a view of a scratch string (qualified names) until the next
-// call that fills the same string.
+// call that fills the same string. Names, values and texts are NUL-terminated where they lie;
+// XSubTree, XContents and OriginalText are slices of the kept text and are not.
 class XmlParser : public ComponentCore, public XmlEventSink {
 public:
   XmlParser();
   ~XmlParser() override = default;
 
   // Documents
-  // What every owner does before Parse: charsetMode from the core, ErrorOnEmptyAttr cleared, the
-  // parser as its own sink, Reset, BuildDOM on, and both IgnoreBad...Prefixes flags set.
+  // What every owner does before Parse: charsetMode from the owner's CharsetMode (or, without
+  // an argument, as the parser's core holds it), ErrorOnEmptyAttr cleared, the parser as its own
+  // sink, Reset, BuildDOM on, and both IgnoreBad...Prefixes flags set.
+  void PrepareForDocument(int8_t ownerCharsetMode) {
+    charsetMode = ownerCharsetMode;
+    PrepareForDocument();
+  }
   void PrepareForDocument();
   // Prepares for a new document, taking charsetMode from the core; keeps the settings.
   void Reset();
@@ -43,7 +49,8 @@ public:
   // The text of the element at `path`, empty if there is none; the cursor is left on that
   // element's parent.
   std::string_view TextAt(std::string_view path);
-  // A path that leads back to the cursor.
+  // A path that leads back to the cursor, of qualified names and indexes; a step with an
+  // attribute test adds only its name, so after one the path need not lead back.
   std::string_view XPath() const { return impl.XPathText(); }
   // Child n (from 1) of the cursor element: 0 or 207. Walking 1..n in order is linear in n.
   int NthChild(int n) { return impl.tree.NthChild(n); }

@@ -10,8 +10,7 @@ namespace quillon {
 
 std::string_view XmlParser::XParent() const {
   const uint32_t element = Current();
-  if (element == impl.tree.Root())
-    return {};
+  if (element == impl.tree.Root()) return {};
   return impl.tree.LocalName(impl.tree.ElementField(element, efParent));
 }
 
@@ -29,8 +28,7 @@ int XmlParser::KeptText(XmlElementField from, XmlElementField to, std::string_vi
   const uint32_t start = impl.tree.ElementField(Current(), from);
   const uint32_t end = impl.tree.ElementField(Current(), to);
   const std::string_view kept = impl.originalText.View();
-  if (end > start && end <= kept.size())
-    *out = kept.substr(start, end - start);
+  if (end > start && end <= kept.size()) *out = kept.substr(start, end - start);
   return errNone;
 }
 
@@ -44,18 +42,15 @@ int XmlParser::XContents(std::string_view* out) {
 
 int XmlParser::CheckChildIndex(int i) {
   const int count = XChildrenCount();
-  if (count == 0)
-    return Fail(errNoElements, "No elements available.");
-  if (i < 0 || i >= count)
-    return Fail(errElementIndex, "Invalid element index.");
+  if (count == 0) return Fail(errNoElements, "No elements available.");
+  if (i < 0 || i >= count) return Fail(errElementIndex, "Invalid element index.");
   return errNone;
 }
 
 // Moves to child i, reads one part and moves back; the path text is not touched.
 int XmlParser::ReadChild(int i, ChildPart part, std::string_view* out) {
   *out = {};
-  if (int rc = CheckChildIndex(i); rc != errNone)
-    return rc;
+  if (int rc = CheckChildIndex(i); rc != errNone) return rc;
   XmlTree& tree = impl.tree;
   const uint32_t saved = tree.Cursor();
   tree.SetCursor(Current());
@@ -71,8 +66,7 @@ int XmlParser::ReadChild(int i, ChildPart part, std::string_view* out) {
 }
 
 int XmlParser::AttrCount() const {
-  if (InCallback())
-    return impl.LiveAttrCount();
+  if (InCallback()) return impl.LiveAttrCount();
   return static_cast<int>(impl.tree.ElementField(Current(), efAttrCount));
 }
 
@@ -95,31 +89,26 @@ std::string_view XmlParser::AttrPrefix(int i) const {
 }
 
 std::string_view XmlParser::AttrNamespace(int i) const {
-  if (InCallback())
-    return impl.LiveAttrNamespace(i);
+  if (InCallback()) return impl.LiveAttrNamespace(i);
   return impl.tree.MappingUri(impl.tree.AttrMapping(CurrentAttribute(i)));
 }
 
 std::string_view XmlParser::AttrValue(int i) const {
-  if (InCallback())
-    return impl.LiveAttrValue(i);
+  if (InCallback()) return impl.LiveAttrValue(i);
   return impl.tree.AttrValue(CurrentAttribute(i));
 }
 
 int XmlParser::CheckAttrIndex(int i) {
   const int count = AttrCount();
-  if (count == 0)
-    return Fail(errNoAttributes, "No attributes available.");
-  if (i < 0 || i >= count)
-    return Fail(errAttrIndex, "Invalid attribute index.");
+  if (count == 0) return Fail(errNoAttributes, "No attributes available.");
+  if (i < 0 || i >= count) return Fail(errAttrIndex, "Invalid attribute index.");
   return errNone;
 }
 
 const char* XmlParser::AttributeByName(std::string_view name) const {
   const int count = AttrCount();
   for (int i = 0; i < count; ++i)
-    if (SameNoCase(AttrLocalName(i), name))
-      return AttrValue(i).data();
+    if (SameNoCase(AttrLocalName(i), name)) return AttrValue(i).data();
   return nullptr;
 }
 
@@ -130,35 +119,29 @@ int XmlParser::AttributeValue(std::string_view name, std::string_view* out) {
     return errNone;
   }
   *out = {};
-  if (ErrorOnEmptyAttr)
-    return Fail(errNoAttribute, "Attribute does not exist.");
+  if (ErrorOnEmptyAttr) return Fail(errNoAttribute, "Attribute does not exist.");
   return errNone;
 }
 
 int XmlParser::NamespaceCount() const {
-  if (InCallback())
-    return impl.LivePrefixCount();
+  if (InCallback()) return impl.LivePrefixCount();
   return static_cast<int>(impl.tree.ElementField(Current(), efScopeCount));
 }
 
 std::string_view XmlParser::NamespacePrefix(int i) const {
-  if (InCallback())
-    return impl.LivePrefix(i);
+  if (InCallback()) return impl.LivePrefix(i);
   return impl.tree.MappingPrefix(impl.tree.MappingInScope(Current(), i));
 }
 
 std::string_view XmlParser::NamespaceUri(int i) const {
-  if (InCallback())
-    return impl.LivePrefixUri(i);
+  if (InCallback()) return impl.LivePrefixUri(i);
   return impl.tree.MappingUri(impl.tree.MappingInScope(Current(), i));
 }
 
 int XmlParser::CheckNamespaceIndex(int i) {
   const int count = NamespaceCount();
-  if (count == 0)
-    return Fail(errNoNamespaces, "No namespaces available.");
-  if (i < 0 || i >= count)
-    return Fail(errNamespaceIndex, "Invalid namespace index.");
+  if (count == 0) return Fail(errNoNamespaces, "No namespaces available.");
+  if (i < 0 || i >= count) return Fail(errNamespaceIndex, "Invalid namespace index.");
   return errNone;
 }
 

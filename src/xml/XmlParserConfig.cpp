@@ -9,7 +9,9 @@
 namespace quillon {
 
 namespace {
-const char* TrueFalse(bool value) { return value ? "True" : "False"; }
+const char* TrueFalse(bool value) {
+  return value ? "True" : "False";
+}
 
 struct FlagKey {
   const char* key;
@@ -49,16 +51,13 @@ int XmlParser::Config(ConfigRequest& request, const char** result) {
   const bool on = IsTrueText(request.value.View());
 
   for (const FlagKey& row : kFlagKeys) {
-    if (!EqualsNoCase(name, row.key))
-      continue;
-    if (request.isGet)
-      return ReturnText(result, TrueFalse(impl.flags & row.bit));
+    if (!EqualsNoCase(name, row.key)) continue;
+    if (request.isGet) return ReturnText(result, TrueFalse(impl.flags & row.bit));
     impl.flags = on ? impl.flags | row.bit : impl.flags & ~row.bit;
     return errNone;
   }
   for (const ByteKey& row : kByteKeys) {
-    if (!EqualsNoCase(name, row.key))
-      continue;
+    if (!EqualsNoCase(name, row.key)) continue;
     uint8_t& field = impl.*row.field;
     if (request.isGet)
       return row.numeric ? ReturnSigned(result, field) : ReturnText(result, TrueFalse(field));
@@ -67,37 +66,31 @@ int XmlParser::Config(ConfigRequest& request, const char** result) {
   }
 
   if (EqualsNoCase(name, "XSubTree") || EqualsNoCase(name, "XContents")) {
-    if (!request.isGet)
-      return errNone;
+    if (!request.isGet) return errNone;
     std::string_view text;
     const int rc = EqualsNoCase(name, "XSubTree") ? XSubTree(&text) : XContents(&text);
-    if (rc != errNone)
-      return rc;
+    if (rc != errNone) return rc;
     const int copied = configResult.Assign(text);
     *result = configResult.Data();
     return copied;
   }
   if (EqualsNoCase(name, "AddSGMLTag")) {
-    if (request.isGet)
-      return ReturnText(result, impl.sgmlTags);
+    if (request.isGet) return ReturnText(result, impl.sgmlTags);
     return impl.AddSGMLTag(request.value.View());
   }
   if (EqualsNoCase(name, "UseEncoding")) {
     if (request.isGet) {
       for (const EncodingName& row : kEncodings)
-        if (row.encoding == impl.encoding)
-          return ReturnText(result, row.name);
+        if (row.encoding == impl.encoding) return ReturnText(result, row.name);
       return ReturnText(result, "ASCII");
     }
     impl.encoding = encAscii;
     for (const EncodingName& row : kEncodings)
-      if (EqualsNoCase(request.value.View(), row.name))
-        impl.encoding = row.encoding;
+      if (EqualsNoCase(request.value.View(), row.name)) impl.encoding = row.encoding;
     return errNone;
   }
   if (EqualsNoCase(name, "ErrorOnEmptyAttr")) {
-    if (request.isGet)
-      return ReturnText(result, TrueFalse(ErrorOnEmptyAttr));
+    if (request.isGet) return ReturnText(result, TrueFalse(ErrorOnEmptyAttr));
     ErrorOnEmptyAttr = on;
     return errNone;
   }

@@ -23,10 +23,8 @@ int LeadingNumber(std::string_view text, size_t* used = nullptr) {
   int64_t value = 0;
   size_t i = 0;
   for (; i < text.size() && text[i] >= '0' && text[i] <= '9'; ++i)
-    if (value <= INT_MAX)
-      value = value * 10 + (text[i] - '0');
-  if (used)
-    *used = i;
+    if (value <= INT_MAX) value = value * 10 + (text[i] - '0');
+  if (used) *used = i;
   return value > INT_MAX ? INT_MAX : static_cast<int>(value);
 }
 
@@ -34,8 +32,7 @@ int LeadingNumber(std::string_view text, size_t* used = nullptr) {
 
 void xmlpimpl::AppendIndexToPath(int index) {
   BufStrBase& xpath = work->xpathText;
-  if (xpath.Length() > 1)
-    xpath.AppendChar('/');
+  if (xpath.Length() > 1) xpath.AppendChar('/');
   xpath.AppendChar('[');
   xpath.AppendDecimal(index);
   xpath.AppendChar(']');
@@ -43,23 +40,19 @@ void xmlpimpl::AppendIndexToPath(int index) {
 
 int xmlpimpl::RestoreXPath(uint32_t cursor, std::string_view xpath) {
   tree.SetCursor(cursor);
-  if (!work)
-    return errNone;
+  if (!work) return errNone;
   return work->xpathText.Assign(xpath);
 }
 
 // The first step of an absolute path, tested against the root with the cursor on it.
 int xmlpimpl::WalkFirstStep(std::string_view step, bool last) {
-  if (step.empty())
-    return last ? errNone : SetErrorByCode(errXPath);
+  if (step.empty()) return last ? errNone : SetErrorByCode(errXPath);
   if (SameNoCase(step, "[lastUnclosed()]")) {
     tree.SetCursor(tree.LastUnclosed());
     return errNone;
   }
-  if (step == "[1]" || SameNoCase(step, "[last()]"))
-    return errNone;
-  if (!IsXmlNameStart(step[0], AllowLeadingDigit))
-    return SetErrorByCode(errXPath);
+  if (step == "[1]" || SameNoCase(step, "[last()]")) return errNone;
+  if (!IsXmlNameStart(step[0], AllowLeadingDigit)) return SetErrorByCode(errXPath);
   size_t nameLength = 1;
   while (nameLength < step.size() && IsXmlNameChar(step[nameLength]))
     ++nameLength;
@@ -94,8 +87,7 @@ int xmlpimpl::WalkNameStep(std::string_view step) {
     if (step[nameLength] != '[' || step.back() != ']' || step.size() - nameLength < 2)
       return SetErrorByCode(errXPath);
     std::string_view inner = step.substr(nameLength + 1, step.size() - nameLength - 2);
-    if (inner.find(']') != std::string_view::npos)
-      return SetErrorByCode(errXPath);
+    if (inner.find(']') != std::string_view::npos) return SetErrorByCode(errXPath);
     if (!inner.empty() && inner[0] == '@') {
       inner.remove_prefix(1);
       const size_t equals = inner.find('=');
@@ -103,23 +95,19 @@ int xmlpimpl::WalkNameStep(std::string_view step) {
       if (equals != std::string_view::npos) {
         value = inner.substr(equals + 1);
         hasValue = true;
-        if (value.size() >= 2 && (value[0] == '\'' || value[0] == '"') &&
-            value.back() == value[0])
+        if (value.size() >= 2 && (value[0] == '\'' || value[0] == '"') && value.back() == value[0])
           value = value.substr(1, value.size() - 2);
       }
     } else {
       size_t digits;
       index = LeadingNumber(inner, &digits);
-      if (digits == 0 || digits != inner.size())
-        return SetErrorByCode(errXPath);
+      if (digits == 0 || digits != inner.size()) return SetErrorByCode(errXPath);
     }
   }
-  if (int rc = tree.FindChild(name, index, attribute, hasValue ? &value : nullptr);
-      rc != errNone)
+  if (int rc = tree.FindChild(name, index, attribute, hasValue ? &value : nullptr); rc != errNone)
     return SetErrorByCode(rc);
   BufStrBase& xpath = work->xpathText;
-  if (xpath.Length() > 1)
-    xpath.AppendChar('/');
+  if (xpath.Length() > 1) xpath.AppendChar('/');
   xpath.Append(tree.QualifiedName());
   if (attribute.empty() && index > 1) {
     xpath.AppendChar('[');
@@ -130,32 +118,26 @@ int xmlpimpl::WalkNameStep(std::string_view step) {
 }
 
 int xmlpimpl::XPathWalk(std::string_view path, bool top) {
-  if (path.empty())
-    return errNone;
-  if (!tree.Root())
-    return SetErrorByCode(errNoTree);
+  if (path.empty()) return errNone;
+  if (!tree.Root()) return SetErrorByCode(errNoTree);
   Work& w = *work;
   // The path may be our own xpathText, which the walk rewrites.
-  if (w.pathCopy.Assign(path) != errNone)
-    return SetErrorByCode(errOutOfMemory);
+  if (w.pathCopy.Assign(path) != errNone) return SetErrorByCode(errOutOfMemory);
   const std::string_view p = w.pathCopy.View();
   size_t pos = 0;
   for (;;) {
     if (top) {
-      if (pos == p.size())
-        return errNone;
+      if (pos == p.size()) return errNone;
       if (p[pos] == '*') {
         // A record offset saved earlier; xpathText stays as it is.
         const uint32_t arenaLength = tree.ArenaLength();
         const int64_t offset = LeadingNumber(p.substr(pos + 1));
-        if (offset >= arenaLength)
-          return errNone;
+        if (offset >= arenaLength) return errNone;
         if (offset == 0) {
           tree.SetCursor(tree.Root());
           return errNone;
         }
-        if (!tree.IsElement(static_cast<uint32_t>(offset)))
-          return SetErrorByCode(errXPath);
+        if (!tree.IsElement(static_cast<uint32_t>(offset))) return SetErrorByCode(errXPath);
         tree.SetCursor(static_cast<uint32_t>(offset));
         return errNone;
       }
@@ -176,8 +158,7 @@ int xmlpimpl::XPathWalk(std::string_view path, bool top) {
 
     while (pos < p.size() && p[pos] == '/')
       ++pos;
-    if (pos == p.size())
-      return errNone;
+    if (pos == p.size()) return errNone;
     const char c = p[pos];
 
     if (c == '[') {
@@ -186,13 +167,11 @@ int xmlpimpl::XPathWalk(std::string_view path, bool top) {
       const size_t textEnd = close == std::string_view::npos ? p.size() : close;
       const std::string_view text = p.substr(pos + 1, textEnd - pos - 1);
       int index;
-      if (text.starts_with("last()") || text.starts_with("Last()") ||
-          text.starts_with("LAST()")) {
+      if (text.starts_with("last()") || text.starts_with("Last()") || text.starts_with("LAST()")) {
         BufStrN<31> offsetText;
         offsetText.Assign(text.substr(6));
         const int32_t offset = ParseDec32(offsetText.Data());
-        if (offset > 0)
-          return SetErrorByCode(errXPath);
+        if (offset > 0) return SetErrorByCode(errXPath);
         const int count = tree.ChildCount();
         index = static_cast<int>(static_cast<int64_t>(count) + offset < INT_MIN
                                      ? INT_MIN
@@ -200,8 +179,7 @@ int xmlpimpl::XPathWalk(std::string_view path, bool top) {
       } else {
         index = LeadingNumber(text);
       }
-      if (int rc = tree.NthChild(index); rc != errNone)
-        return SetErrorByCode(rc);
+      if (int rc = tree.NthChild(index); rc != errNone) return SetErrorByCode(rc);
       AppendIndexToPath(index);
       pos = close == std::string_view::npos ? p.size() : close + 1;
       continue;
@@ -209,17 +187,14 @@ int xmlpimpl::XPathWalk(std::string_view path, bool top) {
 
     if (c == '.' && pos + 1 < p.size() && p[pos + 1] == '.' &&
         (pos + 2 == p.size() || p[pos + 2] == '/')) {
-      if (int rc = tree.GoParent(); rc != errNone)
-        return SetErrorByCode(rc);
+      if (int rc = tree.GoParent(); rc != errNone) return SetErrorByCode(rc);
       BufStrBase& xpath = w.xpathText;
       int length = xpath.Length();
       while (length > 1 && xpath[length - 1] != '/')
         --length;
-      if (length > 1)
-        --length;
+      if (length > 1) --length;
       xpath.Resize(length, nullptr);
-      if (pos + 2 == p.size())
-        return errNone;
+      if (pos + 2 == p.size()) return errNone;
       // Behind "../" the rest starts over, so a further '/' makes it absolute.
       pos += 3;
       top = true;
@@ -229,8 +204,7 @@ int xmlpimpl::XPathWalk(std::string_view path, bool top) {
     if (IsXmlNameStart(c, AllowLeadingDigit)) {
       const size_t stepEnd = p.find('/', pos);
       const size_t next = stepEnd == std::string_view::npos ? p.size() : stepEnd;
-      if (int rc = WalkNameStep(p.substr(pos, next - pos)); rc != errNone)
-        return rc;
+      if (int rc = WalkNameStep(p.substr(pos, next - pos)); rc != errNone) return rc;
       pos = next;
       continue;
     }

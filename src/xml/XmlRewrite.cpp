@@ -32,8 +32,8 @@ PathStep SplitPath(std::string_view path) {
   }
   if (const size_t bracket = step.head.find('['); bracket != std::string_view::npos) {
     int index = 0;
-    for (size_t i = bracket + 1; i < step.head.size() && step.head[i] >= '0' &&
-                                 step.head[i] <= '9' && index < 100000000;
+    for (size_t i = bracket + 1;
+         i < step.head.size() && step.head[i] >= '0' && step.head[i] <= '9' && index < 100000000;
          ++i)
       index = index * 10 + (step.head[i] - '0');
     step.index = index == 0 ? 1 : index;
@@ -47,14 +47,22 @@ int AppendEscaped(BufStrBase& out, std::string_view text, bool inAttribute) {
   for (size_t i = 0; i < text.size(); ++i) {
     const char* entity = nullptr;
     switch (text[i]) {
-    case '&': entity = "&amp;"; break;
-    case '<': entity = "&lt;"; break;
-    case '>': entity = inAttribute ? nullptr : "&gt;"; break;
-    case '"': entity = inAttribute ? "&quot;" : nullptr; break;
-    default: break;
+    case '&':
+      entity = "&amp;";
+      break;
+    case '<':
+      entity = "&lt;";
+      break;
+    case '>':
+      entity = inAttribute ? nullptr : "&gt;";
+      break;
+    case '"':
+      entity = inAttribute ? "&quot;" : nullptr;
+      break;
+    default:
+      break;
     }
-    if (!entity)
-      continue;
+    if (!entity) continue;
     if (out.Append(text.substr(from, i - from)) != errNone || out.AppendText(entity) != errNone)
       return errOutOfMemory;
     from = i + 1;
@@ -63,14 +71,12 @@ int AppendEscaped(BufStrBase& out, std::string_view text, bool inAttribute) {
 }
 
 int Fail(XmlRewriteContext& context, int code, const char* text) {
-  if (context.errorTarget)
-    context.errorTarget->SetLastErrorText(text);
+  if (context.errorTarget) context.errorTarget->SetLastErrorText(text);
   return code;
 }
 
 int FailedMove(XmlRewriteContext& context, XmlParser& parser, int code) {
-  if (context.errorTarget)
-    context.errorTarget->SetLastErrorText(parser.LastErrorText());
+  if (context.errorTarget) context.errorTarget->SetLastErrorText(parser.LastErrorText());
   return code;
 }
 
@@ -105,8 +111,7 @@ int AppendEndTag(BufStrBase& out, std::string_view name) {
 
 int RewriteChildren(XmlRewriteContext& context, XmlParser& parser, BufStrBase& out,
                     std::string_view path, std::string_view value) {
-  if (path.empty() || path[0] == '/')
-    return errNone;
+  if (path.empty() || path[0] == '/') return errNone;
   const PathStep step = SplitPath(path);
   int wanted = step.index;
   const int count = parser.XChildrenCount();
@@ -121,38 +126,27 @@ int RewriteChildren(XmlRewriteContext& context, XmlParser& parser, BufStrBase& o
     int rc = errNone;
     if (wanted == 1 && name == step.head) {
       BufStr qualified;
-      if (qualified.Assign(parser.XElement()) != errNone)
-        return errOutOfMemory;
-      rc = RewriteElement(context, parser, out, qualified.View(), step.rest, step.attribute,
-                          value);
+      if (qualified.Assign(parser.XElement()) != errNone) return errOutOfMemory;
+      rc = RewriteElement(context, parser, out, qualified.View(), step.rest, step.attribute, value);
       wanted = 0;
     } else {
-      if (wanted >= 1 && name == step.head)
-        --wanted;
+      if (wanted >= 1 && name == step.head) --wanted;
       std::string_view kept;
       rc = parser.XSubTree(&kept);
-      if (rc == errNone && out.Append(kept) != errNone)
-        rc = errOutOfMemory;
-      if (rc == errNoOriginalText)
-        return FailedMove(context, parser, rc);
+      if (rc == errNone && out.Append(kept) != errNone) rc = errOutOfMemory;
+      if (rc == errNoOriginalText) return FailedMove(context, parser, rc);
     }
-    if (rc != errNone)
-      return rc;
-    if (int back = parser.SetXPath(".."); back != errNone)
-      return FailedMove(context, parser, back);
+    if (rc != errNone) return rc;
+    if (int back = parser.SetXPath(".."); back != errNone) return FailedMove(context, parser, back);
   }
-  if (wanted > 1)
-    return Fail(context, errRewriteIndex, kIndexText);
+  if (wanted > 1) return Fail(context, errRewriteIndex, kIndexText);
   if (wanted == 1) {
     // No such child yet: create the whole rest of the path.
     BufStr newPath;
     int rc = newPath.Append(step.head);
-    if (!step.rest.empty())
-      rc |= newPath.AppendChar('/') | newPath.Append(step.rest);
-    if (!step.attribute.empty())
-      rc |= newPath.AppendChar('@') | newPath.Append(step.attribute);
-    if (rc != errNone)
-      return errOutOfMemory;
+    if (!step.rest.empty()) rc |= newPath.AppendChar('/') | newPath.Append(step.rest);
+    if (!step.attribute.empty()) rc |= newPath.AppendChar('@') | newPath.Append(step.attribute);
+    if (rc != errNone) return errOutOfMemory;
     return WriteNewPath(out, newPath.View(), value);
   }
   return errNone;
@@ -163,26 +157,22 @@ int RewriteElement(XmlRewriteContext& context, XmlParser& parser, BufStrBase& ou
                    std::string_view value) {
   if (!attribute.empty() && !rest.empty())
     return Fail(context, errRewriteIndex, "Internal error parsing attribute.");
-  if (!attribute.empty())
-    return RewriteAttribute(context, parser, out, name, attribute, value);
+  if (!attribute.empty()) return RewriteAttribute(context, parser, out, name, attribute, value);
   if (AppendStartTag(parser, out, name, {}, {}) != errNone || out.AppendChar('>') != errNone)
     return errOutOfMemory;
   if (!rest.empty()) {
-    if (int rc = RewriteChildren(context, parser, out, rest, value); rc != errNone)
-      return rc;
+    if (int rc = RewriteChildren(context, parser, out, rest, value); rc != errNone) return rc;
   } else if (out.Append(value) != errNone) {
     return errOutOfMemory;
   }
   return AppendEndTag(out, name);
 }
 
-int RewriteAttribute(XmlRewriteContext&, XmlParser& parser, BufStrBase& out,
-                     std::string_view name, std::string_view attribute, std::string_view value) {
-  if (AppendStartTag(parser, out, name, attribute, value) != errNone)
-    return errOutOfMemory;
+int RewriteAttribute(XmlRewriteContext&, XmlParser& parser, BufStrBase& out, std::string_view name,
+                     std::string_view attribute, std::string_view value) {
+  if (AppendStartTag(parser, out, name, attribute, value) != errNone) return errOutOfMemory;
   const std::string_view text = parser.XText();
-  if (text.empty())
-    return out.Append(" />", 3);
+  if (text.empty()) return out.Append(" />", 3);
   if (out.AppendChar('>') != errNone || AppendEscaped(out, text, false) != errNone)
     return errOutOfMemory;
   return AppendEndTag(out, name);
@@ -208,8 +198,7 @@ int WriteNewPath(BufStrBase& out, std::string_view path, std::string_view value)
       }
       break;
     }
-    if (!step.head.empty())
-      rc |= out.AppendChar('<') | out.Append(step.head) | out.AppendChar('>');
+    if (!step.head.empty()) rc |= out.AppendChar('<') | out.Append(step.head) | out.AppendChar('>');
     remaining = step.rest;
   }
   // Close the steps in front of the last one, innermost first.
@@ -220,8 +209,7 @@ int WriteNewPath(BufStrBase& out, std::string_view path, std::string_view value)
     const std::string_view stepText =
         slash == std::string_view::npos ? opened : opened.substr(slash + 1);
     const PathStep step = SplitPath(stepText);
-    if (!step.head.empty())
-      rc |= AppendEndTag(out, step.head);
+    if (!step.head.empty()) rc |= AppendEndTag(out, step.head);
     opened = slash == std::string_view::npos ? std::string_view() : opened.substr(0, slash + 1);
   }
   return rc ? errOutOfMemory : errNone;

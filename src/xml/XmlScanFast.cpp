@@ -23,8 +23,9 @@ inline const char* FindAny3(const char* p, const char* end, char a, char b, char
   const __m128i vc = _mm_set1_epi8(c);
   while (end - p >= 16) {
     const __m128i block = _mm_loadu_si128(reinterpret_cast<const __m128i*>(p));
-    const __m128i hits = _mm_or_si128(_mm_or_si128(_mm_cmpeq_epi8(block, va), _mm_cmpeq_epi8(block, vb)),
-                                      _mm_cmpeq_epi8(block, vc));
+    const __m128i hits =
+        _mm_or_si128(_mm_or_si128(_mm_cmpeq_epi8(block, va), _mm_cmpeq_epi8(block, vb)),
+                     _mm_cmpeq_epi8(block, vc));
     if (const int mask = _mm_movemask_epi8(hits))
       return p + __builtin_ctz(static_cast<unsigned>(mask));
     p += 16;
@@ -48,190 +49,64 @@ inline const char* SkipSpaces(const char* p, const char* end) {
 }
 } // namespace
 
+// The common states are labels, and a transition between two of them is a jump, so that
+// ordinary markup does not pass through the dispatch on `state` at every step. `state` is kept
+// current at every label, since Step and the callers go on from it.
 const char* xmlpimpl::ScanFast(const char* p, const char* end, int* rc) {
   Work& w = *work;
   int code = errNone;
-// Steps one byte the slow way and goes on with the next.
+// Steps one byte the slow way and goes back to the dispatch.
 #define STEP_ONE()                                                                                 \
   {                                                                                                \
-    if ((code = StepAt(p++)) != errNone)                                                           \
-      goto failed;                                                                                 \
+    if ((code = StepAt(p++)) != errNone) goto failed;                                              \
     continue;                                                                                      \
   }
+// Fails at the byte at `p`.
 #define CHECK(expression)                                                                          \
   if ((code = (expression)) != errNone) {                                                          \
     ++p;                                                                                           \
     goto failed;                                                                                   \
   }
+// Goes on in another state, through the dispatch when the input has ended.
+#define NEXT(newState, label)                                                                      \
+  {                                                                                                \
+    state = newState;                                                                              \
+    if (p == end) continue;                                                                        \
+    goto label;                                                                                    \
+  }
 
-  while (p < end) {
+  for (;;) {
+    if (p >= end) {
+      *rc = errNone;
+      return p;
+    }
     switch (state) {
-    case xsText: {
-      const char* stop = charsetMode == 1 ? ScanRun(p, end, &code)
-                                          : FindAny3(p, end, '<', '&', '\n');
+    case xsText:
+      if (charsetMode != 1) goto text;
+      p = ScanRun(p, end, &code);
       if (code != errNone) {
         ++p;
         goto failed;
       }
-      if (charsetMode != 1 && stop > p)
-        CHECK(w.text.Append(p, static_cast<int>(stop - p)));
-      p = stop;
-      if (p == end)
-        break;
-      if (*p != '<')
-        STEP_ONE();
-      SetCurrent(p);
-      CHECK(FlushTrim());
-      w.token.Clear();
-      state = xsTagOpen;
-      ++p;
+      if (p < end) STEP_ONE();
       continue;
-    }
-
-    case xsAfterMarkup: {
-      const char* stop = SkipSpaces(p, end);
-      if (stop > p)
-        CHECK(w.text.Append(p, static_cast<int>(stop - p)));
-      p = stop;
-      if (p == end)
-        break;
-      if (*p != '<')
-        STEP_ONE();
-      // The whitespace was ignorable; then '<' in text, with nothing left to flush.
-      SetCurrent(p);
-      CHECK(FlushIgnorable());
-      w.token.Clear();
-      state = xsTagOpen;
-      ++p;
-      continue;
-    }
-
-    case xsTagOpen: {
-      const char c = *p;
-      if (c == '/') {
-        SetCurrent(p);
-        markupStart = inputCount - 2;
-        state = xsEndTagName;
-        ++p;
-        continue;
-      }
-      if (!IsXmlNameStart(c, AllowLeadingDigit))
-        STEP_ONE();
-      SetCurrent(p);
-      markupStart = inputCount - 2;
-      state = xsTagName;
-      [[fallthrough]];
-    }
-
-    case xsTagName: {
-      const char* stop = SkipNameChars(p, end);
-      if (stop > p)
-        CHECK(w.token.Append(p, static_cast<int>(stop - p)));
-      p = stop;
-      if (p == end)
-        break;
-      const char c = *p;
-      if (c == '>') {
-        SetCurrent(p);
-        CHECK(EndOfTagName());
-        CHECK(TagEnd());
-        ++p;
-        continue;
-      }
-      if (!IsXmlSpace(c))
-        STEP_ONE();
-      SetCurrent(p);
-      CHECK(EndOfTagName());
-      state = xsInTag;
-      ++p;
-      [[fallthrough]];
-    }
-
-    case xsInTag: {
-      while (p < end && (IsXmlSpace(*p) || *p == '/'))
-        ++p;
-      if (p == end)
-        break;
-      if (*p == '>') {
-        SetCurrent(p);
-        CHECK(TagEnd());
-        ++p;
-        continue;
-      }
-      CHECK(w.token.AppendChar(*p));
-      state = xsAttrName;
-      ++p;
-      [[fallthrough]];
-    }
-
-    case xsAttrName: {
-      const char* stop = p;
-      while (stop < end && !IsXmlSpace(*stop) && *stop != '=' && *stop != '>' && *stop != '/')
-        ++stop;
-      if (stop > p)
-        CHECK(w.token.Append(p, static_cast<int>(stop - p)));
-      p = stop;
-      if (p == end)
-        break;
-      if (*p != '=')
-        STEP_ONE();
-      CHECK(w.attrName.Assign(w.token.View()));
-      w.token.Clear();
-      state = xsBeforeValue;
-      ++p;
-      [[fallthrough]];
-    }
-
-    case xsBeforeValue: {
-      p = SkipSpaces(p, end);
-      if (p == end)
-        break;
-      if (*p == '"')
-        state = xsDoubleQuoted;
-      else if (*p == '\'')
-        state = xsSingleQuoted;
-      else
-        STEP_ONE();
-      ++p;
-      continue;
-    }
-
+    case xsAfterMarkup:
+      goto afterMarkup;
+    case xsTagOpen:
+      goto tagOpen;
+    case xsTagName:
+      goto tagName;
+    case xsInTag:
+      goto inTag;
+    case xsAttrName:
+      goto attrName;
+    case xsBeforeValue:
+      goto beforeValue;
     case xsDoubleQuoted:
-    case xsSingleQuoted: {
-      const char quote = state == xsDoubleQuoted ? '"' : '\'';
-      const char* stop = FindAny3(p, end, quote, '&', '&');
-      if (stop > p)
-        CHECK(w.token.Append(p, static_cast<int>(stop - p)));
-      p = stop;
-      if (p == end)
-        break;
-      if (*p != quote)
-        STEP_ONE();
-      state = xsInTag;
-      CHECK(StoreAttribute());
-      ++p;
-      continue;
-    }
-
-    case xsEndTagName: {
-      // The first byte behind "</" decides between an end tag and text.
-      if (ByteBefore(p, 1) == '/' && !IsXmlNameStart(*p, AllowLeadingDigit))
-        STEP_ONE();
-      const char* stop = SkipNameChars(p, end);
-      if (stop > p)
-        CHECK(w.token.Append(p, static_cast<int>(stop - p)));
-      p = stop;
-      if (p == end)
-        break;
-      if (*p != '>')
-        STEP_ONE();
-      SetCurrent(p);
-      state = xsAfterMarkup;
-      CHECK(EndElement(false, false));
-      ++p;
-      continue;
-    }
-
+    case xsSingleQuoted:
+      goto quoted;
+    case xsEndTagName:
+      goto endTagName;
     default: {
       const char* stop = ScanRun(p, end, &code);
       if (code != errNone) {
@@ -239,20 +114,181 @@ const char* xmlpimpl::ScanFast(const char* p, const char* end, int* rc) {
         goto failed;
       }
       p = stop;
-      if (p < end)
-        STEP_ONE();
-      break;
+      if (p < end) STEP_ONE();
+      continue;
     }
     }
+
+  text : {
+    if (charsetMode == 1) continue;
+    const char* run = p;
+    p = FindAny3(p, end, '<', '&', '\n');
+    if (p == end || *p != '<') {
+      CHECK(w.text.Append(run, static_cast<int>(p - run)));
+      if (p == end) continue;
+      STEP_ONE();
+    }
+    // '<': the text so far is flushed; a run alone goes from the input to its element.
+    SetCurrent(p);
+    if (w.text.IsEmpty()) {
+      CHECK(FlushTrimRun(run, static_cast<int>(p - run)));
+    } else {
+      CHECK(w.text.Append(run, static_cast<int>(p - run)));
+      CHECK(FlushTrim());
+    }
+    w.token.Clear();
+    ++p;
+    NEXT(xsTagOpen, tagOpen);
   }
-  *rc = errNone;
-  return p;
+
+  afterMarkup : {
+    const char* stop = SkipSpaces(p, end);
+    if (stop > p) CHECK(w.text.Append(p, static_cast<int>(stop - p)));
+    p = stop;
+    if (p == end) continue;
+    // Behind markup, whitespace before '<' (or, unless preserved, before text) is ignorable.
+    if (*p == '<' || !PreserveWhitespace) CHECK(FlushIgnorable());
+    state = xsText;
+    goto text;
+  }
+
+  tagOpen : {
+    const char c = *p;
+    if (c == '/') {
+      SetCurrent(p);
+      markupStart = inputCount - 2;
+      ++p;
+      NEXT(xsEndTagName, endTagName);
+    }
+    if (!IsXmlNameStart(c, AllowLeadingDigit)) STEP_ONE();
+    SetCurrent(p);
+    markupStart = inputCount - 2;
+    state = xsTagName;
+  }
+
+  tagName : {
+    const char* stop = SkipNameChars(p, end);
+    if (stop == end || (*stop != '>' && !IsXmlSpace(*stop))) {
+      CHECK(w.token.Append(p, static_cast<int>(stop - p)));
+      p = stop;
+      if (p == end) continue;
+      STEP_ONE();
+    }
+    // The name is complete; a name that began in an earlier push sits partly in `token`.
+    const char* name = p;
+    p = stop;
+    SetCurrent(p);
+    if (w.token.IsEmpty()) {
+      CHECK(EndOfTagName(std::string_view(name, static_cast<size_t>(p - name))));
+    } else {
+      CHECK(w.token.Append(name, static_cast<int>(p - name)));
+      CHECK(EndOfTagName());
+    }
+    if (*p == '>') {
+      CHECK(TagEnd());
+      ++p;
+      NEXT(xsAfterMarkup, afterMarkup);
+    }
+    ++p;
+    state = xsInTag;
+  }
+
+  inTag : {
+    while (p < end && (IsXmlSpace(*p) || *p == '/'))
+      ++p;
+    if (p == end) continue;
+    if (*p == '>') {
+      SetCurrent(p);
+      CHECK(TagEnd());
+      ++p;
+      NEXT(xsAfterMarkup, afterMarkup);
+    }
+    // name="value" or name='value' without references is stored straight from the input.
+    const char* nameEnd = p + 1;
+    while (nameEnd < end && !IsXmlSpace(*nameEnd) && *nameEnd != '=' && *nameEnd != '>' &&
+           *nameEnd != '/')
+      ++nameEnd;
+    if (nameEnd < end && *nameEnd == '=') {
+      const char* open = SkipSpaces(nameEnd + 1, end);
+      if (open < end && (*open == '"' || *open == '\'')) {
+        const char* close = FindAny3(open + 1, end, *open, '&', '&');
+        if (close < end && *close == *open) {
+          const char* name = p;
+          p = close;
+          CHECK(StoreAttribute(std::string_view(name, static_cast<size_t>(nameEnd - name)),
+                               std::string_view(open + 1, static_cast<size_t>(close - open - 1))));
+          ++p;
+          NEXT(xsInTag, inTag);
+        }
+      }
+    }
+    CHECK(w.token.AppendChar(*p));
+    ++p;
+    state = xsAttrName;
+  }
+
+  attrName : {
+    const char* stop = p;
+    while (stop < end && !IsXmlSpace(*stop) && *stop != '=' && *stop != '>' && *stop != '/')
+      ++stop;
+    if (stop > p) CHECK(w.token.Append(p, static_cast<int>(stop - p)));
+    p = stop;
+    if (p == end) continue;
+    if (*p != '=') STEP_ONE();
+    CHECK(w.attrName.Assign(w.token.View()));
+    w.token.Clear();
+    ++p;
+    state = xsBeforeValue;
+  }
+
+  beforeValue : {
+    p = SkipSpaces(p, end);
+    if (p == end) continue;
+    if (*p == '"')
+      state = xsDoubleQuoted;
+    else if (*p == '\'')
+      state = xsSingleQuoted;
+    else
+      STEP_ONE();
+    ++p;
+    if (p == end) continue;
+  }
+
+  quoted : {
+    const char quote = state == xsDoubleQuoted ? '"' : '\'';
+    const char* stop = FindAny3(p, end, quote, '&', '&');
+    if (stop > p) CHECK(w.token.Append(p, static_cast<int>(stop - p)));
+    p = stop;
+    if (p == end) continue;
+    if (*p != quote) STEP_ONE();
+    state = xsInTag;
+    CHECK(StoreAttribute());
+    ++p;
+    NEXT(xsInTag, inTag);
+  }
+
+  endTagName : {
+    // The first byte behind "</" decides between an end tag and text.
+    if (ByteBefore(p, 1) == '/' && !IsXmlNameStart(*p, AllowLeadingDigit)) STEP_ONE();
+    const char* stop = SkipNameChars(p, end);
+    if (stop > p) CHECK(w.token.Append(p, static_cast<int>(stop - p)));
+    p = stop;
+    if (p == end) continue;
+    if (*p != '>') STEP_ONE();
+    SetCurrent(p);
+    state = xsAfterMarkup;
+    CHECK(EndElement(false, false));
+    ++p;
+    NEXT(xsAfterMarkup, afterMarkup);
+  }
+  }
 
 failed:
   *rc = code;
   return p;
 #undef STEP_ONE
 #undef CHECK
+#undef NEXT
 }
 
 } // namespace quillon

@@ -9,9 +9,9 @@
 //   values: 6 --'"'--> 10, --'\''--> 9, --other--> 7, each with its entity state (16, 15, 14).
 //
 // Each byte is pushed once: OnInputByte, appended to the kept text, counted, then Step. Step
-// loops while a row says "again". Without a listener on the sink, ScanRun first takes whole runs
-// of bytes whose only action is to append to a buffer (or to be skipped) in the present state,
-// which is equivalent to stepping them one by one; the kept text is then appended in blocks.
+// loops while a row says "again". Without a listener on the sink the bytes go through ScanFast
+// (XmlScanFast.cpp) instead, which does the same in bulk, and the kept text is appended in
+// blocks; ScanRun takes a run of bytes that the present state only appends or skips.
 #include "xml/xmlpimpl.h"
 
 #include "frame/Errors.h"
@@ -49,11 +49,9 @@ xmlpimpl::~xmlpimpl() {
 }
 
 int xmlpimpl::MakeWork() {
-  if (work)
-    return errNone;
+  if (work) return errNone;
   void* block = MemAlloc(sizeof(Work));
-  if (!block)
-    return errOutOfMemory;
+  if (!block) return errOutOfMemory;
   work = new (block) Work();
   return errNone;
 }
@@ -68,16 +66,17 @@ void xmlpimpl::Reset() {
   if (work) {
     FlushAll();
     Work& w = *work;
-    for (XmlScanText* text : {&w.text, &w.token, &w.entity, &w.entityValue, &w.elementName,
-                              &w.attrName, &w.elementText})
+    for (XmlScanText* text :
+         {&w.token, &w.entity, &w.entityValue, &w.elementName, &w.attrName, &w.elementText})
       text->Clear();
-    ClearText(w.xpathText);
+    ClearPendingText();
+    w.xpathText.Resize(0, nullptr);
     work->attributes.Clear();
     work->elements.Clear();
     work->prefixes.Clear();
   }
-  ClearText(originalText);
-  ClearText(errorText);
+  originalText.Release();
+  errorText.Resize(0, nullptr);
   tree.Reset();
   partialCodePoint = 0;
   pendingBytes = 0;
@@ -93,22 +92,20 @@ int xmlpimpl::Feed(const char* text) {
 }
 
 int xmlpimpl::Feed(std::string_view bytes) {
-  if (encoding == encUtf16LE || encoding == encUtf16BE)
-    return SetErrorByCode(errUtf16Input);
-  if (const void* nul = std::memchr(bytes.data(), 0, bytes.size()))
+  if (encoding == encUtf16LE || encoding == encUtf16BE) return SetErrorByCode(errUtf16Input);
+  if (const void* nul = bytes.empty() ? nullptr : std::memchr(bytes.data(), 0, bytes.size()))
     bytes = bytes.substr(0, static_cast<size_t>(static_cast<const char*>(nul) - bytes.data()));
-  if (int rc = MakeWork(); rc != errNone)
-    return SetErrorByCode(rc);
+  if (int rc = MakeWork(); rc != errNone) return SetErrorByCode(rc);
   if (BuildDOM && tree.ArenaLength() == 0)
-    if (int rc = tree.Begin(); rc != errNone)
-      return SetErrorByCode(rc);
+    if (int rc = tree.Begin(); rc != errNone) return SetErrorByCode(rc);
   const char* begin = bytes.data();
   const char* end = begin + bytes.size();
   return encoding == encUtf8 ? FeedUtf8(begin, end) : PushBytes(begin, end);
 }
 
 // RFC 3629 sequences become "&#n;" so that they meet the entity handling of the state machine;
-// stray continuation bytes and bytes that start no sequence are dropped.
+// stray continuation bytes and bytes that start no sequence are dropped. An overlong form of an
+// ASCII byte becomes a reference too, so that it can never be markup.
 int xmlpimpl::FeedUtf8(const char* begin, const char* end) {
   char block[kUtf8Block + 16];
   int used = 0;
@@ -147,8 +144,7 @@ int xmlpimpl::FeedUtf8(const char* begin, const char* end) {
       }
     }
     if (used >= kUtf8Block) {
-      if (int rc = PushBytes(block, block + used); rc != errNone)
-        return rc;
+      if (int rc = PushBytes(block, block + used); rc != errNone) return rc;
       used = 0;
     }
   }
@@ -165,8 +161,7 @@ int xmlpimpl::PushBytes(const char* begin, const char* end) {
     // Byte by byte: the listener sees each byte, and the kept text is up to date at every
     // callback.
     for (; p < end; ++p) {
-      if ((rc = listener->OnInputByte(*p)) != errNone)
-        break;
+      if ((rc = listener->OnInputByte(*p)) != errNone) break;
       if ((rc = FlushOriginal(p + 1)) != errNone || (rc = StepAt(p)) != errNone) {
         ++p;
         break;
@@ -176,8 +171,7 @@ int xmlpimpl::PushBytes(const char* begin, const char* end) {
     p = ScanFast(p, end, &rc);
   }
   const int keptRc = FlushOriginal(p);
-  if (rc == errNone)
-    rc = keptRc;
+  if (rc == errNone) rc = keptRc;
   inputCount = chunkCount + static_cast<uint32_t>(p - begin);
   if (p - begin >= 2) {
     prev2 = static_cast<uint8_t>(p[-2]);
@@ -190,19 +184,16 @@ int xmlpimpl::PushBytes(const char* begin, const char* end) {
 }
 
 int xmlpimpl::FlushOriginal(const char* upTo) {
-  if (upTo <= originalFrom)
-    return errNone;
+  if (upTo <= originalFrom) return errNone;
   const char* from = originalFrom;
   originalFrom = upTo;
-  if (!KeepOriginalText)
-    return errNone;
+  if (!KeepOriginalText) return errNone;
   return originalText.Append(from, static_cast<int>(upTo - from));
 }
 
 char xmlpimpl::ByteBefore(const char* at, int back) const {
   const ptrdiff_t inChunk = at - chunkBegin;
-  if (inChunk >= back)
-    return at[-back];
+  if (inChunk >= back) return at[-back];
   // The rest lies before this push, where prev1 and prev2 stand.
   return static_cast<char>(back - inChunk == 1 ? prev1 : prev2);
 }
@@ -257,8 +248,7 @@ const char* xmlpimpl::ScanRun(const char* p, const char* end, int* rc) {
     break;
   case xsEndTagName:
     // The first byte behind "</" decides between an end tag and text.
-    if (ByteBefore(p, 1) == '/')
-      return p;
+    if (ByteBefore(p, 1) == '/') return p;
     while (q < end && IsXmlNameChar(*q))
       ++q;
     target = &w.token;
@@ -309,8 +299,7 @@ const char* xmlpimpl::ScanRun(const char* p, const char* end, int* rc) {
   default:
     return p;
   }
-  if (q > p && (*rc = target->Append(p, static_cast<int>(q - p))) != errNone)
-    return p;
+  if (q > p && (*rc = target->Append(p, static_cast<int>(q - p))) != errNone) return p;
   return q;
 }
 
@@ -331,39 +320,34 @@ int xmlpimpl::Step(char c) {
     case xsText:
       // text: LF flushes the line, '&' starts a reference, '<' markup
       if (c == '\n') {
-        if ((rc = w.text.AppendChar(c)) != errNone)
-          return rc;
+        if ((rc = w.text.AppendChar(c)) != errNone) return rc;
         return FlushLine();
       }
       if (c == '&') {
-        ClearText(w.entity);
+        w.entity.Clear();
         state = xsTextEntity;
         return errNone;
       }
       if (c == '<') {
-        if ((rc = FlushTrim()) != errNone)
-          return rc;
-        ClearText(w.token);
+        if ((rc = FlushTrim()) != errNone) return rc;
+        w.token.Clear();
         state = xsTagOpen;
         return errNone;
       }
-      if ((rc = w.text.AppendChar(c)) != errNone)
-        return rc;
-      if (charsetMode == 1 && (XmlClass(c) & xcLeadByte))
-        state = xsTrailByte;
+      if ((rc = w.text.AppendChar(c)) != errNone) return rc;
+      if (charsetMode == 1 && (XmlClass(c) & xcLeadByte)) state = xsTrailByte;
       return errNone;
 
     case xsTagName:
       // name-char* then '>', whitespace, or "!" "?" "/" directly behind '<'
-      if (IsXmlNameChar(c))
-        return w.token.AppendChar(c);
+      if (IsXmlNameChar(c)) return w.token.AppendChar(c);
       if (c == '!') {
-        ClearText(w.token);
+        w.token.Clear();
         state = xsAfterBang;
         return errNone;
       }
       if (c == '?') {
-        ClearText(w.token);
+        w.token.Clear();
         state = xsInstruction;
         return errNone;
       }
@@ -371,10 +355,8 @@ int xmlpimpl::Step(char c) {
         state = xsEndTagName;
         return errNone;
       }
-      if ((rc = EndOfTagName()) != errNone)
-        return rc;
-      if (c == '>')
-        return TagEnd();
+      if ((rc = EndOfTagName()) != errNone) return rc;
+      if (c == '>') return TagEnd();
       state = xsInTag;
       return errNone;
 
@@ -385,25 +367,21 @@ int xmlpimpl::Step(char c) {
         state = xsTagName;
         continue;
       }
-      if ((rc = w.text.AppendChar('<')) != errNone)
-        return rc;
+      if ((rc = w.text.AppendChar('<')) != errNone) return rc;
       state = xsText;
       continue;
 
     case xsInTag:
       // attribute name, '/', '>' or whitespace
-      if (space || c == '/')
-        return errNone;
-      if (c == '>')
-        return TagEnd();
+      if (space || c == '/') return errNone;
+      if (c == '>') return TagEnd();
       state = xsAttrName;
       return w.token.AppendChar(c);
 
     case xsAttrName:
       if (space || c == '=' || c == '>' || c == '/') {
-        if ((rc = w.attrName.Assign(w.token.View())) != errNone)
-          return rc;
-        ClearText(w.token);
+        if ((rc = w.attrName.Assign(w.token.View())) != errNone) return rc;
+        w.token.Clear();
         if (space) {
           state = xsAfterAttrName;
           return errNone;
@@ -412,10 +390,8 @@ int xmlpimpl::Step(char c) {
           state = xsBeforeValue;
           return errNone;
         }
-        if ((rc = StoreAttribute()) != errNone)
-          return rc;
-        if (c == '>')
-          return TagEnd();
+        if ((rc = StoreAttribute()) != errNone) return rc;
+        if (c == '>') return TagEnd();
         state = xsAfterAttrName;
         return errNone;
       }
@@ -423,23 +399,19 @@ int xmlpimpl::Step(char c) {
 
     case xsAfterAttrName:
       // '=' or a new attribute: the last one had no value
-      if (space)
-        return errNone;
+      if (space) return errNone;
       if (c == '=') {
         state = xsBeforeValue;
         return errNone;
       }
-      if ((rc = StoreAttribute()) != errNone)
-        return rc;
-      if (c == '>')
-        return TagEnd();
+      if ((rc = StoreAttribute()) != errNone) return rc;
+      if (c == '>') return TagEnd();
       state = xsAttrName;
       return w.token.AppendChar(c);
 
     case xsBeforeValue:
       // a quote, a reference or the first byte of an unquoted value
-      if (space)
-        return errNone;
+      if (space) return errNone;
       if (c == '"') {
         state = xsDoubleQuoted;
         return errNone;
@@ -449,19 +421,18 @@ int xmlpimpl::Step(char c) {
         return errNone;
       }
       if (c == '&') {
-        ClearText(w.entity);
+        w.entity.Clear();
         state = xsUnquotedEntity;
         return errNone;
       }
-      if (c == '>')
-        return SetErrorByCode(errInvalidMarkup);
+      if (c == '>') return SetErrorByCode(errInvalidMarkup);
       state = xsUnquotedValue;
       return w.token.AppendChar(c);
 
     case xsUnquotedValue:
       // up to whitespace or '>'; a '/' directly in front of '>' closes the tag
       if (c == '&') {
-        ClearText(w.entity);
+        w.entity.Clear();
         state = xsUnquotedEntity;
         return errNone;
       }
@@ -470,27 +441,23 @@ int xmlpimpl::Step(char c) {
         return StoreAttribute();
       }
       if (c == '>') {
-        if (Prev1() == '/')
-          w.token.Truncate(w.token.Length() - 1);
-        if ((rc = StoreAttribute()) != errNone)
-          return rc;
+        if (Prev1() == '/') w.token.Truncate(w.token.Length() - 1);
+        if ((rc = StoreAttribute()) != errNone) return rc;
         return TagEnd();
       }
       return w.token.AppendChar(c);
 
     case xsAfterMarkup:
       // whitespace behind markup is ignorable unless text follows and is preserved
-      if (space)
-        return w.text.AppendChar(c);
+      if (space) return w.text.AppendChar(c);
       if (c == '<' || !PreserveWhitespace)
-        if ((rc = FlushIgnorable()) != errNone)
-          return rc;
+        if ((rc = FlushIgnorable()) != errNone) return rc;
       state = xsText;
       continue;
 
     case xsSingleQuoted:
       if (c == '&') {
-        ClearText(w.entity);
+        w.entity.Clear();
         state = xsSingleQuotedEntity;
         return errNone;
       }
@@ -506,7 +473,7 @@ int xmlpimpl::Step(char c) {
         return StoreAttribute();
       }
       if (c == '&') {
-        ClearText(w.entity);
+        w.entity.Clear();
         state = xsDoubleQuotedEntity;
         return errNone;
       }
@@ -515,52 +482,40 @@ int xmlpimpl::Step(char c) {
     case xsEndTagName:
       // "</" then a name; without a name start the two bytes were text
       if (!IsXmlNameStart(c, AllowLeadingDigit) && Prev1() == '/') {
-        if ((rc = w.text.Append("</", 2)) != errNone)
-          return rc;
+        if ((rc = w.text.Append("</", 2)) != errNone) return rc;
         state = xsText;
         continue;
       }
-      if (IsXmlNameChar(c))
-        return w.token.AppendChar(c);
+      if (IsXmlNameChar(c)) return w.token.AppendChar(c);
       state = xsAfterEndTagName;
       continue;
 
     case xsAfterEndTagName:
       // whitespace, then '>'; anything else is junk that fails at the next byte
-      if (space)
-        return errNone;
+      if (space) return errNone;
       rc = EndElement(false, false);
       state = c == '>' ? xsAfterMarkup : xsAfterEndTagJunk;
       return rc;
 
     case xsTextEntity:
-      if (IsXmlNameChar(c) || c == '#')
-        return w.entity.AppendChar(c);
-      if ((rc = DecodeEntity(c)) != errNone)
-        return rc;
-      if ((rc = w.text.Append(w.entityValue.View())) != errNone)
-        return rc;
-      if (EndsInSpace(w.entityValue) && (rc = FlushAll()) != errNone)
-        return rc;
+      if (IsXmlNameChar(c) || c == '#') return w.entity.AppendChar(c);
+      if ((rc = DecodeEntity(c)) != errNone) return rc;
+      if ((rc = w.text.Append(w.entityValue.View())) != errNone) return rc;
+      if (EndsInSpace(w.entityValue) && (rc = FlushAll()) != errNone) return rc;
       state = xsText;
-      if (c == ';')
-        return errNone;
+      if (c == ';') return errNone;
       continue;
 
     case xsUnquotedEntity:
     case xsSingleQuotedEntity:
     case xsDoubleQuotedEntity:
-      if (IsXmlNameChar(c) || c == '#')
-        return w.entity.AppendChar(c);
-      if ((rc = DecodeEntity(c)) != errNone)
-        return rc;
-      if ((rc = w.token.Append(w.entityValue.View())) != errNone)
-        return rc;
-      state = state == xsUnquotedEntity   ? xsUnquotedValue
+      if (IsXmlNameChar(c) || c == '#') return w.entity.AppendChar(c);
+      if ((rc = DecodeEntity(c)) != errNone) return rc;
+      if ((rc = w.token.Append(w.entityValue.View())) != errNone) return rc;
+      state = state == xsUnquotedEntity       ? xsUnquotedValue
               : state == xsSingleQuotedEntity ? xsSingleQuoted
                                               : xsDoubleQuoted;
-      if (c == ';')
-        return errNone;
+      if (c == ';') return errNone;
       continue;
 
     case xsAfterEndTagJunk:
@@ -569,7 +524,7 @@ int xmlpimpl::Step(char c) {
     case xsBangDash:
       // "<!-" then '-' opens a comment; anything else is a declaration
       if (c == '-') {
-        ClearText(w.token);
+        w.token.Clear();
         state = xsComment;
         return errNone;
       }
@@ -593,8 +548,7 @@ int xmlpimpl::Step(char c) {
         state = xsCommentClose;
         return EndSpecial(skComment);
       }
-      if ((rc = w.token.AppendChar(Prev1())) != errNone)
-        return rc;
+      if ((rc = w.token.AppendChar(Prev1())) != errNone) return rc;
       state = xsComment;
       return w.token.AppendChar(c);
 
@@ -604,8 +558,7 @@ int xmlpimpl::Step(char c) {
         state = xsBangDash;
         return errNone;
       }
-      if (space && HTMLComments)
-        return errNone;
+      if (space && HTMLComments) return errNone;
       if (c == '>') {
         state = xsAfterMarkup;
         return errNone;
@@ -673,8 +626,7 @@ int xmlpimpl::Step(char c) {
         state = xsSectionBody;
         return errNone;
       }
-      if (space)
-        return errNone;
+      if (space) return errNone;
       return w.token.AppendChar(c);
 
     case xsDeclApos:
@@ -691,8 +643,7 @@ int xmlpimpl::Step(char c) {
     case xsLongComment:
       // with HTMLComments a comment ends only at "-->"
       if (c == '>' && Prev1() == '-' && Prev2() == '-') {
-        if (w.token.EndsWith("--"))
-          w.token.Truncate(w.token.Length() - 2);
+        if (w.token.EndsWith("--")) w.token.Truncate(w.token.Length() - 2);
         state = xsAfterMarkup;
         return EndSpecial(skComment);
       }
@@ -714,7 +665,7 @@ int xmlpimpl::EndSpecial(int kind) {
                                    : listener->OnMeta(text);
     }
   }
-  ClearText(work->token);
+  work->token.Clear();
   return rc;
 }
 
@@ -725,8 +676,8 @@ int xmlpimpl::EndSection() {
     rc = listener->OnSpecialSection(w.token.Data(), w.text.Data());
   if (rc == errNone && BuildDOM && w.token.View() == "CDATA" && w.elements.Count() > 0)
     rc = AppendElementText(w.text.Data(), w.text.Length());
-  ClearText(w.token);
-  ClearText(w.text);
+  w.token.Clear();
+  ClearPendingText();
   return rc;
 }
 
@@ -740,71 +691,78 @@ int xmlpimpl::Content(const char* text, int length) {
     *end = 0;
     const int rc = listener->OnCharacters(text, length);
     *end = saved;
-    if (rc != errNone)
-      return rc;
+    if (rc != errNone) return rc;
   }
-  if (!BuildDOM)
-    return errNone;
+  if (!BuildDOM) return errNone;
   Work& w = *work;
-  if (w.elements.Count() > 0)
-    return AppendElementText(text, length);
-  if (flags & xfAllowTextOutsideRoot)
-    return errNone;
+  if (w.elements.Count() > 0) return AppendElementText(text, length);
+  if (flags & xfAllowTextOutsideRoot) return errNone;
   return SetErrorByCode(errTextOutsideRoot);
 }
 
 int xmlpimpl::AppendElementText(const char* text, int length) {
-  if (work->elementText.Append(text, length) != errNone)
-    return SetErrorByCode(errOutOfMemory);
+  if (work->elementText.Append(text, length) != errNone) return SetErrorByCode(errOutOfMemory);
   return errNone;
 }
 
-int xmlpimpl::FlushAll() {
+int xmlpimpl::FlushText() {
   XmlScanText& text = work->text;
-  if (text.IsEmpty())
-    return errNone;
   const int rc = Content(text.Data(), text.Length());
-  ClearText(text);
+  ClearPendingText();
   return rc;
 }
 
-int xmlpimpl::FlushIgnorable() {
+int xmlpimpl::FlushIgnorableText() {
   XmlScanText& text = work->text;
-  if (text.IsEmpty())
-    return errNone;
   int rc = errNone;
-  if (XmlEventSink* listener = Listener())
-    rc = listener->OnIgnorableWhitespace(text.Data());
-  ClearText(text);
+  if (XmlEventSink* listener = Listener()) rc = listener->OnIgnorableWhitespace(text.Data());
+  ClearPendingText();
   return rc;
 }
 
 int xmlpimpl::FlushTrim() {
   XmlScanText& text = work->text;
-  if (text.IsEmpty())
-    return errNone;
+  if (text.IsEmpty()) return errNone;
   const int length = text.Length();
   const int kept = PreserveWhitespace ? length : TrimmedLength(text.Data(), length);
   int rc = errNone;
-  if (kept > 0)
-    rc = Content(text.Data(), kept);
+  if (kept > 0) rc = Content(text.Data(), kept);
   if (rc == errNone && kept < length)
     if (XmlEventSink* listener = Listener())
       rc = listener->OnIgnorableWhitespace(text.Data() + kept);
-  ClearText(text);
+  ClearPendingText();
   return rc;
+}
+
+int xmlpimpl::FlushTrimRun(const char* run, int length) {
+  // Only the fast path comes here: no listener wants the trailing whitespace or a terminator.
+  const int kept = PreserveWhitespace ? length : TrimmedLength(run, length);
+  return kept > 0 ? Content(run, kept) : errNone;
 }
 
 // The line up to its trailing whitespace is content; that whitespace waits in `text` until it
 // is known whether more text follows.
 int xmlpimpl::FlushLine() {
-  XmlScanText& text = work->text;
-  const int kept = TrimmedLength(text.Data(), text.Length());
-  if (kept == 0)
+  Work& w = *work;
+  XmlScanText& text = w.text;
+  // Only the bytes behind the part known to be blank need a look, so that many blank lines in
+  // a row cost one pass.
+  int kept = text.Length();
+  while (kept > w.textBlank && IsXmlSpace(text[kept - 1]))
+    --kept;
+  if (kept == w.textBlank) {
+    w.textBlank = text.Length();
     return errNone;
+  }
   const int rc = Content(text.Data(), kept);
   text.DropFront(kept);
+  w.textBlank = text.Length();
   return rc;
+}
+
+void xmlpimpl::ClearPendingText() {
+  work->text.Clear();
+  work->textBlank = 0;
 }
 
 } // namespace quillon

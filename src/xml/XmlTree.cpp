@@ -12,6 +12,7 @@
 #include "frame/Errors.h"
 #include "frame/Memory.h"
 #include "xml/XmlErrors.h"
+#include "xml/XmlNamespaces.h"
 
 #include <cstring>
 #include <new>
@@ -28,7 +29,9 @@ enum : int { pfScopeEnd = 2, pfPrefixLength, pfUriLength };
 enum : int { afMapping = 2, afNameLength, afValueLength };
 enum : int { tfLength = 2 };
 
-constexpr uint32_t Padded(uint64_t bytes) { return static_cast<uint32_t>((bytes + 3) & ~3ull); }
+constexpr uint32_t Padded(uint64_t bytes) {
+  return static_cast<uint32_t>((bytes + 3) & ~3ull);
+}
 } // namespace
 
 XmlTree::~XmlTree() {
@@ -45,7 +48,7 @@ void XmlTree::Reset() {
     tables->stepIndex = 0;
     tables->stepChild = 0;
   }
-  arena.Resize(0, nullptr);
+  arena.Release();
   cursor = 0;
   root = 0;
   firstMappingMark = 0;
@@ -55,21 +58,18 @@ void XmlTree::Reset() {
 int XmlTree::Begin() {
   if (!tables) {
     void* block = MemAlloc(sizeof(Tables));
-    if (!block)
-      return errOutOfMemory;
+    if (!block) return errOutOfMemory;
     tables = new (block) Tables();
   }
   Reset();
   uint32_t empty;
-  if (int rc = AppendMapping({}, {}, &empty); rc != errNone)
-    return rc;
+  if (int rc = AppendMapping({}, {}, &empty); rc != errNone) return rc;
   return AppendMapping("xml", NS_XML, &xmlMapping);
 }
 
 uint32_t XmlTree::Word(uint32_t offset, int index) const {
   const uint64_t at = static_cast<uint64_t>(offset) + 4u * static_cast<uint32_t>(index);
-  if (at + 4 > static_cast<uint64_t>(arena.Length()))
-    return 0;
+  if (at + 4 > static_cast<uint64_t>(arena.Length())) return 0;
   uint32_t value;
   std::memcpy(&value, arena.Data() + at, 4);
   return value;
@@ -78,15 +78,13 @@ uint32_t XmlTree::Word(uint32_t offset, int index) const {
 void XmlTree::SetWord(uint32_t offset, int index, uint32_t value) {
   const uint64_t at = static_cast<uint64_t>(offset) + 4u * static_cast<uint32_t>(index);
   if (at + 4 <= static_cast<uint64_t>(arena.Length()))
-    std::memcpy(arena.Data() + at, &value, 4);
+    std::memcpy(arena.MutableData() + at, &value, 4);
 }
 
 bool XmlTree::IsRecord(uint32_t offset, uint8_t type, uint32_t minimumSize) const {
   const uint64_t length = static_cast<uint64_t>(arena.Length());
-  if (offset % 4 != 0 || offset + static_cast<uint64_t>(minimumSize) > length)
-    return false;
-  if (static_cast<uint8_t>(arena.Data()[offset]) != type)
-    return false;
+  if (offset % 4 != 0 || offset + static_cast<uint64_t>(minimumSize) > length) return false;
+  if (static_cast<uint8_t>(arena.Data()[offset]) != type) return false;
   const uint32_t size = Word(offset, 1);
   return size >= minimumSize && offset + static_cast<uint64_t>(size) <= length;
 }
@@ -97,36 +95,34 @@ bool XmlTree::IsElement(uint32_t offset) const {
 }
 
 std::string_view XmlTree::StringAt(uint32_t offset, uint32_t length, uint32_t recordEnd) const {
-  if (offset >= recordEnd || length >= recordEnd - offset)
-    return {};
+  if (offset >= recordEnd || length >= recordEnd - offset) return {};
   return {arena.Data() + offset, length};
 }
 
-int XmlTree::AppendRecord(uint32_t* fields, uint32_t fieldBytes, std::string_view first,
-                          std::string_view second, uint32_t* offset) {
+// Inline here so that each caller's fixed field size makes its copy a few stores.
+inline int XmlTree::AppendRecord(uint32_t* fields, uint32_t fieldBytes, std::string_view first,
+                                 std::string_view second, uint32_t* offset) {
   const uint8_t type = static_cast<uint8_t>(fields[0]);
   const uint64_t strings = first.size() + 1 + (type == recText ? 0 : second.size() + 1);
   const uint64_t size = Padded(fieldBytes + strings);
   const uint64_t at = static_cast<uint64_t>(arena.Length());
-  if (at + size >= 0x7FFFFFF0u)
-    return errOutOfMemory;
-  if (arena.Resize(static_cast<int>(at + size), nullptr) != errNone)
-    return errOutOfMemory;
-  char* record = arena.Data() + at;
+  if (at + size >= 0x3FFFFFF0u) return errOutOfMemory;
+  char* record = arena.Extend(static_cast<int>(size));
+  if (!record) return errOutOfMemory;
   fields[1] = static_cast<uint32_t>(size);
+  // The strings add at least one byte, so the last word lies behind the fields: zeroing it
+  // first pads the record.
+  const uint32_t zero = 0;
+  std::memcpy(record + size - 4, &zero, 4);
   std::memcpy(record, fields, fieldBytes);
   char* strings0 = record + fieldBytes;
-  if (!first.empty())
-    std::memcpy(strings0, first.data(), first.size());
+  if (!first.empty()) std::memcpy(strings0, first.data(), first.size());
   strings0[first.size()] = 0;
-  char* tail = strings0 + first.size() + 1;
   if (type != recText) {
-    if (!second.empty())
-      std::memcpy(tail, second.data(), second.size());
+    char* tail = strings0 + first.size() + 1;
+    if (!second.empty()) std::memcpy(tail, second.data(), second.size());
     tail[second.size()] = 0;
-    tail += second.size() + 1;
   }
-  std::memset(tail, 0, static_cast<size_t>(record + size - tail));
   *offset = static_cast<uint32_t>(at);
   return errNone;
 }
@@ -138,11 +134,10 @@ int XmlTree::AppendMapping(std::string_view prefix, std::string_view uri, uint32
   return AppendRecord(fields, kMappingBytes, prefix, uri, offset);
 }
 
-int XmlTree::AppendElement(std::string_view localName, int depth, uint32_t mapping,
-                           int scopeCount, bool isEmpty, int attrCount, uint32_t subtreeStart,
+int XmlTree::AppendElement(std::string_view localName, int depth, uint32_t mapping, int scopeCount,
+                           bool isEmpty, int attrCount, uint32_t subtreeStart,
                            uint32_t contentStart) {
-  if (depth < 1 || depth > kMaxDepth)
-    return errOutOfMemory;
+  if (depth < 1 || depth > kMaxDepth) return errOutOfMemory;
   uint32_t fields[efFieldCount] = {recElement};
   fields[efChildCount] = isEmpty ? static_cast<uint32_t>(-1) : 0;
   fields[efParent] = depth > 1 ? tables->depthOffsets[depth - 1] : 0;
@@ -155,16 +150,13 @@ int XmlTree::AppendElement(std::string_view localName, int depth, uint32_t mappi
   fields[efNameLength] = static_cast<uint32_t>(localName.size());
   fields[efSelf] = ArenaLength();
   uint32_t at;
-  if (int rc = AppendRecord(fields, kElementBytes, localName, {}, &at); rc != errNone)
-    return rc;
+  if (int rc = AppendRecord(fields, kElementBytes, localName, {}, &at); rc != errNone) return rc;
   tables->depthOffsets[depth] = at;
-  if (!root)
-    root = at;
+  if (!root) root = at;
   return errNone;
 }
 
-int XmlTree::AppendAttribute(uint32_t mapping, std::string_view localName,
-                             std::string_view value) {
+int XmlTree::AppendAttribute(uint32_t mapping, std::string_view localName, std::string_view value) {
   uint32_t fields[kAttributeBytes / 4] = {recAttribute};
   fields[afMapping] = mapping;
   fields[afNameLength] = static_cast<uint32_t>(localName.size());
@@ -176,21 +168,29 @@ int XmlTree::AppendAttribute(uint32_t mapping, std::string_view localName,
 int XmlTree::CompleteElement(int depth, std::string_view text, uint32_t contentEnd,
                              uint32_t subtreeEnd) {
   const uint32_t element = ElementAtDepth(depth);
-  if (!element)
-    return errNone;
+  if (!IsElement(element)) return errNone;
   if (!text.empty()) {
     uint32_t fields[kTextBytes / 4] = {recText};
     fields[tfLength] = static_cast<uint32_t>(text.size());
     uint32_t at;
-    if (int rc = AppendRecord(fields, kTextBytes, text, {}, &at); rc != errNone)
-      return rc;
+    if (int rc = AppendRecord(fields, kTextBytes, text, {}, &at); rc != errNone) return rc;
     SetWord(element, efText, at);
   }
-  SetWord(element, efEnd, ArenaLength());
-  SetWord(element, efContentEnd, contentEnd);
-  SetWord(element, efSubtreeEnd, subtreeEnd);
-  if (const uint32_t parent = Word(element, efParent); IsElement(parent))
-    SetWord(parent, efChildCount, Word(parent, efChildCount) + 1);
+  // The record was checked above and the parent is an element written before it.
+  char* record = arena.MutableData() + element;
+  const uint32_t end = ArenaLength();
+  std::memcpy(record + 4 * efEnd, &end, 4);
+  std::memcpy(record + 4 * efContentEnd, &contentEnd, 4);
+  std::memcpy(record + 4 * efSubtreeEnd, &subtreeEnd, 4);
+  uint32_t parent;
+  std::memcpy(&parent, record + 4 * efParent, 4);
+  if (parent) {
+    char* parentRecord = arena.MutableData() + parent;
+    uint32_t children;
+    std::memcpy(&children, parentRecord + 4 * efChildCount, 4);
+    ++children;
+    std::memcpy(parentRecord + 4 * efChildCount, &children, 4);
+  }
   return errNone;
 }
 
@@ -200,13 +200,11 @@ void XmlTree::SetAttrCount(int depth, int count) {
 }
 
 void XmlTree::EndMappingScope(uint32_t mapping) {
-  if (IsRecord(mapping, recMapping, kMappingBytes))
-    SetWord(mapping, pfScopeEnd, ArenaLength());
+  if (IsRecord(mapping, recMapping, kMappingBytes)) SetWord(mapping, pfScopeEnd, ArenaLength());
 }
 
 uint32_t XmlTree::ElementAtDepth(int depth) const {
-  if (!tables || depth < 1 || depth > kMaxDepth)
-    return 0;
+  if (!tables || depth < 1 || depth > kMaxDepth) return 0;
   return tables->depthOffsets[depth];
 }
 
@@ -215,33 +213,28 @@ uint32_t XmlTree::ElementField(uint32_t element, XmlElementField field) const {
 }
 
 std::string_view XmlTree::LocalName(uint32_t element) const {
-  if (!IsElement(element))
-    return {};
+  if (!IsElement(element)) return {};
   return StringAt(element + kElementBytes, Word(element, efNameLength),
                   element + Word(element, efSize));
 }
 
 std::string_view XmlTree::TextOf(uint32_t element) const {
   const uint32_t text = ElementField(element, efText);
-  if (!IsRecord(text, recText, kTextBytes + 4))
-    return {};
+  if (!IsRecord(text, recText, kTextBytes + 4)) return {};
   return StringAt(text + kTextBytes, Word(text, tfLength), text + Word(text, efSize));
 }
 
 std::string_view XmlTree::MappingPrefix(uint32_t mapping) const {
-  if (!IsRecord(mapping, recMapping, kMappingBytes + 4))
-    return {};
+  if (!IsRecord(mapping, recMapping, kMappingBytes + 4)) return {};
   return StringAt(mapping + kMappingBytes, Word(mapping, pfPrefixLength),
                   mapping + Word(mapping, efSize));
 }
 
 std::string_view XmlTree::MappingUri(uint32_t mapping) const {
-  if (!IsRecord(mapping, recMapping, kMappingBytes + 4))
-    return {};
+  if (!IsRecord(mapping, recMapping, kMappingBytes + 4)) return {};
   const uint32_t prefixLength = Word(mapping, pfPrefixLength);
   const uint32_t recordEnd = mapping + Word(mapping, efSize);
-  if (prefixLength >= recordEnd - mapping - kMappingBytes)
-    return {};
+  if (prefixLength >= recordEnd - mapping - kMappingBytes) return {};
   return StringAt(mapping + kMappingBytes + prefixLength + 1, Word(mapping, pfUriLength),
                   recordEnd);
 }
@@ -259,28 +252,23 @@ uint32_t XmlTree::AttributeRecord(uint32_t element, int i) const {
     return 0;
   uint32_t at = element + Word(element, efSize);
   for (int k = 0;; ++k) {
-    if (!IsRecord(at, recAttribute, kAttributeBytes + 4))
-      return 0;
-    if (k == i)
-      return at;
+    if (!IsRecord(at, recAttribute, kAttributeBytes + 4)) return 0;
+    if (k == i) return at;
     at += Word(at, efSize);
   }
 }
 
 std::string_view XmlTree::AttrLocalName(uint32_t attribute) const {
-  if (!IsRecord(attribute, recAttribute, kAttributeBytes + 4))
-    return {};
+  if (!IsRecord(attribute, recAttribute, kAttributeBytes + 4)) return {};
   return StringAt(attribute + kAttributeBytes, Word(attribute, afNameLength),
                   attribute + Word(attribute, efSize));
 }
 
 std::string_view XmlTree::AttrValue(uint32_t attribute) const {
-  if (!IsRecord(attribute, recAttribute, kAttributeBytes + 4))
-    return {};
+  if (!IsRecord(attribute, recAttribute, kAttributeBytes + 4)) return {};
   const uint32_t nameLength = Word(attribute, afNameLength);
   const uint32_t recordEnd = attribute + Word(attribute, efSize);
-  if (nameLength >= recordEnd - attribute - kAttributeBytes)
-    return {};
+  if (nameLength >= recordEnd - attribute - kAttributeBytes) return {};
   return StringAt(attribute + kAttributeBytes + nameLength + 1, Word(attribute, afValueLength),
                   recordEnd);
 }
@@ -301,14 +289,11 @@ uint32_t XmlTree::MappingInScope(uint32_t element, int i) const {
     parent = Word(element, efParent);
   }
   const uint32_t base = IsElement(parent) && parent < element ? Word(parent, efScopeCount) : 0;
-  if (static_cast<uint32_t>(i) < base)
-    return 0;
+  if (static_cast<uint32_t>(i) < base) return 0;
   uint32_t at = Word(element, efFirstMapping);
   for (uint32_t k = base;; ++k) {
-    if (at >= element || !IsRecord(at, recMapping, kMappingBytes + 4))
-      return 0;
-    if (k == static_cast<uint32_t>(i))
-      return at;
+    if (at >= element || !IsRecord(at, recMapping, kMappingBytes + 4)) return 0;
+    if (k == static_cast<uint32_t>(i)) return at;
     at += Word(at, efSize);
   }
 }
@@ -320,8 +305,7 @@ uint32_t XmlTree::SkipMappings(uint32_t offset) const {
 }
 
 uint32_t XmlTree::FirstChildOf(uint32_t element) const {
-  if (!IsElement(element))
-    return 0;
+  if (!IsElement(element)) return 0;
   uint32_t at = element + Word(element, efSize);
   while (IsRecord(at, recAttribute, kAttributeBytes + 4))
     at += Word(at, efSize);
@@ -330,23 +314,18 @@ uint32_t XmlTree::FirstChildOf(uint32_t element) const {
 }
 
 uint32_t XmlTree::NextSiblingOf(uint32_t element) const {
-  if (!IsElement(element))
-    return 0;
+  if (!IsElement(element)) return 0;
   const uint32_t end = Word(element, efEnd);
-  if (end <= element)
-    return 0;
+  if (end <= element) return 0;
   const uint32_t next = SkipMappings(end);
   return IsElement(next) && Word(next, efParent) == Word(element, efParent) ? next : 0;
 }
 
 int XmlTree::NthChild(int n) {
-  if (!cursor)
-    cursor = root;
-  if (!cursor)
-    return errNone;
+  if (!cursor) cursor = root;
+  if (!cursor) return errNone;
   const int count = ChildCount();
-  if (n < 1 || n > count)
-    return errXPath;
+  if (n < 1 || n > count) return errXPath;
   // Walking on from the last step makes a loop over "[i]" linear in the number of children.
   uint32_t child;
   int at;
@@ -359,8 +338,7 @@ int XmlTree::NthChild(int n) {
   }
   for (; child && at < n; ++at)
     child = NextSiblingOf(child);
-  if (!child)
-    return errXPath;
+  if (!child) return errXPath;
   tables->stepParent = cursor;
   tables->stepIndex = n;
   tables->stepChild = child;
@@ -369,19 +347,16 @@ int XmlTree::NthChild(int n) {
 }
 
 int XmlTree::NextSibling() {
-  if (!IsElement(cursor))
-    return errXPath;
+  if (!IsElement(cursor)) return errXPath;
   const uint32_t next = NextSiblingOf(cursor);
-  if (!next)
-    return errXPath;
+  if (!next) return errXPath;
   cursor = next;
   return errNone;
 }
 
 bool XmlTree::ChildCounts(uint32_t child, std::string_view name) const {
   const std::string_view local = LocalName(child);
-  if (name == local)
-    return true;
+  if (name == local) return true;
   const std::string_view prefix = PrefixOf(child);
   return !prefix.empty() && name.size() == prefix.size() + 1 + local.size() &&
          name.starts_with(prefix) && name[prefix.size()] == ':' && name.ends_with(local);
@@ -392,8 +367,7 @@ bool XmlTree::ChildCounts(uint32_t child, std::string_view name) const {
 // an attribute test the index-th such child is taken, with one the first that carries it.
 int XmlTree::FindChild(std::string_view name, int index, std::string_view attribute,
                        const std::string_view* value) {
-  if (!cursor)
-    cursor = root;
+  if (!cursor) cursor = root;
   const int count = ChildCount();
   uint32_t child = count > 0 ? FirstChildOf(cursor) : 0;
   for (int i = 0; child && i < count; ++i, child = NextSiblingOf(child)) {
@@ -403,8 +377,7 @@ int XmlTree::FindChild(std::string_view name, int index, std::string_view attrib
       cursor = child;
       return errNone;
     }
-    if (!ChildCounts(child, name))
-      continue;
+    if (!ChildCounts(child, name)) continue;
     if (attribute.empty()) {
       if (index == 1) {
         cursor = child;
@@ -416,8 +389,7 @@ int XmlTree::FindChild(std::string_view name, int index, std::string_view attrib
     const int attrCount = static_cast<int>(Word(child, efAttrCount));
     for (int a = 0; a < attrCount; ++a) {
       const uint32_t record = AttributeRecord(child, a);
-      if (!record)
-        break;
+      if (!record) break;
       if (AttrLocalName(record) == attribute && (!value || AttrValue(record) == *value)) {
         cursor = child;
         return errNone;
@@ -428,34 +400,31 @@ int XmlTree::FindChild(std::string_view name, int index, std::string_view attrib
 }
 
 int XmlTree::GoParent() {
-  if (!cursor || cursor == root)
-    return errNoSuchChild;
+  if (!cursor || cursor == root) return errNoSuchChild;
   const uint32_t parent = Word(cursor, efParent);
   if (!parent) {
     cursor = root;
     return errNone;
   }
-  if (parent >= cursor || !IsElement(parent))
-    return errXPath;
+  if (parent >= cursor || !IsElement(parent)) return errXPath;
   cursor = parent;
   return errNone;
 }
 
 uint32_t XmlTree::LastUnclosed() const {
-  if (!tables)
-    return 0;
+  if (!tables) return 0;
   uint32_t deepest = tables->depthOffsets[1];
   for (int depth = 1; depth <= kMaxDepth && tables->depthOffsets[depth]; ++depth)
-    if (Word(tables->depthOffsets[depth], efEnd) == 0)
-      deepest = tables->depthOffsets[depth];
+    if (Word(tables->depthOffsets[depth], efEnd) == 0) deepest = tables->depthOffsets[depth];
   return deepest;
 }
 
-std::string_view XmlTree::QualifiedName() { return QualifiedNameOf(cursor); }
+std::string_view XmlTree::QualifiedName() {
+  return QualifiedNameOf(cursor);
+}
 
 std::string_view XmlTree::QualifiedNameOf(uint32_t element) {
-  if (!tables || !IsElement(element))
-    return {};
+  if (!tables || !IsElement(element)) return {};
   BufStrBase& out = tables->qualifiedName;
   const std::string_view prefix = PrefixOf(element);
   out.Resize(0, nullptr);
@@ -468,8 +437,7 @@ std::string_view XmlTree::QualifiedNameOf(uint32_t element) {
 }
 
 std::string_view XmlTree::ExpandedName() {
-  if (!tables || !IsElement(cursor))
-    return {};
+  if (!tables || !IsElement(cursor)) return {};
   BufStrBase& out = tables->expandedName;
   out.Assign(NamespaceOf(cursor));
   out.Append(LocalName(cursor));

@@ -4,6 +4,7 @@
 #pragma once
 
 #include "frame/BufStr.h"
+#include "xml/XmlScanText.h"
 
 #include <cstdint>
 #include <string_view>
@@ -100,7 +101,9 @@ public:
   // The cursor, or the root while no path has been walked.
   uint32_t CursorOrRoot() const { return cursor ? cursor : root; }
   void SetCursor(uint32_t element) { cursor = element; }
-  int ChildCount() const { return static_cast<int32_t>(ElementField(CursorOrRoot(), efChildCount)); }
+  int ChildCount() const {
+    return static_cast<int32_t>(ElementField(CursorOrRoot(), efChildCount));
+  }
   // Moves to child n (from 1): 0 or 207, with the cursor unchanged on failure. Remembers the
   // last step, so that walking children 1..n in order costs n steps in all.
   int NthChild(int n);
@@ -142,15 +145,12 @@ private:
   uint32_t SkipMappings(uint32_t offset) const;
   bool ChildCounts(uint32_t child, std::string_view name) const;
 
-  BufStrN<7> arena;          // the records; its length is always a multiple of 4
-  uint32_t cursor = 0;       // offset of the current element; 0 until a path is walked
-  uint32_t root = 0;         // offset of the first element record; 0 while none exists
+  XmlScanTextN<8> arena;         // the records; its length is always a multiple of 4
+  uint32_t cursor = 0;           // offset of the current element; 0 until a path is walked
+  uint32_t root = 0;             // offset of the first element record; 0 while none exists
   uint32_t firstMappingMark = 0; // arena length when the present start tag's name ended
-  uint32_t xmlMapping = 0;   // the fixed mapping record of the "xml" prefix
-  Tables* tables = nullptr;  // made by the first Begin
+  uint32_t xmlMapping = 0;       // the fixed mapping record of the "xml" prefix
+  Tables* tables = nullptr;      // made by the first Begin
 };
-
-// Namespace of the "xml" prefix, which needs no declaration.
-inline constexpr std::string_view NS_XML = "http://www.w3.org/XML/1998/namespace";
 
 } // namespace quillon

@@ -14,10 +14,6 @@
 
 namespace quillon {
 
-// Empties a buffer, keeping nothing: the scanner's "clear".
-inline void ClearText(BufStrBase& text) { text.Resize(0, nullptr); }
-inline void ClearText(XmlScanText& text) { text.Clear(); }
-
 // Scanner states, each named for what it awaits next. The numbers are part of the contract.
 enum XmlScanState : uint8_t {
   xsText,               // 0  character data
@@ -89,8 +85,12 @@ public:
   int RestoreXPath(uint32_t cursor, std::string_view xpath);
 
   // Steps of the element stack, called by the state machine.
-  int EndOfTagName();
+  int EndOfTagName() { return EndOfTagName(work->token.View()); }
+  // The same with the name given; `name` may lie in the input.
+  int EndOfTagName(std::string_view name);
   int StoreAttribute();
+  // Stores a pair that lies outside attrName and token (in the input); they stay as they are.
+  int StoreAttribute(std::string_view name, std::string_view value);
   int StartElement(bool isEmpty);
   int EmptyElement();
   int EndElement(bool wasEmpty, bool implied);
@@ -111,54 +111,53 @@ public:
   int AddSGMLTag(std::string_view name);
 
   // Fields
-  XmlTree tree;                     // the document built while BuildDOM is set
-  XmlEventSink* sink = nullptr;     // receiver of the callbacks; null until the owner sets it
-  XmlEventSink* ownSink = nullptr;  // the owning parser, whose callbacks do nothing: when `sink`
-                                    // is it, callbacks are skipped and runs are scanned in bulk
-  uint8_t state = xsText;           // XmlScanState
-  uint8_t prev1 = 0;                // the last consumed byte; during a push, as of its start
-  uint8_t prev2 = 0;                // the one before it
-  uint8_t inCallback = 0;           // set only while OnStartElement runs
-  BufStrN<7> errorText;             // message of the last failure
-  int32_t codePage = 0;             // target of numeric references; 0 is the default code page
-  int32_t charsetMode = 0;          // 1: a lead byte takes the next byte as text, unseen
-  uint32_t inputCount = 0;          // bytes pushed through the state machine in this document
-  uint32_t markupStart = 0;         // offset in the kept text of the last '<'
-  BufStrN<7> originalText;          // every byte pushed, while KeepOriginalText is set
+  XmlTree tree;                    // the document built while BuildDOM is set
+  XmlEventSink* sink = nullptr;    // receiver of the callbacks; null until the owner sets it
+  XmlEventSink* ownSink = nullptr; // the owning parser, whose callbacks do nothing: when `sink`
+                                   // is it, callbacks are skipped and runs are scanned in bulk
+  uint8_t state = xsText;          // XmlScanState
+  uint8_t prev1 = 0;               // the last consumed byte; during a push, as of its start
+  uint8_t prev2 = 0;               // the one before it
+  uint8_t inCallback = 0;          // set only while OnStartElement runs
+  BufStrN<7> errorText;            // message of the last failure
+  int32_t codePage = 0;            // target of numeric references; 0 is the default code page
+  int32_t charsetMode = 0;         // 1: a lead byte takes the next byte as text, unseen
+  uint32_t inputCount = 0;         // bytes pushed through the state machine in this document
+  uint32_t markupStart = 0;        // offset in the kept text of the last '<'
+  XmlScanTextN<8> originalText;    // every byte pushed, while KeepOriginalText is set
   uint32_t flags = xfAllowMoreThanOneRoot | xfAllowTextOutsideRoot; // XmlParseFlag bits
   uint8_t IncludeUnknownPrefixes = 1; // a name with an unknown prefix keeps it in its local name
-  uint8_t BuildDOM = 0;             // build the tree and decode references
-  uint8_t KeepOriginalText = 1;     // keep the input in originalText for XSubTree and XContents
-  uint8_t HTMLComments = 0;         // a comment ends only at "-->"; "--" inside is text
-  uint8_t PreserveWhitespace = 0;   // keep leading and trailing whitespace of text runs
-  uint8_t AllowLeadingDigit = 0;    // a digit may start a name
-  BufStrN<7> sgmlTags;              // " a b " names that have end tags; empty: plain XML
-  int32_t encoding = encAscii;      // XmlInputEncoding
-  uint32_t partialCodePoint = 0;    // UTF-8: the bits of the sequence so far
-  int32_t pendingBytes = 0;         // UTF-8: continuation bytes still due
+  uint8_t BuildDOM = 0;               // build the tree and decode references
+  uint8_t KeepOriginalText = 1;       // keep the input in originalText for XSubTree and XContents
+  uint8_t HTMLComments = 0;           // a comment ends only at "-->"; "--" inside is text
+  uint8_t PreserveWhitespace = 0;     // keep leading and trailing whitespace of text runs
+  uint8_t AllowLeadingDigit = 0;      // a digit may start a name
+  BufStrN<7> sgmlTags;                // " a b " names that have end tags; empty: plain XML
+  int32_t encoding = encAscii;        // XmlInputEncoding
+  uint32_t partialCodePoint = 0;      // UTF-8: the bits of the sequence so far
+  int32_t pendingBytes = 0;           // UTF-8: continuation bytes still due
 
 private:
   // Tables and buffers made by the first Feed, so that an idle parser stays small.
   struct Work {
-    XmlNameTable attributes;      // attributes of the tag being read, names as written
-    XmlNameTable elements;        // open elements: name as written
-    XmlNameTable prefixes;        // mappings in scope: prefix, URI; searched from the top
-    uint32_t prefixDepth[XmlNameTable::kLimit];    // depth + 1 of the element that declared each
-    uint32_t mappingOffsets[XmlNameTable::kLimit]; // tree record of each mapping
-    // The text so far of every open element, innermost last: element i's text starts at
-    // textStart[i] and runs to the next start, and an element's text leaves with it.
-    XmlScanText elementText;
-    uint32_t textStart[XmlNameTable::kLimit];
-    XmlScanText text;        // pending character data
-    XmlScanText entity;      // name of the reference being read, without '&' and ';'
-    XmlScanText token;       // the current name or value
-    XmlScanText entityValue; // decoded value of the last reference
-    XmlScanText elementName; // the name of the start tag being read; survives it in SGML mode
-    XmlScanText attrName;    // the attribute name waiting for its value
-    XmlScanText spare;       // a name set aside while the SGML rule closes an element
-    XmlScanText message;     // a failure text, or markup set aside by the SGML rule
-    BufStr xpathText;        // the cursor's path, always one that leads back to it
-    BufStr pathCopy;         // the walker's private copy of its path
+    XmlNameTable attributes; // attributes of the tag being read, names as written
+    XmlNameTable elements;   // open elements: name as written; Offset: text start
+    XmlNameTable prefixes;   // mappings in scope: prefix, URI; searched from the top;
+                             // Depth: depth + 1 of the declaring element; Offset: record
+    // The text so far of every open element, innermost last: an element's text starts at its
+    // Offset and runs to the next element's start, and it leaves with its element.
+    XmlScanBuffer elementText;
+    XmlScanBuffer text;        // pending character data
+    int textBlank = 0;         // length of the front of `text` known to be whitespace
+    XmlScanBuffer entity;      // name of the reference being read, without '&' and ';'
+    XmlScanBuffer token;       // the current name or value
+    XmlScanBuffer entityValue; // decoded value of the last reference
+    XmlScanBuffer elementName; // the name of the start tag being read; survives it in SGML mode
+    XmlScanBuffer attrName;    // the attribute name waiting for its value
+    XmlScanBuffer spare;       // a name set aside while the SGML rule closes an element
+    XmlScanBuffer message;     // a failure text, or markup set aside by the SGML rule
+    BufStr xpathText;          // the cursor's path, always one that leads back to it
+    BufStr pathCopy;           // the walker's private copy of its path
   };
 
   int MakeWork();
@@ -191,10 +190,17 @@ private:
   int Content(const char* text, int length);
   // Appends to the text of the innermost open element; 0 or 200 with its text.
   int AppendElementText(const char* text, int length);
-  int FlushAll();
-  int FlushIgnorable();
+  int FlushAll() { return work->text.IsEmpty() ? 0 : FlushText(); }
+  int FlushIgnorable() { return work->text.IsEmpty() ? 0 : FlushIgnorableText(); }
+  // The two flushes of a non-empty `text`.
+  int FlushText();
+  int FlushIgnorableText();
   int FlushTrim();
+  // FlushTrim of a run that lies in the input while `text` is empty.
+  int FlushTrimRun(const char* run, int length);
   int FlushLine();
+  // Empties `text`; everything that empties it goes through here.
+  void ClearPendingText();
   int DecodeEntity(char endByte);
   int ConvertCodeUnit(uint32_t unit);
   int EndSpecial(int kind);

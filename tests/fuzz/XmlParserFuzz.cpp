@@ -25,17 +25,15 @@ void Prepare(XmlParser& parser, uint8_t options, uint8_t more) {
   parser.impl.PreserveWhitespace = (options >> 4) & 1;
   parser.impl.AllowLeadingDigit = (options >> 5) & 1;
   parser.impl.IncludeUnknownPrefixes = !((options >> 6) & 1);
-  if (options & 0x80)
-    parser.ConfigText("UseEncoding=UTF-8", nullptr);
+  if (options & 0x80) parser.ConfigText("UseEncoding=UTF-8", nullptr);
   if (more & 2) {
     parser.ConfigText("AddSGMLTag=p", nullptr);
     parser.ConfigText("AddSGMLTag=a", nullptr);
   }
-  if (more & 4)
-    parser.impl.flags &= ~quillon::xfAllowTextOutsideRoot;
+  if (more & 4) parser.impl.flags &= ~quillon::xfAllowTextOutsideRoot;
   if (more & 8)
-    parser.impl.flags &= ~(quillon::xfIgnoreBadAttributePrefixes |
-                           quillon::xfIgnoreBadElementPrefixes);
+    parser.impl.flags &=
+        ~(quillon::xfIgnoreBadAttributePrefixes | quillon::xfIgnoreBadElementPrefixes);
 }
 
 void ReadEverything(XmlParser& parser) {
@@ -69,8 +67,7 @@ void ReadEverything(XmlParser& parser) {
 } // namespace
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
-  if (size < 3)
-    return 0;
+  if (size < 3) return 0;
   const uint8_t options = data[0];
   const uint8_t more = data[1];
   const std::string_view input(reinterpret_cast<const char*>(data) + 2, size - 2);
@@ -95,18 +92,15 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
   Prepare(split, options, more);
   const size_t at = document.empty() ? 0 : (more >> 4) * document.size() / 16;
   int splitRc = split.impl.Feed(document.substr(0, at));
-  if (splitRc == 0)
-    splitRc = split.impl.Feed(document.substr(at));
-  if (splitRc != rc || quillon::test::DumpTree(split, true) != tree)
-    std::abort();
+  if (splitRc == 0) splitRc = split.impl.Feed(document.substr(at));
+  if (splitRc != rc || quillon::test::DumpTree(split, true) != tree) std::abort();
 
   parser.SetXPath("/[lastUnclosed()]");
   ReadEverything(parser);
   size_t from = 0;
   while (from < paths.size()) {
     size_t end = paths.find('\n', from);
-    if (end == std::string_view::npos)
-      end = paths.size();
+    if (end == std::string_view::npos) end = paths.size();
     const std::string_view path = paths.substr(from, end - from);
     parser.HasXPath(path);
     parser.TextAt(path);

@@ -1,8 +1,8 @@
 // Real documents: every one parses, and walks over them read what a person sees in the file.
 // An entry's kept content, parsed again on its own as the feed reader does, reads the same.
+#include "XmlTestSupport.h"
 #include "support/Corpus.h"
 #include "xml/XmlParser.h"
-#include "XmlTestSupport.h"
 
 #include <gtest/gtest.h>
 
@@ -33,8 +33,7 @@ TEST(XmlCorpusTest, EveryDocumentParses) {
   int parsed = 0;
   while (dirent* item = readdir(dir)) {
     const std::string name = item->d_name;
-    if (!name.ends_with(".xml") && !name.ends_with(".edmx"))
-      continue;
+    if (!name.ends_with(".xml") && !name.ends_with(".edmx")) continue;
     XmlParser parser;
     ParseResponse(parser, ReadCorpus("atom/" + name));
     EXPECT_FALSE(parser.XElement().empty()) << name;
@@ -53,8 +52,7 @@ TEST(XmlCorpusTest, FeedFieldsReadAsWritten) {
   EXPECT_EQ(parser.TextAt("/feed/title"), "Employees");
   EXPECT_EQ(parser.TextAt("/feed/entry[1]/title"), "Walter Winter");
   EXPECT_EQ(parser.TextAt("/feed/entry[2]/title"), "Frederic Fall");
-  EXPECT_EQ(parser.TextAt("/feed/entry/m:properties/d:Location/d:City/d:CityName"),
-            "Heidelberg");
+  EXPECT_EQ(parser.TextAt("/feed/entry/m:properties/d:Location/d:City/d:CityName"), "Heidelberg");
   EXPECT_EQ(parser.TextAt("/feed/entry/m:properties/Age"), "52"); // any prefix matches
   ASSERT_EQ(parser.SetXPath("/feed/entry/link[@rel=edit-media]"), 0);
   EXPECT_STREQ(parser.AttributeByName("href"), "Employees('1')/$value");
@@ -77,8 +75,7 @@ TEST(XmlCorpusTest, LargeFeedWalkedByIndexCapturesEachEntry) {
   int entries = 0;
   for (int i = 1; i <= children; ++i) {
     ASSERT_EQ(feed.SetXPath("/feed/[" + std::to_string(i) + "]"), 0);
-    if (feed.LocalName() != "entry")
-      continue;
+    if (feed.LocalName() != "entry") continue;
     ++entries;
     // Capture as the feed reader does; these entries declare no namespaces of their own.
     std::string_view contents;

@@ -1,9 +1,9 @@
 // Prefixes and the element stack: late resolution, scoping, the tolerance flags, the limits of
 // the tables, the SGML closing rule, and the checked accessors with their codes.
+#include "XmlTestSupport.h"
 #include "frame/Errors.h"
 #include "xml/XmlErrors.h"
 #include "xml/XmlParser.h"
-#include "XmlTestSupport.h"
 
 #include <gtest/gtest.h>
 
@@ -12,15 +12,13 @@ namespace {
 
 // "prefix:local{namespace}" of the element at `path`.
 std::string NameAt(XmlParser& parser, std::string_view path) {
-  if (int rc = parser.SetXPath(path); rc != 0)
-    return "<fail " + std::to_string(rc) + ">";
+  if (int rc = parser.SetXPath(path); rc != 0) return "<fail " + std::to_string(rc) + ">";
   return Str(parser.XPrefix()) + ":" + Str(parser.LocalName()) + "{" + Str(parser.XNamespace()) +
          "}";
 }
 
 std::string AttributeAt(XmlParser& parser, std::string_view path, int i) {
-  if (parser.SetXPath(path) != 0 || parser.CheckAttrIndex(i) != 0)
-    return "<fail>";
+  if (parser.SetXPath(path) != 0 || parser.CheckAttrIndex(i) != 0) return "<fail>";
   return Str(parser.AttrPrefix(i)) + ":" + Str(parser.AttrLocalName(i)) + "{" +
          Str(parser.AttrNamespace(i)) + "}=" + Str(parser.AttrValue(i));
 }
@@ -29,7 +27,7 @@ TEST(XmlNamespaceTest, PrefixesResolveWhenTheWholeTagHasBeenRead) {
   XmlParser parser;
   ASSERT_EQ(ParseOwned(parser,
                        "<r xmlns:a='urn:r' xmlns='urn:d'>"
-                       "<a:e a:x='1' xmlns:a='urn:e' y='2'/>" // own declaration, after its use
+                       "<a:e a:x='1' xmlns:a='urn:e' y='2'/>"   // own declaration, after its use
                        "<t xmlns:p='u1' p:x='1' xmlns:p='u2'/>" // declared twice: the last wins
                        "<a:after/>"                             // the outer mapping is back
                        "<c xmlns=''><d/></c>"                   // "" shadows the default
@@ -54,7 +52,8 @@ TEST(XmlNamespaceTest, XmlPrefixNeedsNoDeclaration) {
   XmlParser parser;
   ASSERT_EQ(ParseOwned(parser, "<r xml:lang='en' xml:base='http://h/'/>"), 0);
   EXPECT_EQ(AttributeAt(parser, "/r", 0), "xml:lang{http://www.w3.org/XML/1998/namespace}=en");
-  EXPECT_EQ(AttributeAt(parser, "/r", 1), "xml:base{http://www.w3.org/XML/1998/namespace}=http://h/");
+  EXPECT_EQ(AttributeAt(parser, "/r", 1),
+            "xml:base{http://www.w3.org/XML/1998/namespace}=http://h/");
 }
 
 TEST(XmlNamespaceTest, MappingsInScopeListOutermostFirst) {
@@ -76,8 +75,8 @@ TEST(XmlNamespaceTest, MappingsInScopeListOutermostFirst) {
     ASSERT_EQ(parser.SetXPath(row.path), 0);
     std::string mappings;
     for (int i = 0; i < parser.NamespaceCount(); ++i)
-      mappings += (i ? " " : "") + Str(parser.NamespacePrefix(i)) + "=" +
-                  Str(parser.NamespaceUri(i));
+      mappings +=
+          (i ? " " : "") + Str(parser.NamespacePrefix(i)) + "=" + Str(parser.NamespaceUri(i));
     EXPECT_EQ(mappings, row.mappings) << row.path;
   }
 }
@@ -229,10 +228,8 @@ TEST(XmlNamespaceTest, SgmlRuleClosesElementsWithoutEndTags) {
   parser.ConfigText("AddSGMLTag=p", nullptr);
   parser.ConfigText("AddSGMLTag=ul", nullptr);
   parser.impl.sink = &sink;
-  ASSERT_EQ(parser.Parse("<p>a<br>b<img src=x><ul><li>one</ul></p>"), 0)
-      << parser.LastErrorText();
-  EXPECT_EQ(parser.OriginalText(),
-            "<p>a<br>b</br><img src=x></img><ul><li>one</li></ul></p>");
+  ASSERT_EQ(parser.Parse("<p>a<br>b<img src=x><ul><li>one</ul></p>"), 0) << parser.LastErrorText();
+  EXPECT_EQ(parser.OriginalText(), "<p>a<br>b</br><img src=x></img><ul><li>one</li></ul></p>");
   EXPECT_EQ(DumpTree(parser, true),
             "<p {} [a] kept(<p>a<br>b</br><img src=x></img><ul><li>one</li></ul></p>)\n"
             "<br {} [b] kept(<br>b</br>)\n"
@@ -240,15 +237,14 @@ TEST(XmlNamespaceTest, SgmlRuleClosesElementsWithoutEndTags) {
             "<ul {} [] kept(<ul><li>one</li></ul>)\n"
             "<li {} [one] kept(<li>one</li>)\n");
   const std::vector<std::string> expected = {
-      "start  p p",  "chars a|a", "start  br br",  "chars b|b",   "end  br br",
+      "start  p p",     "chars a|a",    "start  br br", "chars b|b",    "end  br br",
       "start  img img", "end  img img", "start  ul ul", "start  li li", "chars one|one",
-      "end  li li",  "end  ul ul", "end  p p",
+      "end  li li",     "end  ul ul",   "end  p p",
   };
   EXPECT_EQ(sink.events, expected);
 
   // Without kept text the closing is the same, and nothing is rewritten.
-  ASSERT_EQ(ParseOwned(parser, "<p><br><i>x</i></p>", {"KeepOriginalText=0", "AddSGMLTag=i"}),
-            0);
+  ASSERT_EQ(ParseOwned(parser, "<p><br><i>x</i></p>", {"KeepOriginalText=0", "AddSGMLTag=i"}), 0);
   EXPECT_EQ(parser.OriginalText(), "");
   EXPECT_EQ(TextOf(parser, "/p/i"), "x");
 }

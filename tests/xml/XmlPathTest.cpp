@@ -1,9 +1,9 @@
 // The tree cursor: the path dialect with its codes, what a failing walk keeps, the path text
 // that leads back, HasXPath and TextAt, the kept text of an element, and the child accessors.
+#include "XmlTestSupport.h"
 #include "frame/Errors.h"
 #include "xml/XmlErrors.h"
 #include "xml/XmlParser.h"
-#include "XmlTestSupport.h"
 
 #include <gtest/gtest.h>
 
@@ -12,12 +12,11 @@
 namespace quillon::test {
 namespace {
 
-constexpr const char* kDocument =
-    "<x:r xmlns:x='urn:x' xmlns:y='urn:x'>"
-    "<a n='1'>first</a><a n='2' t='u v'>second<i/>half</a><b/>"
-    "<x:p>one</x:p><y:p>two</y:p><e/>"
-    "<s><![CDATA[ c ]]>t</s>"
-    "</x:r>";
+constexpr const char* kDocument = "<x:r xmlns:x='urn:x' xmlns:y='urn:x'>"
+                                  "<a n='1'>first</a><a n='2' t='u v'>second<i/>half</a><b/>"
+                                  "<x:p>one</x:p><y:p>two</y:p><e/>"
+                                  "<s><![CDATA[ c ]]>t</s>"
+                                  "</x:r>";
 
 class XmlPathTest : public ::testing::Test {
 protected:
@@ -38,26 +37,26 @@ TEST_F(XmlPathTest, StepsSelectOneElementAndWriteAPathBack) {
   const Row rows[] = {
       {"/", "0 x:r /x:r"},
       {"/x:r", "0 x:r /x:r"},
-      {"/r", "0 x:r /x:r"},                 // the root by its local name,
-      {"/urn:xr", "0 x:r /x:r"},            // or by namespace and local name
+      {"/r", "0 x:r /x:r"},      // the root by its local name,
+      {"/urn:xr", "0 x:r /x:r"}, // or by namespace and local name
       {"/[1]", "0 x:r /x:r"},
       {"/[LAST()]", "0 x:r /x:r"},
       {"/r[1]/a", "0 a /x:r/a"},
       {"/r//a", "0 a /x:r/a"},
       {"/r/[3]", "0 b /x:r/[3]"},
       {"/r/a[2]", "0 a /x:r/a[2]"},
-      {"/r/a[@n=2]", "0 a /x:r/a"},         // an attribute test writes only the name
+      {"/r/a[@n=2]", "0 a /x:r/a"}, // an attribute test writes only the name
       {"/r/a[@n='2']/i", "0 i /x:r/a/i"},
       {"/r/a[@t=\"u v\"]", "0 a /x:r/a"},
       {"/r/a[@t]", "0 a /x:r/a"},
       {"/r/[last()]", "0 s /x:r/[7]"},
       {"/r/[last()-6]", "0 a /x:r/[1]"},
-      {"/r/p", "0 x:p /x:r/x:p"},           // a bare name matches any prefix
-      {"/r/y:p", "0 y:p /x:r/y:p"},         // a prefix matches as written
+      {"/r/p", "0 x:p /x:r/x:p"},            // a bare name matches any prefix
+      {"/r/y:p", "0 y:p /x:r/y:p"},          // a prefix matches as written
       {"/r/urn:xp[2]", "0 x:p /x:r/x:p[2]"}, // namespace and local name: the first, at once
       {"/r/a/../b", "0 b /x:r/b"},
       {"/r/a[2]/i/../..", "0 x:r /x:r"},
-      {"/r/a/..//r/b", "0 b /x:r/b"},       // a '/' behind "../" starts over at the root
+      {"/r/a/..//r/b", "0 b /x:r/b"}, // a '/' behind "../" starts over at the root
       {"/r/b/", "0 b /x:r/b"},
   };
   for (const Row& row : rows)
@@ -218,8 +217,7 @@ TEST_F(XmlPathTest, SiblingStepsAndIndexedWalksAgree) {
     ASSERT_EQ(parser.SetXPath("/feed/[" + std::to_string(i) + "]"), 0);
     byIndex.push_back(parser.CursorOffset());
     if (i % 2) {
-      EXPECT_EQ(parser.TextAt("/feed/[" + std::to_string(i) + "]/id"),
-                std::to_string(i / 2 + 1));
+      EXPECT_EQ(parser.TextAt("/feed/[" + std::to_string(i) + "]/id"), std::to_string(i / 2 + 1));
     }
   }
   ASSERT_EQ(parser.SetXPath("/feed"), 0);

@@ -1,10 +1,10 @@
 // The path rewrite: one element or attribute changed, created or refused, with the siblings
 // copied as they stood and the result parsing again to what was asked for.
+#include "xml/XmlRewrite.h"
+#include "XmlTestSupport.h"
 #include "frame/Errors.h"
 #include "xml/XmlErrors.h"
 #include "xml/XmlParser.h"
-#include "xml/XmlRewrite.h"
-#include "XmlTestSupport.h"
 
 #include <gtest/gtest.h>
 
@@ -25,8 +25,7 @@ struct Result {
 
 Result Rewrite(std::string_view path, std::string_view value) {
   XmlParser parser;
-  if (ParseOwned(parser, kEntry) != 0 || parser.SetXPath("/entry") != 0)
-    return {-1, "", ""};
+  if (ParseOwned(parser, kEntry) != 0 || parser.SetXPath("/entry") != 0) return {-1, "", ""};
   ComponentCore target;
   XmlRewriteContext context{true, &target};
   BufStr out;
@@ -69,8 +68,8 @@ TEST(XmlRewriteTest, PathsThroughPrefixedElementsAndByIndex) {
   for (const Row& row : rows) {
     const Result result = Rewrite(row.path, row.value);
     ASSERT_EQ(result.code, 0) << row.path;
-    EXPECT_NE(result.text.find(row.expectedPart), std::string::npos)
-        << row.path << "\n" << result.text;
+    EXPECT_NE(result.text.find(row.expectedPart), std::string::npos) << row.path << "\n"
+                                                                     << result.text;
     // The result parses, and the path now reads the value.
     XmlParser check;
     ASSERT_EQ(ParseOwned(check, "<entry>" + result.text + "</entry>"), 0) << result.text;

@@ -1,11 +1,11 @@
 // The markup scanner: text and whitespace, references, attribute syntax, comments, sections and
 // declarations, the input layer, callbacks, settings and failures; every document also parsed
 // split at each byte and with a listener, which must change nothing.
+#include "XmlTestSupport.h"
 #include "frame/Errors.h"
 #include "frame/Memory.h"
 #include "xml/XmlErrors.h"
 #include "xml/XmlParser.h"
-#include "XmlTestSupport.h"
 
 #include <gtest/gtest.h>
 
@@ -24,14 +24,14 @@ TEST(XmlScannerTest, TextRunsLoseOuterWhitespaceAndKeepInnerWhitespace) {
   const TextRow rows[] = {
       {"<a> x  y </a>", "x  y"},
       {"<a>\n  one\n  two  \n</a>", "one\n  two"},
-      {"<a>a < b</a>", "a< b"},         // '<' before a space is text; the space before it goes
-      {"<a>x </ y</a>", "x</ y"},       // "</" before a non-name byte is text
+      {"<a>a < b</a>", "a< b"},   // '<' before a space is text; the space before it goes
+      {"<a>x </ y</a>", "x</ y"}, // "</" before a non-name byte is text
       {"<a>   </a>", ""},
-      {"<a>   </a>", "", true},         // whitespace between two tags stays ignorable
+      {"<a>   </a>", "", true}, // whitespace between two tags stays ignorable
       {"<a>  x  </a>", "  x  ", true},
-      {"<a> x <b/> y </a>", "xy"},      // pieces of mixed content join with nothing between
+      {"<a> x <b/> y </a>", "xy"}, // pieces of mixed content join with nothing between
       {"<a><![CDATA[ a ]]> b</a>", " a  b"},
-      {"<a>x&#32;</a>", "x "},          // a reference ending in whitespace is flushed as content
+      {"<a>x&#32;</a>", "x "}, // a reference ending in whitespace is flushed as content
       {"<a>x\r\n</a>", "x"},
   };
   for (const TextRow& row : rows) {
@@ -49,16 +49,16 @@ TEST(XmlScannerTest, ReferencesDecodeOrStayAsWritten) {
       {"<a>&foo;</a>", "&foo;"},
       {"<a>&foo bar</a>", "&foo bar"},
       {"<a>&#x41;&#65;</a>", "AA"},
-      {"<a>x&#X41;y</a>", "xy"},             // upper-case X is no hex mark: value 0, nothing
-      {"<a>&#128512;</a>", "&#128512;"},     // beyond one UTF-16 unit: kept
+      {"<a>x&#X41;y</a>", "xy"},         // upper-case X is no hex mark: value 0, nothing
+      {"<a>&#128512;</a>", "&#128512;"}, // beyond one UTF-16 unit: kept
       {"<a>&lt;&gt;&amp;&apos;&quot;</a>", "<>&'\""},
-      {"<a>&LT;</a>", "&LT;"},               // names compare with case
+      {"<a>&LT;</a>", "&LT;"}, // names compare with case
       {"<a>&#xE9;&#x20AC;</a>", "\xC3\xA9\xE2\x82\xAC"},
-      {"<a>&#xD800;</a>", "?"},              // a lone surrogate converts to '?'
+      {"<a>&#xD800;</a>", "?"}, // a lone surrogate converts to '?'
       {"<a>a & b</a>", "a & b"},
       {"<a>&;</a>", "&;"},
       {"<a>&#-65;</a>", "&#-65;"},
-      {"<a>&#4294967361;</a>", "A"},         // no overflow test: the value wraps to 65
+      {"<a>&#4294967361;</a>", "A"}, // no overflow test: the value wraps to 65
   };
   for (const TextRow& row : rows) {
     XmlParser parser;
@@ -137,16 +137,11 @@ TEST(XmlScannerTest, CommentsInstructionsDeclarationsAndSections) {
                          "<!-- a - b --><?pi a > b ?><r>&x;<![CDATA[<&>]]><![X[lost]]></r>";
   ASSERT_EQ(parser.Parse(document), 0) << parser.LastErrorText();
   const std::vector<std::string> expected = {
-      "pi xml version='1.0'",
-      "meta DOCTYPE r [ <!ENTITY x \"y>\"> ]",
-      "comment  a - b ",
-      "pi pi a > b ",
-      "start  r r",
-      "entity x=&x;",
-      "chars &x;|&x;",
-      "section CDATA|<&>",
-      "section X|lost",
-      "end  r r",
+      "pi xml version='1.0'", "meta DOCTYPE r [ <!ENTITY x \"y>\"> ]",
+      "comment  a - b ",      "pi pi a > b ",
+      "start  r r",           "entity x=&x;",
+      "chars &x;|&x;",        "section CDATA|<&>",
+      "section X|lost",       "end  r r",
   };
   EXPECT_EQ(sink.events, expected);
   EXPECT_EQ(TextOf(parser, "/r"), "&x;<&>");
@@ -222,7 +217,8 @@ TEST(XmlScannerTest, AFailedOrTruncatedParseLeavesAReadableTree) {
 TEST(XmlScannerTest, InputLayerAsciiUtf8AndUtf16) {
   XmlParser parser;
   // Bytes pass unchanged in ASCII mode, and UTF-8 continuation bytes continue names.
-  const char* cyrillic = "<d:\xD0\x9D\xD0\xB0\xD0\xB8\xD0\xBC>\xD1\x8F</d:\xD0\x9D\xD0\xB0\xD0\xB8\xD0\xBC>";
+  const char* cyrillic =
+      "<d:\xD0\x9D\xD0\xB0\xD0\xB8\xD0\xBC>\xD1\x8F</d:\xD0\x9D\xD0\xB0\xD0\xB8\xD0\xBC>";
   ASSERT_EQ(ParseOwned(parser, cyrillic), 0) << parser.LastErrorText();
   ASSERT_EQ(parser.SetXPath("/"), 0);
   EXPECT_EQ(Str(parser.XElement()), "d:\xD0\x9D\xD0\xB0\xD0\xB8\xD0\xBC");
@@ -259,9 +255,17 @@ TEST(XmlScannerTest, ListenerSeesEveryCallbackAndCanStopTheScanner) {
   const char* document = "<r xmlns='urn:r'>\n  one\n  two  <e/>\n</r>";
   ASSERT_EQ(parser.Parse(document), 0);
   const std::vector<std::string> expected = {
-      "prefix =urn:r",     "start urn:r r r",    "ignorable 3",       "chars one|one",
-      "chars \n  two|\n  two", "ignorable 2",    "start urn:r e e empty", "end urn:r e e empty",
-      "ignorable 1",       "end urn:r r r",      "endprefix ",
+      "prefix =urn:r",
+      "start urn:r r r",
+      "ignorable 3",
+      "chars one|one",
+      "chars \n  two|\n  two",
+      "ignorable 2",
+      "start urn:r e e empty",
+      "end urn:r e e empty",
+      "ignorable 1",
+      "end urn:r r r",
+      "endprefix ",
   };
   EXPECT_EQ(sink.events, expected);
   EXPECT_EQ(sink.inputBytes, static_cast<int>(std::string_view(document).size()));
@@ -277,8 +281,7 @@ TEST(XmlScannerTest, ListenerSeesEveryCallbackAndCanStopTheScanner) {
 TEST(XmlScannerTest, ListenerCanReplaceAReferenceValue) {
   struct Replacer : RecordingSink {
     int OnEvalEntity(const char* name, const char** value) override {
-      if (std::string_view(name) == "nbsp")
-        *value = "\xC2\xA0";
+      if (std::string_view(name) == "nbsp") *value = "\xC2\xA0";
       return 0;
     }
   } sink;
@@ -297,13 +300,20 @@ TEST(XmlScannerTest, ConfigKeysReadBackAndFallThroughToTheCore) {
     const char* expected;
   };
   const Row defaults[] = {
-      {"IgnoreBadAttributePrefixes", "False"}, {"IgnoreBadElementPrefixes", "False"},
-      {"AllowMoreThanOneRoot", "True"},        {"AllowTextOutsideRoot", "True"},
-      {"IncludeUnknownPrefixes", "True"},      {"KeepOriginalText", "1"},
-      {"CacheContent", "1"},                   {"HTMLComments", "0"},
-      {"UseEncoding", "ASCII"},                {"PreserveWhitespace", "False"},
-      {"ErrorOnEmptyAttr", "False"},           {"AllowLeadingDigit", "False"},
-      {"AddSGMLTag", ""},                      {"CodePage", "0"},
+      {"IgnoreBadAttributePrefixes", "False"},
+      {"IgnoreBadElementPrefixes", "False"},
+      {"AllowMoreThanOneRoot", "True"},
+      {"AllowTextOutsideRoot", "True"},
+      {"IncludeUnknownPrefixes", "True"},
+      {"KeepOriginalText", "1"},
+      {"CacheContent", "1"},
+      {"HTMLComments", "0"},
+      {"UseEncoding", "ASCII"},
+      {"PreserveWhitespace", "False"},
+      {"ErrorOnEmptyAttr", "False"},
+      {"AllowLeadingDigit", "False"},
+      {"AddSGMLTag", ""},
+      {"CodePage", "0"},
   };
   for (const Row& row : defaults) {
     ASSERT_EQ(parser.ConfigText(row.get, &result), 0) << row.get;
@@ -321,8 +331,8 @@ TEST(XmlScannerTest, ConfigKeysReadBackAndFallThroughToTheCore) {
       {"AddSGMLTag=li", "AddSGMLTag"},
       {"AddSGMLTag=p", "AddSGMLTag"},
   };
-  const char* after[] = {"True", "False", "0", "1", "UTF-16BE", "ASCII", "1252",
-                         " p ", " p li ", " p li "};
+  const char* after[] = {"True",  "False", "0",   "1",      "UTF-16BE",
+                         "ASCII", "1252",  " p ", " p li ", " p li "};
   for (size_t i = 0; i < std::size(sets); ++i) {
     ASSERT_EQ(parser.ConfigText(sets[i].get, nullptr), 0) << sets[i].get;
     ASSERT_EQ(parser.ConfigText(sets[i].expected, &result), 0);
@@ -364,8 +374,7 @@ TEST(XmlScannerTest, SplittingTheInputOrAddingAListenerChangesNothing) {
       XmlParser parser;
       parser.PrepareForDocument();
       int rc = parser.impl.Feed(text.substr(0, split));
-      if (rc == 0)
-        rc = parser.impl.Feed(text.substr(split));
+      if (rc == 0) rc = parser.impl.Feed(text.substr(split));
       EXPECT_EQ(rc, wholeRc) << document << " split at " << split;
       EXPECT_EQ(DumpTree(parser, true), wholeTree) << document << " split at " << split;
       EXPECT_EQ(parser.OriginalText(), wholeKept) << document << " split at " << split;
@@ -384,8 +393,7 @@ TEST(XmlScannerTest, OutOfMemoryAtAnyAllocationGivesCode200) {
     const int rc = parser.Parse(document);
     SetAllocationFailureAfter(-1);
     ASSERT_TRUE(rc == 0 || rc == errOutOfMemory) << rc << " after " << failAfter;
-    if (rc == 0)
-      break;
+    if (rc == 0) break;
     EXPECT_STREQ(parser.LastErrorText(), "Out of memory.");
     DumpTree(parser, true); // whatever was built stays readable
   }

@@ -10,7 +10,9 @@
 
 namespace quillon::test {
 
-inline std::string Str(std::string_view text) { return std::string(text); }
+inline std::string Str(std::string_view text) {
+  return std::string(text);
+}
 
 // Parses `text` with the owners' settings; `configs` are applied before the parse.
 inline int ParseOwned(XmlParser& parser, std::string_view text,
@@ -53,8 +55,7 @@ inline void DumpElement(XmlParser& parser, std::string& out, bool withKeptText) 
 }
 
 inline std::string DumpTree(XmlParser& parser, bool withKeptText = false) {
-  if (parser.SetXPath("/") != 0)
-    return "<no tree>";
+  if (parser.SetXPath("/") != 0) return "<no tree>";
   std::string out;
   DumpElement(parser, out, withKeptText);
   return out;
