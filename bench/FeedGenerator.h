@@ -12,25 +12,37 @@ inline void AppendEntry(std::string& out, int i) {
   const std::string n = std::to_string(i);
   out += "  <entry m:etag=\"W/&quot;datetime'2024-03-0" + std::to_string(i % 9 + 1) +
          "T10%3A15%3A00.123'&quot;\">\n"
-         "    <id>https://services.example.com/Catalog.svc/Products(" + n + ")</id>\n"
+         "    <id>https://services.example.com/Catalog.svc/Products(" +
+         n +
+         ")</id>\n"
          "    <category term=\"Catalog.Product\" "
          "scheme=\"http://schemas.microsoft.com/ado/2007/08/dataservices/scheme\" />\n"
-         "    <link rel=\"edit\" title=\"Product\" href=\"Products(" + n + ")\" />\n"
+         "    <link rel=\"edit\" title=\"Product\" href=\"Products(" +
+         n +
+         ")\" />\n"
          "    <link rel=\"http://schemas.microsoft.com/ado/2007/08/dataservices/related/Category\""
-         " type=\"application/atom+xml;type=entry\" title=\"Category\" href=\"Products(" + n +
+         " type=\"application/atom+xml;type=entry\" title=\"Category\" href=\"Products(" +
+         n +
          ")/Category\" />\n"
          "    <link rel=\"http://schemas.microsoft.com/ado/2007/08/dataservices/related/Supplier\""
-         " type=\"application/atom+xml;type=entry\" title=\"Supplier\" href=\"Products(" + n +
+         " type=\"application/atom+xml;type=entry\" title=\"Supplier\" href=\"Products(" +
+         n +
          ")/Supplier\" />\n"
-         "    <title type=\"text\">Product " + n + " &amp; accessories</title>\n"
+         "    <title type=\"text\">Product " +
+         n +
+         " &amp; accessories</title>\n"
          "    <summary type=\"text\">Low fat milk in a one litre carton, kept cool &lt;8 C&gt;"
          "</summary>\n"
          "    <updated>2024-03-01T10:15:00Z</updated>\n"
          "    <author>\n      <name />\n    </author>\n"
          "    <content type=\"application/xml\">\n"
          "      <m:properties>\n"
-         "        <d:ID m:type=\"Edm.Int32\">" + n + "</d:ID>\n"
-         "        <d:Name>Milk " + n + "</d:Name>\n"
+         "        <d:ID m:type=\"Edm.Int32\">" +
+         n +
+         "</d:ID>\n"
+         "        <d:Name>Milk " +
+         n +
+         "</d:Name>\n"
          "        <d:Description>Low fat milk in a one litre carton</d:Description>\n"
          "        <d:ReleaseDate m:type=\"Edm.DateTime\">1995-10-01T00:00:00</d:ReleaseDate>\n"
          "        <d:DiscontinuedDate m:type=\"Edm.DateTime\" m:null=\"true\" />\n"
@@ -63,7 +75,9 @@ inline std::string FeedHead() {
          "  <link rel=\"self\" title=\"Products\" href=\"Products\" />\n";
 }
 
-inline std::string FeedTail() { return "</feed>\n"; }
+inline std::string FeedTail() {
+  return "</feed>\n";
+}
 
 inline std::string MakeFeed(int entries) {
   std::string out = FeedHead();
@@ -76,8 +90,7 @@ inline std::string MakeFeed(int entries) {
 // Writes a feed of `entries` to `path` without holding it in memory; its size, or -1.
 inline long long WriteFeedFile(const std::string& path, int entries) {
   FILE* file = std::fopen(path.c_str(), "wb");
-  if (!file)
-    return -1;
+  if (!file) return -1;
   long long size = 0;
   std::string block = FeedHead();
   for (int i = 1; i <= entries + 1; ++i) {

@@ -63,6 +63,14 @@ int BufStrBase::Resize(int newLength, const char* source) {
   return errNone;
 }
 
+void BufStrBase::ShrinkToFit() {
+  if (!heap || capacity == length) return;
+  if (char* block = static_cast<char*>(MemRealloc(heap, static_cast<size_t>(length) + 1))) {
+    heap = block;
+    capacity = length;
+  }
+}
+
 int BufStrBase::Assign(const char* text) {
   if (!text) return Resize(0, nullptr);
   return Resize(static_cast<int>(std::strlen(text)), text);

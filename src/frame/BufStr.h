@@ -47,6 +47,9 @@ public:
   int AppendDecimal(int64_t value);
   // Frees the heap block and returns to the empty inline state.
   void Clear();
+  // Gives back the heap block's room beyond the length, for a text that is kept long after it
+  // was built. Keeps the block as it is when a smaller one can't be had.
+  void ShrinkToFit();
   // Removes `count` bytes from the front; below 1 nothing, beyond the length everything.
   void DropFront(int count);
   // First position at or after `start` of `needle`, case-sensitive. Negative `start` gives -1;

@@ -148,6 +148,10 @@ int EntryRecord::Capture(XmlParser& parser) {
     rc = rc ? rc : namespaces.AppendChar('"');
   }
   rc = rc ? rc : AssignAttribute(entryETag, parser, "etag");
+  // A feed's entries stay as text for as long as the feed does; they hold no spare room.
+  rawXml.ShrinkToFit();
+  namespaces.ShrinkToFit();
+  entryETag.ShrinkToFit();
   codePage = parser.impl.codePage;
   charsetMode = parser.impl.charsetMode ? 1 : 0;
   if (rc != errNone) Clear();
@@ -174,8 +178,7 @@ int EntryRecord::SetRawXml(std::string_view text, bool alsoLinks) {
 
 void EntryRecord::PrepareParser(XmlParser& parser) const {
   parser.ResetCore();
-  parser.charsetMode = charsetMode;
-  parser.PrepareForDocument();
+  parser.PrepareForDocument(charsetMode);
   parser.impl.KeepOriginalText = 1;
   parser.impl.codePage = codePage;
 }

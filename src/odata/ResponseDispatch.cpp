@@ -31,8 +31,7 @@ int QuillonCore::ParserFailure(int code) {
 int QuillonCore::BeginResponse() {
   if (inResponseRead) return Fail(errBusy, "Busy performing current action.");
   parser.ResetCore();
-  parser.charsetMode = charsetMode;
-  parser.PrepareForDocument();
+  parser.PrepareForDocument(charsetMode);
   parser.impl.KeepOriginalText = 1;
   parser.impl.codePage = codePage;
   return errNone;

@@ -58,6 +58,25 @@ TEST(BufStr, ShrinkingToTheLimitMovesTheTextBackInline) {
   EXPECT_STREQ(small.c_str(), "");
 }
 
+TEST(BufStr, ShrinkToFitGivesBackTheSpareRoomOnly) {
+  BufStr20 text;
+  text.ShrinkToFit(); // inline: nothing to give back
+  EXPECT_EQ(text.Capacity(), 20);
+  const std::string long40(40, 'y');
+  ASSERT_EQ(text.Assign(long40), 0);
+  ASSERT_EQ(text.Capacity(), 60);
+  text.ShrinkToFit();
+  EXPECT_EQ(text.Capacity(), 40);
+  EXPECT_EQ(text.View(), long40);
+  ASSERT_EQ(text.AppendChar('z'), 0); // and it grows again from there
+  EXPECT_EQ(text.View(), long40 + "z");
+  SetAllocationFailureAfter(0);
+  ASSERT_EQ(text.Assign(long40), 0); // fits the block, so no allocation
+  text.ShrinkToFit();                // the smaller block can't be had: the old one stays
+  SetAllocationFailureAfter(-1);
+  EXPECT_EQ(text.View(), long40);
+}
+
 TEST(BufStr, MidAndDropFrontMoveTextWithinTheSameBuffer) {
   for (int length : {30, 250}) { // inline and heap
     std::string source;
