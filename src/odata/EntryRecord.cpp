@@ -42,6 +42,28 @@ int AssignAttribute(BufStrBase& field, const XmlParser& parser, std::string_view
   const char* value = parser.AttributeByName(name);
   return field.Assign(value ? value : "");
 }
+// A leaf at the cursor of `parser`, named `name` at `path`.
+int ReadLeaf(EntryProperty& property, const XmlParser& parser, const BufStrBase& name,
+             const BufStrBase& path) {
+  int rc = property.name.Assign(name);
+  rc = rc ? rc : property.path.Assign(path);
+  rc = rc ? rc : AssignAttribute(property.type, parser, "type");
+  const char* null = parser.AttributeByName("null");
+  if (rc == errNone && null && std::string_view(null) == "true") {
+    property.isNull = 1;
+  } else if (rc == errNone) {
+    rc = property.value.Assign(parser.XText());
+    property.isNull = property.value.IsEmpty() ? 1 : 0;
+  }
+  for (int a = 0; rc == errNone && a < parser.AttrCount(); ++a) {
+    if (a > 0) rc = property.attributes.AppendChar(' ');
+    rc = rc ? rc : property.attributes.Append(parser.AttrLocalName(a));
+    rc = rc ? rc : property.attributes.AppendText("=\"");
+    rc = rc ? rc : property.attributes.Append(parser.AttrValue(a));
+    rc = rc ? rc : property.attributes.AppendChar('"');
+  }
+  return rc;
+}
 } // namespace
 
 int EntryProperty::CopyTo(EntryProperty& destination) const {
@@ -307,25 +329,11 @@ int EntryRecord::ReadProperties(BufStrBase& namePrefix, BufStrBase& path) {
       rc = rc ? rc : ReadProperties(namePrefix, path);
       rc = rc ? rc : parser.SetXPath("..");
     } else if (rc == errNone) {
-      EntryProperty property;
-      rc = property.name.Assign(namePrefix);
-      rc = rc ? rc : property.path.Assign(path);
-      rc = rc ? rc : AssignAttribute(property.type, parser, "type");
-      const char* null = parser.AttributeByName("null");
-      if (rc == errNone && null && std::string_view(null) == "true") {
-        property.isNull = 1;
-      } else if (rc == errNone) {
-        rc = property.value.Assign(parser.XText());
-        property.isNull = property.value.IsEmpty() ? 1 : 0;
-      }
-      for (int a = 0; rc == errNone && a < parser.AttrCount(); ++a) {
-        if (a > 0) rc = property.attributes.AppendChar(' ');
-        rc = rc ? rc : property.attributes.Append(parser.AttrLocalName(a));
-        rc = rc ? rc : property.attributes.AppendText("=\"");
-        rc = rc ? rc : property.attributes.Append(parser.AttrValue(a));
-        rc = rc ? rc : property.attributes.AppendChar('"');
-      }
-      rc = rc ? rc : lists->properties.Append(property);
+      PtrList<EntryProperty>& properties = lists->properties;
+      const int at = properties.Count();
+      EntryProperty* property = properties.Resize(at + 1) == errNone ? properties.At(at) : nullptr;
+      rc = property ? ReadLeaf(*property, parser, namePrefix, path) : errOutOfMemory;
+      if (rc != errNone) properties.Resize(at);
       rc = rc ? rc : parser.SetXPath("..");
     }
     namePrefix.Resize(nameBase, nullptr);
