@@ -6,6 +6,7 @@
 #include "frame/Text.h"
 #include "http/HttpClient.h"
 #include "odata/EntryRecord.h"
+#include "odata/SchemaNameIndex.h"
 #include "odata/SchemaRecords.h"
 #include "xml/XmlParser.h"
 
@@ -106,6 +107,10 @@ public:
   PtrList<SchemaEntityType> entityTypes;   // from every Schema, in document order
   PtrList<SchemaComplexType> complexTypes; // likewise
   PtrList<SchemaAssociation> associations; // likewise
+  // Qualified names of the three lists that are looked up by them; built by ReadSchema.
+  SchemaNameIndex entityTypeNames;
+  SchemaNameIndex complexTypeNames;
+  SchemaNameIndex associationNames;
 
   // Cursors
   int32_t entryIndex = 0;

@@ -25,7 +25,8 @@ SchemaEntitySet* QuillonCore::CurrentEntitySet() {
 
 SchemaEntityType* QuillonCore::CurrentEntityType() {
   const SchemaEntitySet* set = CurrentEntitySet();
-  return set ? entityTypes.Peek(FindQualified(entityTypes, set->entityType.View())) : nullptr;
+  return set ? entityTypes.Peek(entityTypeNames.Find(entityTypes, set->entityType.View()))
+             : nullptr;
 }
 
 SchemaProperty* QuillonCore::CurrentProperty() {
@@ -53,7 +54,7 @@ int QuillonCore::SelectSchemaEntity(int index) {
   // The type is looked up again for every event, since a handler may move the cursor or replace
   // the lists; the events then stop or go on with what stands.
   const SchemaEntitySet* set = CurrentEntitySet();
-  const int typeIndex = set ? FindQualified(entityTypes, set->entityType.View()) : -1;
+  const int typeIndex = set ? entityTypeNames.Find(entityTypes, set->entityType.View()) : -1;
   for (int i = 0;; ++i) {
     const SchemaEntityType* type = entityTypes.Peek(typeIndex);
     const SchemaProperty* property = type ? type->properties.Peek(i) : nullptr;
@@ -71,7 +72,7 @@ void QuillonCore::SelectSchemaProperty(int index) {
     return;
   }
   schemaPropertyIndex = index;
-  schemaTypeIndex = FindQualified(complexTypes, type->properties.Peek(index)->type.View());
+  schemaTypeIndex = complexTypeNames.Find(complexTypes, type->properties.Peek(index)->type.View());
   schemaTypeFieldIndex = 0;
 }
 

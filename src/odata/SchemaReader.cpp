@@ -27,6 +27,9 @@ void QuillonCore::ClearSchema() {
   entityTypes.Clear();
   complexTypes.Clear();
   associations.Clear();
+  entityTypeNames.Clear();
+  complexTypeNames.Clear();
+  associationNames.Clear();
   schemaEntityIndex = schemaPropertyIndex = schemaTypeFieldIndex = 0;
   schemaAssociationIndex = schemaTypeIndex = 0;
 }
@@ -45,6 +48,10 @@ int QuillonCore::ReadSchema() {
     }
     if (rc == errNone) rc = ReadSchemaChildren();
   }
+  // Lookups by qualified name go through the indexes from here on.
+  entityTypeNames.Build(entityTypes);
+  complexTypeNames.Build(complexTypes);
+  associationNames.Build(associations);
   if (rc == errNone) rc = ResolveNavigation();
   if (rc == errOutOfMemory) return DescribeError(rc);
   return rc != errNone ? rc : SetSchemaEntityIndex(0);
@@ -97,7 +104,7 @@ int QuillonCore::ResolveNavigation() {
     for (int i = 0; type && i < type->navigation.Count(); ++i) {
       SchemaNavigation& link = *type->navigation.Peek(i);
       const SchemaAssociation* association =
-          associations.Peek(FindQualified(associations, link.relationshipFull.View()));
+          associations.Peek(associationNames.Find(associations, link.relationshipFull.View()));
       if (!association)
         return FailNamed(errSchema, "Cannot find relationship: ", link.relationshipFull.View());
       int rc = link.description.Assign(association->description);

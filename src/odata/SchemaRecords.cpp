@@ -62,6 +62,8 @@ bool IsQualifiedName(const SchemaItem& item, std::string_view text) {
 int SchemaItem::ReadItem(std::string_view ownerNamespace, XmlParser& parser) {
   int rc = owner.Assign(ownerNamespace);
   if (rc == errNone) rc = name.Assign(SchemaAttribute(parser, "Name"));
+  // Most elements are leaves, and a leaf has no documentation to walk to.
+  if (rc != errNone || parser.XChildrenCount() == 0) return rc;
   SchemaPlace place(parser);
   if (rc == errNone) rc = place.Remember();
   if (rc == errNone) rc = ReadTextAt(place, "Documentation/Summary", parser, summary);

@@ -237,6 +237,33 @@ TEST_F(XmlPathTest, SiblingStepsAndIndexedWalksAgree) {
   EXPECT_EQ(parser.CursorOffset(), byIndex[998]);
 }
 
+TEST_F(XmlPathTest, RememberedNameStepsFindWhatAFreshSearchFinds) {
+  // Children that count for "a" by local name and by prefix, others between them, one that a
+  // namespace-spelled name takes at once, and nested "a" lists walked in between.
+  const std::string document = "<r xmlns:p='urn:p'><b/><a i='1'/><p:a i='2'/><c/><a i='3'>"
+                               "<a i='3.1'/><a i='3.2'/></a><b/><a i='4'/><p:a i='5'/><a i='6'/>"
+                               "</r>";
+  ASSERT_EQ(ParseOwned(parser, document), 0);
+  XmlParser fresh;
+  const auto found = [](XmlParser& p, const std::string& path) {
+    return p.SetXPath(path) == 0 ? Str(p.AttributeByName("i") ? p.AttributeByName("i") : "-")
+                                 : "<none>";
+  };
+  const char* const walks[] = {"/r/a[1]",  "/r/a[2]",   "/r/a[3]/a[2]", "/r/a[3]",
+                               "/r/b[2]",  "/r/a[5]",   "/r/p:a[2]",    "/r/a[3]/a[1]",
+                               "/r/a[6]",  "/r/a[7]",   "/r/a[4]",      "/r/urn:pa[1]",
+                               "/r/a[2]",  "/r/p:a[1]", "/r/a[0]",      "/r/a[3]/a[3]",
+                               "/r/a[6]"};
+  for (const char* path : walks) {
+    ASSERT_EQ(ParseOwned(fresh, document), 0);
+    EXPECT_EQ(found(parser, path), found(fresh, path)) << path;
+  }
+  // A new document forgets the steps of the old one.
+  ASSERT_EQ(found(parser, "/r/a[6]"), "6");
+  ASSERT_EQ(ParseOwned(parser, "<r><a i='x'/><a i='y'/></r>"), 0);
+  EXPECT_EQ(found(parser, "/r/a[2]"), "y");
+}
+
 TEST_F(XmlPathTest, WithoutElementsEveryPathFails) {
   XmlParser empty;
   EXPECT_EQ(empty.SetXPath("/"), errNoTree);
