@@ -1,6 +1,7 @@
 // The tree cursor: the path dialect with its codes, what a failing walk keeps, the path text
 // that leads back, HasXPath and TextAt, the kept text of an element, and the child accessors.
 #include "frame/Errors.h"
+#include "frame/Memory.h"
 #include "xml/XmlErrors.h"
 #include "xml/XmlParser.h"
 #include "XmlTestSupport.h"
@@ -262,6 +263,33 @@ TEST_F(XmlPathTest, RememberedNameStepsFindWhatAFreshSearchFinds) {
   ASSERT_EQ(found(parser, "/r/a[6]"), "6");
   ASSERT_EQ(ParseOwned(parser, "<r><a i='x'/><a i='y'/></r>"), 0);
   EXPECT_EQ(found(parser, "/r/a[2]"), "y");
+}
+
+TEST_F(XmlPathTest, APathTextThatCannotGrowFailsTheWalk) {
+  // Each of the first allocations of the walk fails in turn: the walk then fails with 200, or
+  // succeeds with a path text that leads back.
+  const std::string prefix(120, 'p');
+  const std::string document =
+      "<" + prefix + ":r xmlns:" + prefix + "='urn:x'><" + prefix + ":a/></" + prefix + ":r>";
+  for (const char* path : {"/r/[1]", "/r/a"}) {
+    const std::string expected = "/" + prefix + ":r/" + (path[3] == 'a' ? prefix + ":a" : "[1]");
+    int failures = 0;
+    for (long after = 0; after < 6; ++after) {
+      XmlParser fresh;
+      ASSERT_EQ(ParseOwned(fresh, document), 0);
+      SetAllocationFailureAfter(after);
+      const int rc = fresh.SetXPath(path);
+      SetAllocationFailureAfter(-1);
+      if (rc == 0) {
+        EXPECT_EQ(Str(fresh.XPath()), expected) << path << " " << after;
+        continue;
+      }
+      ++failures;
+      EXPECT_EQ(rc, errOutOfMemory) << path;
+      EXPECT_STREQ(fresh.LastErrorText(), "Out of memory.") << path;
+    }
+    EXPECT_GT(failures, 0) << path;
+  }
 }
 
 TEST_F(XmlPathTest, WithoutElementsEveryPathFails) {
