@@ -5,6 +5,7 @@
 
 #include <cstdio>
 #include <cstdlib>
+#include <cstring>
 #include <string>
 
 namespace quillon::cli {
@@ -60,9 +61,11 @@ void PrintDocumentation(Quillon& component, const std::string& prefix, const cha
   if (!description.empty()) std::printf("%sDescription: %s\n", indent, description.c_str());
 }
 
-// One property or type field: name, type, nullability, and "complex" for a complex type.
+// One property or type field: name, type, nullability, and "complex" for a complex type. The
+// name column ends at the same place whatever the indent.
 void PrintField(Quillon& component, const std::string& prefix, const char* indent) {
-  std::printf("%s%-24s %-28s %s%s\n", indent, Get(component, prefix + "Name").c_str(),
+  const int nameWidth = 28 - static_cast<int>(std::strlen(indent));
+  std::printf("%s%-*s %-28s %s%s\n", indent, nameWidth, Get(component, prefix + "Name").c_str(),
               Get(component, prefix + "Type").c_str(),
               GetFlag(component, prefix + "Nullable") ? "nullable" : "not null",
               GetFlag(component, prefix + "IsComplexType") ? "  complex" : "");
@@ -79,7 +82,7 @@ void PrintProperties(Quillon& component) {
     const int fields = GetNumber(component, "SchemaTypeFieldCount");
     for (int f = 0; f < fields; ++f) {
       Select(component, "SchemaTypeFieldIndex", f);
-      PrintField(component, "SchemaTypeField", "      . ");
+      PrintField(component, "SchemaTypeField", "      ");
     }
   }
 }
