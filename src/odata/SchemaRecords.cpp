@@ -65,7 +65,7 @@ int SchemaItem::ReadItem(std::string_view ownerNamespace, XmlParser& parser) {
   // Most elements are leaves, and a leaf has no documentation to walk to.
   if (rc != errNone || parser.XChildrenCount() == 0) return rc;
   SchemaPlace place(parser);
-  if (rc == errNone) rc = place.Remember();
+  rc = place.Remember();
   if (rc == errNone) rc = ReadTextAt(place, "Documentation/Summary", parser, summary);
   if (rc == errNone) rc = ReadTextAt(place, "Documentation/LongDescription", parser, description);
   return rc != errNone ? rc : place.Back();
@@ -154,7 +154,6 @@ int SchemaNavigation::Read(std::string_view ownerNamespace, XmlParser& parser) {
   if (rc == errNone) rc = relationship.Assign(StripNamespace(relationshipFull.View()));
   if (rc == errNone) rc = fromRole.Assign(SchemaAttribute(parser, "FromRole"));
   if (rc == errNone) rc = toRole.Assign(SchemaAttribute(parser, "ToRole"));
-  onDelete = daNone;
   return rc;
 }
 

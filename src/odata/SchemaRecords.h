@@ -124,8 +124,8 @@ struct SchemaAssociation : SchemaItem {
   int Read(std::string_view ownerNamespace, XmlParser& parser);
 };
 
-// Reads a new record from the cursor element onto the end of `list`. On failure the list is as
-// it was and the code is returned.
+// Reads a new record from the cursor element onto the end of `list`: 0, or the code of the
+// failure, with the new record dropped again.
 template <class T> int ReadInto(PtrList<T>& list, std::string_view owner, XmlParser& parser) {
   const int count = list.Count();
   if (int rc = list.Resize(count + 1); rc != errNone) return rc;
