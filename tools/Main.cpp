@@ -162,6 +162,8 @@ int main(int argc, char** argv) {
     if (rc != 0) break;
   }
   if (rc == 0 && options.method) rc = options.method->run(component, options.arguments);
+  // The report moves the cursors, and the events that raises are not part of the outcome.
+  component.SetEventHandler(nullptr);
 
   if (options.json) {
     JsonWriter json;

@@ -21,6 +21,12 @@ const std::vector<MethodEntry>& Methods() {
        [](Quillon& q, const std::vector<std::string>& a) {
          return q.CustomRequest(Arg(a, 0), Arg(a, 1), Arg(a, 2));
        }},
+      {"SetSchemaEntity", "NAME", 1, 1,
+       [](Quillon& q, const std::vector<std::string>& a) { return q.SetSchemaEntity(a[0]); }},
+      {"SetSchemaProperty", "NAME", 1, 1,
+       [](Quillon& q, const std::vector<std::string>& a) { return q.SetSchemaProperty(a[0]); }},
+      {"SetSchemaType", "NAME", 1, 1,
+       [](Quillon& q, const std::vector<std::string>& a) { return q.SetSchemaType(a[0]); }},
   };
   return methods;
 }
