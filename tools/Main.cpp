@@ -185,6 +185,8 @@ int main(int argc, char** argv) {
     if (const std::optional<std::string>& text = MethodText(); text)
       values.emplace_back(options.method->name, *text);
   }
+  // The report moves the cursors, and the events that raises are not part of the outcome.
+  component.SetEventHandler(nullptr);
 
   if (options.json) {
     JsonWriter json;

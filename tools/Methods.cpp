@@ -43,6 +43,12 @@ const std::vector<MethodEntry>& Methods() {
          MethodText() = q.HasXPath(Arg(a, 0)) ? "true" : "false";
          return 0;
        }},
+      {"SetSchemaEntity", "NAME", 1, 1,
+       [](Quillon& q, const std::vector<std::string>& a) { return q.SetSchemaEntity(a[0]); }},
+      {"SetSchemaProperty", "NAME", 1, 1,
+       [](Quillon& q, const std::vector<std::string>& a) { return q.SetSchemaProperty(a[0]); }},
+      {"SetSchemaType", "NAME", 1, 1,
+       [](Quillon& q, const std::vector<std::string>& a) { return q.SetSchemaType(a[0]); }},
   };
   return methods;
 }

@@ -53,6 +53,12 @@ public:
   int QueryService();
   int GetSchema();
   int CustomRequest(std::string_view httpMethod, std::string_view url, std::string_view postData);
+  // Select in the schema of the latest EDMX document by short name, ignoring case: an entity set
+  // (which raises Property for each of its properties), a property of the current entity set's
+  // type, or a complex type. A name that is not there gives 432 and moves nothing.
+  int SetSchemaEntity(std::string_view name);
+  int SetSchemaProperty(std::string_view name);
+  int SetSchemaType(std::string_view name);
 
   // Clears the results of the latest response (entries, channel, schema, the response document)
   // and the entry being put together; the request settings stay. 0, or 143 during an action.

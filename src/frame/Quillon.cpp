@@ -159,6 +159,24 @@ int Quillon::CustomRequest(std::string_view httpMethod, std::string_view url,
   return impl->Result(impl->core.CustomRequest(method.Data(), target.Data(), body.Data()));
 }
 
+int Quillon::SetSchemaEntity(std::string_view name) {
+  BufStr text;
+  if (int rc = impl->ToEngine(text, name); rc != errNone) return impl->Result(rc);
+  return impl->Result(impl->core.SetSchemaEntity(text.View()));
+}
+
+int Quillon::SetSchemaProperty(std::string_view name) {
+  BufStr text;
+  if (int rc = impl->ToEngine(text, name); rc != errNone) return impl->Result(rc);
+  return impl->Result(impl->core.SetSchemaProperty(text.View()));
+}
+
+int Quillon::SetSchemaType(std::string_view name) {
+  BufStr text;
+  if (int rc = impl->ToEngine(text, name); rc != errNone) return impl->Result(rc);
+  return impl->Result(impl->core.SetSchemaType(text.View()));
+}
+
 int Quillon::Reset() {
   return impl->Result(impl->core.Reset());
 }

@@ -6,6 +6,7 @@
 #include "frame/Text.h"
 #include "http/HttpClient.h"
 #include "odata/EntryRecord.h"
+#include "odata/SchemaNameIndex.h"
 #include "odata/SchemaRecords.h"
 #include "xml/XmlParser.h"
 
@@ -80,8 +81,40 @@ public:
   // Schema reader and schema cursor
   // Empties the four schema lists and puts the five schema cursors back to 0.
   void ClearSchema();
-  // Reads the EDMX document in `parser` into the schema lists.
+  // Reads the EDMX document in `parser` into the schema lists, raising Entity for each entity
+  // set, resolves every navigation property against its association (903 when one does not
+  // resolve) and selects entity set 0 (432 when there is none).
   int ReadSchema();
+  // Select by short name, ignoring case: 0, or 432 with the name in lastError and every cursor
+  // left as it was. SetSchemaType also puts the field cursor on 0, which fails with 432 for a
+  // complex type without fields.
+  int SetSchemaEntity(std::string_view name);
+  int SetSchemaProperty(std::string_view name);
+  int SetSchemaType(std::string_view name);
+  // The index setters: 0, or 432 for an index outside the list, which leaves the cursor alone.
+  int SetSchemaEntityIndex(int index);
+  int SetSchemaPropertyIndex(int index);
+  int SetSchemaAssociationIndex(int index);
+  int SetSchemaTypeFieldIndex(int index);
+  // Makes entity set `index` current with property 0 and association 0, and raises Property for
+  // each property of its entity type.
+  int SelectSchemaEntity(int index);
+  // Makes property `index` current (0 when outside), and the complex type it names with field 0.
+  void SelectSchemaProperty(int index);
+  // The current records, derived from the cursors at each call; null when there is none.
+  SchemaEntitySet* CurrentEntitySet();
+  SchemaEntityType* CurrentEntityType();
+  SchemaProperty* CurrentProperty();
+  SchemaNavigation* CurrentNavigation();
+  SchemaComplexType* CurrentComplexType();
+  SchemaProperty* CurrentTypeField();
+  // Steps of ReadSchema: the children of the Schema element under the cursor; the entity sets of
+  // the EntityContainer under the cursor; the second pass over the navigation properties.
+  int ReadSchemaChildren();
+  int ReadEntitySets(std::string_view owner);
+  int ResolveNavigation();
+  // Stores `text`, `name` and "." as the last error and returns `code`.
+  int FailNamed(int code, const char* text, std::string_view name);
 
   // Events to the host
   virtual void FireEntry(const char* id, const char* title, const char* summary, const char* etag);
@@ -136,6 +169,14 @@ public:
   int32_t ChannelTitleTextType = 0;
 
   // Schema
+  PtrList<SchemaEntitySet> entitySets;     // from every EntityContainer, in document order
+  PtrList<SchemaEntityType> entityTypes;   // from every Schema, in document order
+  PtrList<SchemaComplexType> complexTypes; // likewise
+  PtrList<SchemaAssociation> associations; // likewise
+  // Qualified names of the three lists that are looked up by them; built by ReadSchema.
+  SchemaNameIndex entityTypeNames;
+  SchemaNameIndex complexTypeNames;
+  SchemaNameIndex associationNames;
 
   // Cursors
   int32_t entryIndex = 0;

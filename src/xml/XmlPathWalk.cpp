@@ -30,12 +30,27 @@ int LeadingNumber(std::string_view text, size_t* used = nullptr) {
 
 } // namespace
 
-void xmlpimpl::AppendIndexToPath(int index) {
+int xmlpimpl::AppendIndexToPath(int index) {
   BufStrBase& xpath = work->xpathText;
-  if (xpath.Length() > 1) xpath.AppendChar('/');
-  xpath.AppendChar('[');
-  xpath.AppendDecimal(index);
-  xpath.AppendChar(']');
+  int rc = xpath.Length() > 1 ? xpath.AppendChar('/') : errNone;
+  if (rc == errNone) rc = xpath.AppendChar('[');
+  if (rc == errNone) rc = xpath.AppendDecimal(index);
+  if (rc == errNone) rc = xpath.AppendChar(']');
+  return rc;
+}
+
+// The qualified name of the cursor element, composed here rather than in the tree's scratch
+// string so that a failure to grow is seen.
+int xmlpimpl::AppendCursorNameToPath() {
+  BufStrBase& xpath = work->xpathText;
+  const uint32_t element = tree.Cursor();
+  const std::string_view prefix = tree.PrefixOf(element);
+  int rc = errNone;
+  if (!prefix.empty()) {
+    rc = xpath.Append(prefix);
+    if (rc == errNone) rc = xpath.AppendChar(':');
+  }
+  return rc == errNone ? xpath.Append(tree.LocalName(element)) : rc;
 }
 
 int xmlpimpl::RestoreXPath(uint32_t cursor, std::string_view xpath) {
@@ -107,14 +122,14 @@ int xmlpimpl::WalkNameStep(std::string_view step) {
   if (int rc = tree.FindChild(name, index, attribute, hasValue ? &value : nullptr); rc != errNone)
     return SetErrorByCode(rc);
   BufStrBase& xpath = work->xpathText;
-  if (xpath.Length() > 1) xpath.AppendChar('/');
-  xpath.Append(tree.QualifiedName());
-  if (attribute.empty() && index > 1) {
-    xpath.AppendChar('[');
-    xpath.AppendDecimal(index);
-    xpath.AppendChar(']');
+  int rc = xpath.Length() > 1 ? xpath.AppendChar('/') : errNone;
+  if (rc == errNone) rc = AppendCursorNameToPath();
+  if (rc == errNone && attribute.empty() && index > 1) {
+    rc = xpath.AppendChar('[');
+    if (rc == errNone) rc = xpath.AppendDecimal(index);
+    if (rc == errNone) rc = xpath.AppendChar(']');
   }
-  return errNone;
+  return rc == errNone ? errNone : SetErrorByCode(rc);
 }
 
 int xmlpimpl::XPathWalk(std::string_view path, bool top) {
@@ -149,7 +164,7 @@ int xmlpimpl::XPathWalk(std::string_view path, bool top) {
         const size_t next = last ? p.size() : stepEnd;
         if (int rc = WalkFirstStep(p.substr(pos + 1, next - pos - 1), last); rc != errNone)
           return rc;
-        w.xpathText.Append(tree.QualifiedName());
+        if (AppendCursorNameToPath() != errNone) return SetErrorByCode(errOutOfMemory);
         pos = next;
       }
       top = false;
@@ -180,7 +195,7 @@ int xmlpimpl::XPathWalk(std::string_view path, bool top) {
         index = LeadingNumber(text);
       }
       if (int rc = tree.NthChild(index); rc != errNone) return SetErrorByCode(rc);
-      AppendIndexToPath(index);
+      if (AppendIndexToPath(index) != errNone) return SetErrorByCode(errOutOfMemory);
       pos = close == std::string_view::npos ? p.size() : close + 1;
       continue;
     }

@@ -47,6 +47,8 @@ void XmlTree::Reset() {
     tables->stepParent = 0;
     tables->stepIndex = 0;
     tables->stepChild = 0;
+    std::memset(tables->nameSteps, 0, sizeof tables->nameSteps);
+    tables->nameStepClock = 0;
   }
   arena.Release();
   cursor = 0;
@@ -362,15 +364,53 @@ bool XmlTree::ChildCounts(uint32_t child, std::string_view name) const {
          name.starts_with(prefix) && name[prefix.size()] == ':' && name.ends_with(local);
 }
 
+XmlTree::NameStep* XmlTree::FindNameStep(uint32_t parent, std::string_view name) {
+  for (NameStep& step : tables->nameSteps)
+    if (step.parent == parent && name == std::string_view(step.name, step.nameLength))
+      return &step;
+  return nullptr;
+}
+
+void XmlTree::RememberNameStep(uint32_t parent, std::string_view name, int index, int position,
+                               uint32_t child) {
+  if (name.size() > sizeof NameStep::name)
+    return;
+  NameStep* step = FindNameStep(parent, name);
+  if (!step) {
+    step = &tables->nameSteps[0];
+    for (NameStep& other : tables->nameSteps)
+      if (other.lastUse < step->lastUse)
+        step = &other;
+    step->parent = parent;
+    step->nameLength = static_cast<uint8_t>(name.size());
+    std::memcpy(step->name, name.data(), name.size());
+  }
+  step->child = child;
+  step->index = index;
+  step->position = position;
+  step->lastUse = ++tables->nameStepClock;
+}
+
 // A child whose namespace and local name spell `name` is taken at once. Otherwise a child
 // counts when `name` is its local name or its prefix, ':' and local name as written; without
 // an attribute test the index-th such child is taken, with one the first that carries it.
+// A search by index goes on from a remembered step of the same name under the same parent: the
+// children before that step held no match by namespace, and index - 1 that counted.
 int XmlTree::FindChild(std::string_view name, int index, std::string_view attribute,
                        const std::string_view* value) {
   if (!cursor) cursor = root;
   const int count = ChildCount();
   uint32_t child = count > 0 ? FirstChildOf(cursor) : 0;
-  for (int i = 0; child && i < count; ++i, child = NextSiblingOf(child)) {
+  int i = 0;
+  const int wanted = index;
+  NameStep* step = attribute.empty() && tables ? FindNameStep(cursor, name) : nullptr;
+  if (step && step->index <= index && step->position < count && IsElement(step->child)) {
+    child = step->child;
+    i = step->position;
+    index -= step->index - 1;
+    step->lastUse = ++tables->nameStepClock;
+  }
+  for (; child && i < count; ++i, child = NextSiblingOf(child)) {
     const std::string_view uri = NamespaceOf(child);
     if (!uri.empty() && name.size() > uri.size() && name.starts_with(uri) &&
         name.substr(uri.size()) == LocalName(child)) {
@@ -380,6 +420,8 @@ int XmlTree::FindChild(std::string_view name, int index, std::string_view attrib
     if (!ChildCounts(child, name)) continue;
     if (attribute.empty()) {
       if (index == 1) {
+        if (tables)
+          RememberNameStep(cursor, name, wanted, i, child);
         cursor = child;
         return errNone;
       }

@@ -125,6 +125,19 @@ public:
   std::string_view ExpandedName();
 
 private:
+  // A name step that FindChild took: `child` is the index-th child of `parent` that counts for
+  // `name`, and its position-th child (from 0).
+  static constexpr int kNameSteps = 8;
+  static constexpr int kNameStepBytes = 48;
+  struct NameStep {
+    uint32_t parent;  // 0 in a slot not in use
+    uint32_t child;
+    int index;
+    int position;
+    uint32_t lastUse; // the step counter when the slot was last taken or found
+    uint8_t nameLength;
+    char name[kNameStepBytes];
+  };
   // Tables made by the first Begin, so that a tree that was never built costs little.
   struct Tables {
     uint32_t depthOffsets[kMaxDepth + 1]; // by depth from 1: the element last opened there
@@ -133,7 +146,14 @@ private:
     uint32_t stepParent;                  // the last NthChild step: parent, index and child
     int stepIndex;
     uint32_t stepChild;
+    // The latest name steps under different parents, so that walking name[1], name[2]... under
+    // one parent costs one sibling step each even when walks below other parents come between.
+    NameStep nameSteps[kNameSteps];
+    uint32_t nameStepClock;
   };
+  NameStep* FindNameStep(uint32_t parent, std::string_view name);
+  void RememberNameStep(uint32_t parent, std::string_view name, int index, int position,
+                        uint32_t child);
   uint32_t Word(uint32_t offset, int index) const;
   void SetWord(uint32_t offset, int index, uint32_t value);
   bool IsRecord(uint32_t offset, uint8_t type, uint32_t minimumSize) const;

@@ -217,7 +217,9 @@ private:
   // The first step of an absolute path; `last` when no step follows it.
   int WalkFirstStep(std::string_view step, bool last);
   int WalkNameStep(std::string_view step);
-  void AppendIndexToPath(int index);
+  // Extend xpathText by the step just taken: 0, or 200 when the text cannot grow.
+  int AppendIndexToPath(int index);
+  int AppendCursorNameToPath();
 
   Work* work = nullptr;               // made by the first Feed
   const char* chunkBegin = nullptr;   // the bytes being pushed: start,

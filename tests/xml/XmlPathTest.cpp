@@ -2,6 +2,7 @@
 // that leads back, HasXPath and TextAt, the kept text of an element, and the child accessors.
 #include "XmlTestSupport.h"
 #include "frame/Errors.h"
+#include "frame/Memory.h"
 #include "xml/XmlErrors.h"
 #include "xml/XmlParser.h"
 
@@ -233,6 +234,60 @@ TEST_F(XmlPathTest, SiblingStepsAndIndexedWalksAgree) {
   EXPECT_EQ(parser.NthChild(1001), errXPath);
   ASSERT_EQ(parser.NthChild(999), 0);
   EXPECT_EQ(parser.CursorOffset(), byIndex[998]);
+}
+
+TEST_F(XmlPathTest, RememberedNameStepsFindWhatAFreshSearchFinds) {
+  // Children that count for "a" by local name and by prefix, others between them, one that a
+  // namespace-spelled name takes at once, and nested "a" lists walked in between.
+  const std::string document = "<r xmlns:p='urn:p'><b/><a i='1'/><p:a i='2'/><c/><a i='3'>"
+                               "<a i='3.1'/><a i='3.2'/></a><b/><a i='4'/><p:a i='5'/><a i='6'/>"
+                               "</r>";
+  ASSERT_EQ(ParseOwned(parser, document), 0);
+  XmlParser fresh;
+  const auto found = [](XmlParser& p, const std::string& path) {
+    return p.SetXPath(path) == 0 ? Str(p.AttributeByName("i") ? p.AttributeByName("i") : "-")
+                                 : "<none>";
+  };
+  const char* const walks[] = {"/r/a[1]",  "/r/a[2]",   "/r/a[3]/a[2]", "/r/a[3]",
+                               "/r/b[2]",  "/r/a[5]",   "/r/p:a[2]",    "/r/a[3]/a[1]",
+                               "/r/a[6]",  "/r/a[7]",   "/r/a[4]",      "/r/urn:pa[1]",
+                               "/r/a[2]",  "/r/p:a[1]", "/r/a[0]",      "/r/a[3]/a[3]",
+                               "/r/a[6]"};
+  for (const char* path : walks) {
+    ASSERT_EQ(ParseOwned(fresh, document), 0);
+    EXPECT_EQ(found(parser, path), found(fresh, path)) << path;
+  }
+  // A new document forgets the steps of the old one.
+  ASSERT_EQ(found(parser, "/r/a[6]"), "6");
+  ASSERT_EQ(ParseOwned(parser, "<r><a i='x'/><a i='y'/></r>"), 0);
+  EXPECT_EQ(found(parser, "/r/a[2]"), "y");
+}
+
+TEST_F(XmlPathTest, APathTextThatCannotGrowFailsTheWalk) {
+  // Each of the first allocations of the walk fails in turn: the walk then fails with 200, or
+  // succeeds with a path text that leads back.
+  const std::string prefix(120, 'p');
+  const std::string document =
+      "<" + prefix + ":r xmlns:" + prefix + "='urn:x'><" + prefix + ":a/></" + prefix + ":r>";
+  for (const char* path : {"/r/[1]", "/r/a"}) {
+    const std::string expected = "/" + prefix + ":r/" + (path[3] == 'a' ? prefix + ":a" : "[1]");
+    int failures = 0;
+    for (long after = 0; after < 6; ++after) {
+      XmlParser fresh;
+      ASSERT_EQ(ParseOwned(fresh, document), 0);
+      SetAllocationFailureAfter(after);
+      const int rc = fresh.SetXPath(path);
+      SetAllocationFailureAfter(-1);
+      if (rc == 0) {
+        EXPECT_EQ(Str(fresh.XPath()), expected) << path << " " << after;
+        continue;
+      }
+      ++failures;
+      EXPECT_EQ(rc, errOutOfMemory) << path;
+      EXPECT_STREQ(fresh.LastErrorText(), "Out of memory.") << path;
+    }
+    EXPECT_GT(failures, 0) << path;
+  }
 }
 
 TEST_F(XmlPathTest, WithoutElementsEveryPathFails) {

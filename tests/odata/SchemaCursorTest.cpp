@@ -1,0 +1,236 @@
+// The schema cursor: selection by name and by index, what a selection makes current, the reads
+// with nothing selected, the public surface of the Schema members, and event handlers that
+// change the schema under a running selection.
+#include "SchemaTestSupport.h"
+
+#include "frame/Errors.h"
+#include "quillon/Quillon.h"
+
+#include <gtest/gtest.h>
+
+namespace quillon {
+namespace {
+
+using test::Read;
+using test::ReadEdmx;
+using test::SchemaEventCore;
+using test::Write;
+
+const char kDocument[] =
+    "<edmx:Edmx xmlns:edmx='http://schemas.microsoft.com/ado/2007/06/edmx'><edmx:DataServices>"
+    "<Schema Namespace='N' xmlns='http://schemas.microsoft.com/ado/2008/09/edm'>"
+    "<EntityType Name='T'><Key><PropertyRef Name='K'/></Key>"
+    "<Property Name='K' Type='Edm.Int32' Nullable='false'/>"
+    "<Property Name='Addr' Type='N.Address'/>"
+    "<Property Name='Tags' Type='Collection(N.Address)'/>"
+    "<Property Name='Name' Type='Edm.String'/>"
+    "<NavigationProperty Name='Us' Relationship='N.A' FromRole='a' ToRole='b'/>"
+    "<NavigationProperty Name='Back' Relationship='N.A' FromRole='b' ToRole='a'/>"
+    "</EntityType>"
+    "<EntityType Name='U'><Property Name='X' Type='Edm.String'/></EntityType>"
+    "<ComplexType Name='Address'><Property Name='Street' Type='Edm.String'/>"
+    "<Property Name='City' Type='Edm.String' Nullable='false'/></ComplexType>"
+    "<ComplexType Name='Empty'/>"
+    "<Association Name='A'><End Role='a' Type='N.T' Multiplicity='1'/>"
+    "<End Role='b' Type='N.U' Multiplicity='*'/></Association>"
+    "<EntityContainer Name='C'><EntitySet Name='Ts' EntityType='N.T'/>"
+    "<EntitySet Name='Us' EntityType='N.U'/><EntitySet Name='Orphans' EntityType='N.Nothing'/>"
+    "</EntityContainer></Schema></edmx:DataServices></edmx:Edmx>";
+
+class SchemaCursor : public ::testing::Test {
+protected:
+  SchemaEventCore core;
+
+  void SetUp() override {
+    ASSERT_EQ(ReadEdmx(core, kDocument), 0) << core.lastError.Data();
+    core.events.clear();
+  }
+  std::string LastError() const { return core.lastError.Data(); }
+  // The five cursors, as "entity property association type field".
+  std::string Cursors() const {
+    return std::to_string(core.schemaEntityIndex) + " " + std::to_string(core.schemaPropertyIndex) +
+           " " + std::to_string(core.schemaAssociationIndex) + " " +
+           std::to_string(core.schemaTypeIndex) + " " + std::to_string(core.schemaTypeFieldIndex);
+  }
+};
+
+TEST(SchemaCursorEmpty, WithoutASchemaReadsAreEmptyAndMovesFail) {
+  QuillonCore core;
+  for (const PropertyInfo& info : Quillon::Properties()) {
+    if (info.id < 83 || info.id > 124 || info.id == 106) continue;
+    const std::string value = Read(core, info.name);
+    const bool number = info.type != PropertyType::Text;
+    EXPECT_EQ(value, number ? "0" : "") << info.name;
+  }
+  EXPECT_EQ(Read(core, "SchemaKeys", 0), "<fail 381>");
+  EXPECT_STREQ(core.lastError.Data(), "Invalid Index");
+  for (const char* cursor : {"SchemaEntityIndex", "SchemaPropertyIndex", "SchemaAssociationIndex",
+                             "SchemaTypeFieldIndex"}) {
+    EXPECT_EQ(Write(core, cursor, 0), errIndex) << cursor;
+    EXPECT_STREQ(core.lastError.Data(), "Invalid index (out of bounds).");
+  }
+  EXPECT_EQ(core.SetSchemaEntity("Ts"), errIndex);
+  EXPECT_STREQ(core.lastError.Data(), "Could not find schema entity: Ts.");
+  EXPECT_EQ(core.SetSchemaProperty("K"), errIndex);
+  EXPECT_STREQ(core.lastError.Data(), "Could not find schema property: K.");
+  EXPECT_EQ(core.SetSchemaType("Address"), errIndex);
+  EXPECT_STREQ(core.lastError.Data(), "Could not find schema complex type: Address.");
+}
+
+TEST_F(SchemaCursor, EntitiesAreSelectedByShortNameIgnoringCase) {
+  ASSERT_EQ(core.SetSchemaEntity("uS"), 0);
+  EXPECT_EQ(core.events, (std::vector<std::string>{"Property X Edm.String 1"}));
+  EXPECT_EQ(Read(core, "SchemaEntityName"), "Us");
+  ASSERT_EQ(core.SetSchemaEntity("ts"), 0);
+  ASSERT_EQ(core.SetSchemaPropertyIndex(3), 0);
+  ASSERT_EQ(core.SetSchemaAssociationIndex(1), 0);
+  const std::string before = Cursors();
+  core.events.clear();
+  for (const char* name : {"Nothing", "N.Ts", "", "T"}) {
+    EXPECT_EQ(core.SetSchemaEntity(name), errIndex) << name;
+    EXPECT_EQ(LastError(), std::string("Could not find schema entity: ") + name + ".");
+    EXPECT_EQ(Cursors(), before) << name;
+  }
+  EXPECT_TRUE(core.events.empty());
+  // Selecting an entity again starts its property and association cursors over.
+  ASSERT_EQ(core.SetSchemaEntity("Ts"), 0);
+  EXPECT_EQ(core.events.size(), 4u);
+  EXPECT_EQ(core.schemaPropertyIndex, 0);
+  EXPECT_EQ(core.schemaAssociationIndex, 0);
+}
+
+TEST_F(SchemaCursor, IndexSettersTakeOnlyPlacesInTheirList) {
+  struct Row {
+    const char* cursor;
+    int count; // with entity set Ts and its property Addr, whose type has two fields, current
+  };
+  const Row rows[] = {{"SchemaEntityIndex", 3},
+                      {"SchemaPropertyIndex", 4},
+                      {"SchemaAssociationIndex", 2},
+                      {"SchemaTypeFieldIndex", 2}};
+  for (const Row& row : rows) {
+    ASSERT_EQ(core.SetSchemaEntity("Ts"), 0);
+    ASSERT_EQ(core.SetSchemaProperty("Addr"), 0);
+    ASSERT_EQ(Write(core, row.cursor, row.count - 1), 0) << row.cursor;
+    const std::string before = Cursors();
+    for (int64_t bad : {int64_t{row.count}, int64_t{-1}, int64_t{1} << 32, int64_t{-1} << 40}) {
+      EXPECT_EQ(Write(core, row.cursor, bad), errIndex) << row.cursor << " " << bad;
+      EXPECT_EQ(LastError(), "Invalid index (out of bounds).");
+      EXPECT_EQ(Cursors(), before) << row.cursor << " " << bad;
+    }
+    EXPECT_EQ(Read(core, row.cursor), std::to_string(row.count - 1));
+  }
+}
+
+TEST_F(SchemaCursor, APropertyOfComplexTypeMakesItsTypeCurrent) {
+  // Property 0 is primitive: no complex type is current.
+  EXPECT_EQ(core.schemaTypeIndex, -1);
+  EXPECT_EQ(Read(core, "SchemaTypeFieldCount"), "0");
+  EXPECT_EQ(Read(core, "SchemaTypeFieldName"), "");
+
+  ASSERT_EQ(core.SetSchemaAssociationIndex(1), 0);
+  ASSERT_EQ(core.SetSchemaProperty("addr"), 0);
+  EXPECT_EQ(Read(core, "SchemaPropertyIsComplexType"), "1");
+  EXPECT_EQ(Read(core, "SchemaTypeFieldCount"), "2");
+  EXPECT_EQ(Read(core, "SchemaTypeFieldName"), "Street");
+  ASSERT_EQ(core.SetSchemaTypeFieldIndex(1), 0);
+  EXPECT_EQ(Read(core, "SchemaTypeFieldName") + " " + Read(core, "SchemaTypeFieldNullable"),
+            "City 0");
+  EXPECT_EQ(core.schemaAssociationIndex, 1); // a property selection leaves the association
+
+  // A collection is not of the Edm namespace, but names no complex type by itself.
+  ASSERT_EQ(core.SetSchemaProperty("Tags"), 0);
+  EXPECT_EQ(Read(core, "SchemaPropertyIsComplexType"), "1");
+  EXPECT_EQ(Read(core, "SchemaTypeFieldCount"), "0");
+  ASSERT_EQ(core.SetSchemaProperty("Name"), 0);
+  EXPECT_EQ(Read(core, "SchemaPropertyIsComplexType"), "0");
+
+  EXPECT_EQ(core.SetSchemaProperty("Street"), errIndex);
+  EXPECT_EQ(LastError(), "Could not find schema property: Street.");
+  ASSERT_EQ(core.SetSchemaEntity("Orphans"), 0);
+  EXPECT_EQ(core.SetSchemaProperty("K"), errIndex);
+  EXPECT_EQ(LastError(), "Could not find schema property: K.");
+}
+
+TEST_F(SchemaCursor, ComplexTypesAreSelectedByShortName) {
+  ASSERT_EQ(core.SetSchemaEntity("Us"), 0);
+  ASSERT_EQ(core.SetSchemaType("ADDRESS"), 0);
+  EXPECT_EQ(Read(core, "SchemaTypeFieldName"), "Street");
+  EXPECT_EQ(Read(core, "SchemaEntityName"), "Us"); // the entity cursor stays
+  EXPECT_EQ(core.SetSchemaType("N.Address"), errIndex);
+  EXPECT_EQ(LastError(), "Could not find schema complex type: N.Address.");
+  EXPECT_EQ(Read(core, "SchemaTypeFieldName"), "Street");
+  // A type without fields is made current, and then the field cursor has nowhere to go.
+  EXPECT_EQ(core.SetSchemaType("Empty"), errIndex);
+  EXPECT_EQ(LastError(), "Invalid index (out of bounds).");
+  EXPECT_EQ(core.schemaTypeIndex, 1);
+  EXPECT_EQ(Read(core, "SchemaTypeFieldCount"), "0");
+}
+
+TEST(SchemaSurface, TheSchemaMembersOfThePublicObject) {
+  // Ids 83 to 124 are all there; only SchemaKeys has an index, and only the four cursors can be
+  // written.
+  std::vector<int> ids;
+  for (const PropertyInfo& info : Quillon::Properties()) {
+    if (info.id < 83 || info.id > 124) continue;
+    ids.push_back(info.id);
+    EXPECT_EQ(info.name.rfind("Schema", 0), 0u) << info.name;
+    EXPECT_EQ(info.indexName, info.id == 106 ? "SchemaKeysIndex" : "") << info.name;
+    EXPECT_EQ(info.readOnly, !info.name.ends_with("Index")) << info.name;
+  }
+  ASSERT_EQ(ids.size(), 42u);
+  for (size_t i = 0; i < ids.size(); ++i)
+    EXPECT_EQ(ids[i], static_cast<int>(83 + i));
+
+  Quillon component;
+  EXPECT_EQ(component.SetSchemaEntity("Products"), errIndex);
+  EXPECT_EQ(component.ErrorDescription(), "Could not find schema entity: Products.");
+  EXPECT_EQ(Quillon::FailureValue(errIndex), 0x800A4FD1u);
+  EXPECT_EQ(component.SetSchemaType(std::string_view("A\0B", 3)), errIndex);
+  EXPECT_EQ(component.ErrorDescription(), "Could not find schema complex type: A.");
+  EXPECT_EQ(component.SetProperty("SchemaEntityCount", "1"), errReadOnly);
+  std::string value;
+  EXPECT_EQ(component.GetProperty("SchemaKeys", 0, value), errArrayIndex);
+  EXPECT_EQ(component.ErrorDescription(), "Invalid Index");
+  EXPECT_EQ(component.SetProperty("SchemaEntityIndex", "0"), errIndex);
+  EXPECT_EQ(component.ErrorDescription(), "Invalid index (out of bounds).");
+}
+
+// A host whose handlers empty the schema while the component reports it.
+class ClearingCore : public QuillonCore {
+public:
+  void FireEntity(const char*) override {
+    ++entities;
+    if (clearOnEntity) ClearSchema();
+  }
+  void FireProperty(const char*, const char*, bool) override {
+    ++properties;
+    if (clearOnProperty) ClearSchema();
+  }
+  bool clearOnEntity = false;
+  bool clearOnProperty = false;
+  int entities = 0;
+  int properties = 0;
+};
+
+TEST(SchemaHandlers, EmptyingTheSchemaFromAnEventEndsTheReportCleanly) {
+  // The read goes on after each clearing: only the last set stays, and the types are gone.
+  ClearingCore onEntity;
+  onEntity.clearOnEntity = true;
+  EXPECT_EQ(ReadEdmx(onEntity, kDocument), 0);
+  EXPECT_EQ(onEntity.entities, 3);
+  EXPECT_EQ(onEntity.properties, 0);
+  ASSERT_EQ(onEntity.entitySets.Count(), 1);
+  EXPECT_EQ(Read(onEntity, "SchemaEntityName"), "Orphans");
+  EXPECT_EQ(onEntity.entityTypes.Count(), 0);
+
+  // The report of the properties stops with the list it was reporting.
+  ClearingCore onProperty;
+  onProperty.clearOnProperty = true;
+  EXPECT_EQ(ReadEdmx(onProperty, kDocument), 0);
+  EXPECT_EQ(onProperty.properties, 1);
+  EXPECT_EQ(Read(onProperty, "SchemaEntityCount"), "0");
+}
+
+} // namespace
+} // namespace quillon

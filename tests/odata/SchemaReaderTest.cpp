@@ -1,0 +1,398 @@
+// The schema reader on small documents, one behaviour each: how elements are found, what each
+// record keeps, how navigation is resolved across schemas, and the failures with their texts.
+#include "SchemaTestSupport.h"
+
+#include "frame/Errors.h"
+#include "frame/Memory.h"
+#include "odata/ODataErrors.h"
+
+#include <gtest/gtest.h>
+
+namespace quillon {
+namespace {
+
+using test::Read;
+using test::ReadEdmx;
+using test::SchemaEventCore;
+
+std::string Edmx(const std::string& schemas) {
+  return "<?xml version='1.0' encoding='utf-8'?>"
+         "<edmx:Edmx Version='1.0' xmlns:edmx='http://schemas.microsoft.com/ado/2007/06/edmx'>"
+         "<edmx:DataServices "
+         "xmlns:m='http://schemas.microsoft.com/ado/2007/08/dataservices/metadata'>" +
+         schemas + "</edmx:DataServices></edmx:Edmx>";
+}
+std::string Schema(const std::string& ns, const std::string& body) {
+  return "<Schema Namespace='" + ns + "' xmlns='http://schemas.microsoft.com/ado/2008/09/edm'>" +
+         body + "</Schema>";
+}
+std::string Container(const std::string& sets) {
+  return "<EntityContainer Name='C'>" + sets + "</EntityContainer>";
+}
+std::string Set(const std::string& name, const std::string& type) {
+  return "<EntitySet Name='" + name + "' EntityType='" + type + "'/>";
+}
+std::string Type(const std::string& name, const std::string& body) {
+  return "<EntityType Name='" + name + "'>" + body + "</EntityType>";
+}
+std::string Link(const std::string& name, const std::string& relationship, const std::string& from,
+                 const std::string& to) {
+  return "<NavigationProperty Name='" + name + "' Relationship='" + relationship + "' FromRole='" +
+         from + "' ToRole='" + to + "'/>";
+}
+std::string Association(const std::string& name, const std::string& end1, const std::string& end2) {
+  return "<Association Name='" + name + "'>" + end1 + end2 + "</Association>";
+}
+std::string End(const std::string& role, const std::string& type, const std::string& multiplicity,
+                const std::string& inside = "") {
+  return "<End Role='" + role + "' Type='" + type + "' Multiplicity='" + multiplicity + "'>" +
+         inside + "</End>";
+}
+std::string Doc(const std::string& summary, const std::string& description) {
+  return "<Documentation><Summary>" + summary + "</Summary><LongDescription>" + description +
+         "</LongDescription></Documentation>";
+}
+
+class SchemaReader : public ::testing::Test {
+protected:
+  SchemaEventCore core;
+
+  int Load(const std::string& document) { return ReadEdmx(core, document); }
+  std::string LastError() const { return core.lastError.Data(); }
+};
+
+TEST_F(SchemaReader, ElementsAreFoundByLocalNameWhateverTheirPrefixes) {
+  const std::string body =
+      Schema("N", Type("T", "<Property Name='P' Type='Edm.Int32'/>") + Container(Set("S", "N.T")));
+  const std::string documents[] = {
+      Edmx(body),
+      "<Edmx><DataServices>" + body + "</DataServices></Edmx>",
+      "<e:Edmx xmlns:e='urn:e'><e:DataServices><s:Schema xmlns:s='urn:s' Namespace='N'>"
+      "<s:EntityType Name='T'><Property Name='P' Type='Edm.Int32'/></s:EntityType>"
+      "<s:ENTITYCONTAINER><EntitySet Name='S' EntityType='N.T'/></s:ENTITYCONTAINER>"
+      "</s:Schema></e:DataServices></e:Edmx>",
+  };
+  for (const std::string& document : documents) {
+    core.events.clear();
+    ASSERT_EQ(Load(document), 0) << document << "\n" << LastError();
+    EXPECT_EQ(core.events, (std::vector<std::string>{"Entity S", "Property P Edm.Int32 1"}))
+        << document;
+  }
+  // The walk over the schemas ends on DataServices, which the XPath property then shows.
+  EXPECT_EQ(std::string(core.parser.XPath()), "/e:Edmx/e:DataServices");
+}
+
+TEST_F(SchemaReader, DocumentsOfAnotherShapeGiveTheParsersFailure) {
+  for (const char* document :
+       {"<Edmx Version='1.0'/>", "<Edmx><Services/></Edmx>", "<feed><DataServices/></feed>"}) {
+    const int rc = Load(document);
+    EXPECT_NE(rc, 0) << document;
+    EXPECT_EQ(rc, core.parser.SetXPath("/Edmx/DataServices")) << document;
+    EXPECT_EQ(LastError(), core.parser.lastError.Data()) << document;
+    EXPECT_FALSE(LastError().empty()) << document;
+  }
+}
+
+TEST_F(SchemaReader, WithoutEntitySetsTheListsFillAndSelectionFails) {
+  // Types and associations but no container, and then no Schema at all.
+  ASSERT_EQ(
+      Load(Edmx(Schema("N", Type("T", "<Property Name='P' Type='Edm.Int32'/>") +
+                                Association("A", End("a", "N.T", "1"), End("b", "N.T", "*"))))),
+      errIndex);
+  EXPECT_EQ(LastError(), "Invalid index (out of bounds).");
+  EXPECT_EQ(core.entityTypes.Count(), 1);
+  EXPECT_EQ(core.associations.Count(), 1);
+  EXPECT_EQ(Load(Edmx("")), errIndex);
+  EXPECT_EQ(LastError(), "Invalid index (out of bounds).");
+  EXPECT_EQ(core.entityTypes.Count(), 0);
+  EXPECT_TRUE(core.events.empty());
+}
+
+TEST_F(SchemaReader, PropertiesKeepAttributesTypeAndNullability) {
+  struct Row {
+    const char* element;
+    const char* attributes;
+    const char* type;
+    int nullable;
+  };
+  const Row rows[] = {
+      {"<Property Name='Id' Type='Edm.Int32' Nullable='false'/>",
+       "Name=\"Id\" Type=\"Edm.Int32\" Nullable=\"false\"", "Edm.Int32", 0},
+      {"<Property Type='Edm.String' Name='A'/>", "Type=\"Edm.String\" Name=\"A\"", "Edm.String", 1},
+      {"<Property Name='A' Type='Edm.String' Nullable='True'/>",
+       "Name=\"A\" Type=\"Edm.String\" Nullable=\"True\"", "Edm.String", 1},
+      {"<Property Name='A' Nullable='FALSE'/>", "Name=\"A\" Nullable=\"FALSE\"", "", 0},
+      {"<Property Name='A' Nullable='0'/>", "Name=\"A\" Nullable=\"0\"", "", 0},
+      {"<Property Name='A' Nullable=''/>", "Name=\"A\" Nullable=\"\"", "", 0},
+      {"<Property Name='A' type='edm.string' NULLABLE='false'/>",
+       "Name=\"A\" type=\"edm.string\" NULLABLE=\"false\"", "edm.string", 0},
+      // Prefixed attributes go by local name, and values by their parsed text.
+      {"<Property Name='A' m:FC_TargetPath='SyndicationTitle' Default='a &amp; &quot;b&quot;'/>",
+       "Name=\"A\" FC_TargetPath=\"SyndicationTitle\" Default=\"a & \"b\"\"", "", 1},
+      {"<Property/>", "", "", 1},
+  };
+  for (const Row& row : rows) {
+    ASSERT_EQ(Load(Edmx(Schema("N", Type("T", row.element) + Container(Set("S", "N.T"))))), 0)
+        << row.element;
+    const SchemaProperty& property = *core.entityTypes.Peek(0)->properties.Peek(0);
+    EXPECT_EQ(property.attributes.View(), row.attributes) << row.element;
+    EXPECT_EQ(property.type.View(), row.type) << row.element;
+    EXPECT_EQ(property.nullable, row.nullable) << row.element;
+  }
+}
+
+TEST_F(SchemaReader, DocumentationIsReadWhereverItStands) {
+  const std::string document = Edmx(Schema(
+      "N",
+      Type("T", Doc("type summary", "type text") + "<Key><PropertyRef Name='K'/></Key>" +
+                    "<Property Name='K' Type='Edm.Int32'>" + Doc("key summary", "") +
+                    "</Property>" +
+                    "<Property Name='L' Type='Edm.Int32'><Documentation><LongDescription>only "
+                    "long</LongDescription></Documentation></Property>" +
+                    "<NavigationProperty Name='Nav' Relationship='N.A' FromRole='a' ToRole='b'>" +
+                    Doc("own summary", "own text") + "</NavigationProperty>") +
+          "<Association Name='A'>" + Doc("association summary", "association text") +
+          End("a", "N.T", "1", Doc("end a", "end a text") + "<OnDelete Action='Cascade'/>") +
+          End("b", "N.T", "*") + "</Association>" +
+          Container("<EntitySet Name='S' EntityType='N.T'>" + Doc("set summary", "set text") +
+                    "</EntitySet>")));
+  ASSERT_EQ(Load(document), 0) << LastError();
+  EXPECT_EQ(Read(core, "SchemaEntitySummary"), "set summary");
+  EXPECT_EQ(Read(core, "SchemaEntityDescription"), "set text");
+  EXPECT_EQ(Read(core, "SchemaPropertySummary"), "key summary");
+  EXPECT_EQ(Read(core, "SchemaPropertyDescription"), "");
+  ASSERT_EQ(core.SetSchemaProperty("L"), 0);
+  EXPECT_EQ(Read(core, "SchemaPropertySummary"), "");
+  EXPECT_EQ(Read(core, "SchemaPropertyDescription"), "only long");
+  // A navigation property shows its association's documentation, and its ends'.
+  EXPECT_EQ(Read(core, "SchemaAssociationSummary"), "association summary");
+  EXPECT_EQ(Read(core, "SchemaAssociationDescription"), "association text");
+  EXPECT_EQ(Read(core, "SchemaAssociationFromRoleSummary"), "end a");
+  EXPECT_EQ(Read(core, "SchemaAssociationFromRoleDescription"), "end a text");
+  EXPECT_EQ(Read(core, "SchemaAssociationToRoleSummary"), "");
+  EXPECT_EQ(Read(core, "SchemaAssociationOnDelete"), "1");
+  EXPECT_EQ(core.entityTypes.Peek(0)->summary.View(), "type summary");
+  EXPECT_EQ(core.entityTypes.Peek(0)->keys.At(0), "K");
+}
+
+TEST_F(SchemaReader, AssociationEndsGiveMultiplicityAndDeleteAction) {
+  struct Row {
+    const char* multiplicity;
+    const char* onDelete; // the inside of the first End
+    int expectedMultiplicity;
+    int expectedOnDelete;
+  };
+  const Row rows[] = {
+      {"*", "", nmMany, daNone},
+      {"1", "<OnDelete Action='Cascade'/>", nmOne, daCascade},
+      {"0..1", "<OnDelete Action='cascade'/>", nmZeroOne, daCascade},
+      {"", "<OnDelete/>", nmZeroOne, daNone},
+      {"many", "<OnDelete Action='None'/>", nmZeroOne, daNone},
+      {" 1", "<OnDelete Action='Restrict'/>", nmZeroOne, daNone},
+  };
+  for (const Row& row : rows) {
+    const std::string document =
+        Edmx(Schema("N", Type("T", Link("L", "N.A", "from", "to")) +
+                             Association("A", End("from", "N.T", row.multiplicity, row.onDelete),
+                                         End("to", "N.U", "1")) +
+                             Container(Set("S", "N.T"))));
+    ASSERT_EQ(Load(document), 0) << row.multiplicity << LastError();
+    EXPECT_EQ(Read(core, "SchemaAssociationFromRoleMultiplicity"),
+              std::to_string(row.expectedMultiplicity))
+        << row.multiplicity;
+    EXPECT_EQ(Read(core, "SchemaAssociationOnDelete"), std::to_string(row.expectedOnDelete))
+        << row.onDelete;
+    EXPECT_EQ(Read(core, "SchemaAssociationToRoleMultiplicity"), "1");
+    EXPECT_EQ(Read(core, "SchemaAssociationToRoleEntity"), "U");
+  }
+  // The action of the far end shows as well.
+  ASSERT_EQ(
+      Load(Edmx(Schema("N", Type("T", Link("L", "N.A", "from", "to")) +
+                                Association("A", End("from", "N.T", "1"),
+                                            End("to", "N.U", "*", "<OnDelete Action='Cascade'/>")) +
+                                Container(Set("S", "N.T"))))),
+      0);
+  EXPECT_EQ(Read(core, "SchemaAssociationOnDelete"), "1");
+}
+
+TEST_F(SchemaReader, NavigationResolvesAcrossSchemasAndRolesIgnoreCase) {
+  // The association stands in a later schema; the relationship keeps that namespace, and each
+  // end's entity loses only its own schema's namespace.
+  const std::string document = Edmx(
+      Schema("First", Type("T", Link("ToOther", "Second.A", "FROM", "to") +
+                                    Link("Local", "First.B", "x", "y") +
+                                    Link("Prefix", "FirstX.C", "p", "q")) +
+                          Association("B", End("x", "First.T", "1"), End("y", "First.T", "*")) +
+                          Container(Set("S", "First.T"))) +
+      Schema("Second", Association("A", End("from", "First.T", "*"), End("To", "Second.U", "1"))) +
+      Schema("FirstX", Association("C", End("p", "FirstX.V", "1"), End("q", "First.T", "1"))));
+  ASSERT_EQ(Load(document), 0) << LastError();
+  const auto navigation = [&](int i) {
+    EXPECT_EQ(core.SetSchemaAssociationIndex(i), 0);
+    return Read(core, "SchemaAssociationName") + " " + Read(core, "SchemaAssociationRelationship") +
+           " " + Read(core, "SchemaAssociationFromRoleEntity") + " " +
+           Read(core, "SchemaAssociationToRoleEntity");
+  };
+  EXPECT_EQ(navigation(0), "ToOther Second.A First.T U");
+  EXPECT_EQ(navigation(1), "Local B T T");
+  // "First" is only the start of "FirstX", not its namespace.
+  EXPECT_EQ(navigation(2), "Prefix FirstX.C V First.T");
+}
+
+TEST_F(SchemaReader, UnresolvedNavigationFailsAfterTheEntityEvents) {
+  struct Row {
+    const char* link;
+    const char* text;
+  };
+  const Row rows[] = {
+      {"<NavigationProperty Name='L' Relationship='N.Missing' FromRole='a' ToRole='b'/>",
+       "Cannot find relationship: N.Missing."},
+      {"<NavigationProperty Name='L' Relationship='A' FromRole='a' ToRole='b'/>",
+       "Cannot find relationship: A."},
+      {"<NavigationProperty Name='L' Relationship='N.A' FromRole='c' ToRole='b'/>",
+       "Cannot find role: c."},
+      {"<NavigationProperty Name='L' Relationship='N.A' FromRole='a' ToRole='d'/>",
+       "Cannot find role: d."},
+      {"<NavigationProperty Name='L' Relationship='N.A'/>", "Cannot find role: ."},
+  };
+  for (const Row& row : rows) {
+    core.events.clear();
+    const std::string document =
+        Edmx(Schema("N", Type("Good", Link("G", "N.A", "a", "b")) + Type("Bad", row.link) +
+                             Type("Later", Link("G", "N.A", "a", "b")) +
+                             Association("A", End("a", "N.Good", "1"), End("b", "N.Bad", "*")) +
+                             Container(Set("S1", "N.Good") + Set("S2", "N.Bad"))));
+    EXPECT_EQ(Load(document), errSchema) << row.link;
+    EXPECT_EQ(LastError(), row.text);
+    EXPECT_EQ(core.events, (std::vector<std::string>{"Entity S1", "Entity S2"})) << row.link;
+    ASSERT_EQ(core.entityTypes.Count(), 3);
+    // Types before the failing one are resolved, later ones are not.
+    EXPECT_EQ(core.entityTypes.Peek(0)->navigation.Peek(0)->toEntity.View(), "Bad");
+    EXPECT_EQ(core.entityTypes.Peek(2)->navigation.Peek(0)->toEntity.View(), "");
+  }
+}
+
+TEST_F(SchemaReader, EveryContainerAddsSetsAndOtherChildrenArePassedOver) {
+  const std::string document = Edmx(
+      Schema("N", Container(Set("A", "N.T") + "<AssociationSet Name='X' Association='N.Y'/>" +
+                            "<FunctionImport Name='F'><Parameter Name='p'/></FunctionImport>" +
+                            Set("B", "N.Missing")) +
+                      "<Annotations Target='N.T'/><atom:link xmlns:atom='urn:a' href='x'/>" +
+                      "<Using Namespace='Z'/>" + Type("T", "<Property Name='P' Type='Edm.Guid'/>") +
+                      Container(Set("C", "N.T"))) +
+      Schema("M", Container(Set("D", "N.T"))));
+  ASSERT_EQ(Load(document), 0) << LastError();
+  EXPECT_EQ(core.events, (std::vector<std::string>{"Entity A", "Entity B", "Entity C", "Entity D",
+                                                   "Property P Edm.Guid 1"}));
+  // A set whose type is unknown shows its name and nothing else, and reports no property.
+  core.events.clear();
+  ASSERT_EQ(core.SetSchemaEntity("B"), 0);
+  EXPECT_TRUE(core.events.empty());
+  EXPECT_EQ(Read(core, "SchemaEntityName"), "B");
+  for (const char* count : {"SchemaPropertyCount", "SchemaKeysCount", "SchemaAssociationCount"})
+    EXPECT_EQ(Read(core, count), "0") << count;
+  EXPECT_EQ(Read(core, "SchemaPropertyName"), "");
+  // The qualified name of a type matches ignoring case.
+  ASSERT_EQ(core.entitySets.Peek(3)->entityType.View(), "N.T");
+  core.entitySets.Peek(3)->entityType.Assign("n.t");
+  ASSERT_EQ(core.SetSchemaEntity("D"), 0);
+  EXPECT_EQ(Read(core, "SchemaPropertyCount"), "1");
+}
+
+TEST_F(SchemaReader, ASchemaWithoutNamespaceKeepsNamesWhole) {
+  // Qualified names are then the empty namespace, "." and the name, and nothing is stripped.
+  const std::string document =
+      Edmx("<Schema><EntityType Name='T'>" + Link("L", ".A", "a", "b") + "</EntityType>" +
+           Association("A", End("a", "T", "1"), End("b", ".T", "*")) + Container(Set("S", ".T")) +
+           "</Schema>");
+  ASSERT_EQ(Load(document), 0) << LastError();
+  EXPECT_EQ(Read(core, "SchemaAssociationCount"), "1");
+  EXPECT_EQ(Read(core, "SchemaAssociationRelationship"), ".A");
+  EXPECT_EQ(Read(core, "SchemaAssociationFromRoleEntity"), "T");
+  EXPECT_EQ(Read(core, "SchemaAssociationToRoleEntity"), ".T");
+}
+
+TEST_F(SchemaReader, LongListsKeepTheirOrder) {
+  std::string properties, sets;
+  for (int i = 0; i < 300; ++i)
+    properties += "<Property Name='P" + std::to_string(i) + "' Type='Edm.Int32'/>" +
+                  (i % 7 ? "" : "<Key><PropertyRef Name='P" + std::to_string(i) + "'/></Key>");
+  for (int i = 0; i < 120; ++i)
+    sets += Set("S" + std::to_string(i), "N.T");
+  ASSERT_EQ(Load(Edmx(Schema("N", Type("T", properties) + Container(sets)))), 0);
+  ASSERT_EQ(core.entitySets.Count(), 120);
+  EXPECT_EQ(core.entitySets.Peek(119)->name.View(), "S119");
+  ASSERT_EQ(core.events.size(), 420u);
+  EXPECT_EQ(core.events[120], "Property P0 Edm.Int32 1");
+  EXPECT_EQ(core.events[419], "Property P299 Edm.Int32 1");
+  // Only the first Key element's references count.
+  EXPECT_EQ(Read(core, "SchemaKeysCount"), "1");
+  ASSERT_EQ(core.SetSchemaPropertyIndex(299), 0);
+  EXPECT_EQ(Read(core, "SchemaPropertyName"), "P299");
+}
+
+TEST_F(SchemaReader, ANewDocumentReplacesTheSchemaAndTheCursors) {
+  ASSERT_EQ(
+      Load(Edmx(Schema("N", Type("T", "<Property Name='A'/><Property Name='B'/>" +
+                                          Link("L", "N.X", "a", "b") + Link("M", "N.X", "a", "b")) +
+                                Association("X", End("a", "N.T", "1"), End("b", "N.T", "1")) +
+                                Container(Set("S", "N.T") + Set("R", "N.T"))))),
+      0);
+  ASSERT_EQ(core.SetSchemaEntityIndex(1), 0);
+  ASSERT_EQ(core.SetSchemaPropertyIndex(1), 0);
+  ASSERT_EQ(core.SetSchemaAssociationIndex(1), 0);
+  ASSERT_EQ(Load(Edmx(Schema("Q", Type("U", "<Property Name='Z'/>") + Container(Set("V", "Q.U"))))),
+            0);
+  EXPECT_EQ(Read(core, "SchemaEntityCount"), "1");
+  EXPECT_EQ(Read(core, "SchemaEntityName"), "V");
+  EXPECT_EQ(Read(core, "SchemaPropertyName"), "Z");
+  EXPECT_EQ(core.schemaAssociationIndex, 0);
+  EXPECT_EQ(core.associations.Count(), 0);
+}
+
+TEST_F(SchemaReader, WithoutMemoryTheReadFailsWith200AndNeverHalfway) {
+  // Paths above the inline size of a string and lists above their inline slots, so that the
+  // read allocates at many places.
+  std::string properties;
+  for (int i = 0; i < 24; ++i)
+    properties += "<Property Name='P" + std::to_string(i) + "' Type='Namespace.Long.C'/>";
+  const std::string document =
+      "<edmxWithALongPrefixThatMakesEveryPathLonger:Edmx "
+      "xmlns:edmxWithALongPrefixThatMakesEveryPathLonger='urn:e'>"
+      "<edmxWithALongPrefixThatMakesEveryPathLonger:DataServices>" +
+      Schema("Namespace.Long",
+             Type("T", Doc("s", "d") + "<Key><PropertyRef Name='P0'/></Key>" + properties +
+                           Link("L", "Namespace.Long.X", "a", "b")) +
+                 "<ComplexType Name='C'><Property Name='F'>" + Doc("f", "") +
+                 "</Property></ComplexType>" +
+                 Association("X", End("a", "Namespace.Long.T", "1", "<OnDelete Action='Cascade'/>"),
+                             End("b", "Namespace.Long.T", "*")) +
+                 Container(Set("S", "Namespace.Long.T"))) +
+      "</edmxWithALongPrefixThatMakesEveryPathLonger:DataServices>"
+      "</edmxWithALongPrefixThatMakesEveryPathLonger:Edmx>";
+  int failures = 0;
+  for (long after = 0; after < 5000; ++after) {
+    SchemaEventCore fresh;
+    fresh.parser.PrepareForDocument();
+    ASSERT_EQ(fresh.parser.Parse(document), 0);
+    SetAllocationFailureAfter(after);
+    const int rc = fresh.ReadSchema();
+    SetAllocationFailureAfter(-1);
+    if (rc == 0) {
+      EXPECT_EQ(Read(fresh, "SchemaPropertyCount"), "24");
+      EXPECT_EQ(Read(fresh, "SchemaAssociationToRoleEntity"), "T");
+      EXPECT_EQ(Read(fresh, "SchemaAssociationOnDelete"), "1");
+      EXPECT_EQ(Read(fresh, "SchemaKeys", 0), "P0");
+      EXPECT_EQ(Read(fresh, "SchemaTypeFieldSummary"), "f");
+      EXPECT_EQ(fresh.entityTypes.Peek(0)->summary.View(), "s");
+      break;
+    }
+    ++failures;
+    ASSERT_EQ(rc, errOutOfMemory) << "after " << after << ": " << fresh.lastError.Data();
+    EXPECT_STREQ(fresh.lastError.Data(), "Out of memory.") << after;
+  }
+  EXPECT_GT(failures, 10);
+}
+
+} // namespace
+} // namespace quillon
