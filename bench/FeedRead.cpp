@@ -9,7 +9,6 @@
 
 #include <benchmark/benchmark.h>
 
-#include <algorithm>
 #include <cstdio>
 #include <cstdlib>
 #include <filesystem>
@@ -174,13 +173,14 @@ void PrintMemory() {
 }
 
 // Prints the time per entry and the 50k/10k ratio of each benchmark after the runs, from the
-// fastest repetition: the machine is shared, and the fastest run is the one least disturbed.
+// median of the repetitions, which a machine shared with other work disturbs least.
 class ScalingReporter : public benchmark::ConsoleReporter {
 public:
   void ReportRuns(const std::vector<Run>& runs) override {
     ConsoleReporter::ReportRuns(runs);
     for (const Run& run : runs)
-      if (run.run_type == Run::RT_Aggregate && run.aggregate_name == "min" && !run.error_occurred)
+      if (run.run_type == Run::RT_Aggregate && run.aggregate_name == "median" &&
+          !run.error_occurred)
         seconds[run.run_name.function_name + "/" + run.run_name.args] =
             run.GetAdjustedRealTime() / 1e3;
   }
@@ -203,23 +203,17 @@ private:
 
 } // namespace
 
-double Fastest(const std::vector<double>& times) {
-  return *std::min_element(times.begin(), times.end());
-}
-
 BENCHMARK(BM_ReadFile)
     ->Arg(kSizes[0])
     ->Arg(kSizes[1])
     ->Unit(benchmark::kMillisecond)
     ->Repetitions(5)
-    ->ComputeStatistics("min", Fastest)
     ->ReportAggregatesOnly(true);
 BENCHMARK(BM_ReadEveryProperty)
     ->Arg(kSizes[0])
     ->Arg(kSizes[1])
     ->Unit(benchmark::kMillisecond)
     ->Repetitions(5)
-    ->ComputeStatistics("min", Fastest)
     ->ReportAggregatesOnly(true);
 
 int main(int argc, char** argv) {
