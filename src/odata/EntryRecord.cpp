@@ -42,6 +42,7 @@ int AssignAttribute(BufStrBase& field, const XmlParser& parser, std::string_view
   const char* value = parser.AttributeByName(name);
   return field.Assign(value ? value : "");
 }
+
 // A leaf at the cursor of `parser`, named `name` at `path`.
 int ReadLeaf(EntryProperty& property, const XmlParser& parser, const BufStrBase& name,
              const BufStrBase& path) {

@@ -33,41 +33,9 @@ int32_t TextType(const XmlParser& parser) {
   const int32_t number = ParseDec32(type);
   return number >= 0 && number <= 2 ? number : 0;
 }
-} // namespace
-
-void QuillonCore::ClearChannel() {
-  BufStrBase* texts[] = {
-      &ChannelAuthorEmail,
-      &ChannelAuthorName,
-      &ChannelAuthorUri,
-      &ChannelCategoryLabel,
-      &ChannelCategoryScheme,
-      &ChannelCategoryTerm,
-      &ChannelContributorEmail,
-      &ChannelContributorName,
-      &ChannelContributorUri,
-      &ChannelGenerator,
-      &ChannelIcon,
-      &ChannelId,
-      &ChannelLinkHref,
-      &ChannelLinkHrefLang,
-      &ChannelLinkLength,
-      &ChannelLinkRel,
-      &ChannelLinkTitle,
-      &ChannelLinkType,
-      &ChannelLogo,
-      &ChannelRights,
-      &ChannelSubtitle,
-      &ChannelTitle,
-      &ChannelUpdated,
-  };
-  for (BufStrBase* text : texts)
-    text->Clear();
-  ChannelRightsTextType = ChannelSubtitleTextType = ChannelTitleTextType = 0;
-}
 
 // One child of /feed, at the cursor. TextAt moves the cursor; the caller puts it back.
-static int ReadChannelChild(QuillonCore& core, XmlParser& parser) {
+int ReadChannelChild(QuillonCore& core, XmlParser& parser) {
   BufStr30 name;
   if (name.Assign(parser.XElement()) != errNone) return errOutOfMemory;
   struct TextField {
@@ -132,23 +100,9 @@ static int ReadChannelChild(QuillonCore& core, XmlParser& parser) {
   return rc;
 }
 
-int QuillonCore::ReadChannel() {
-  if (int rc = parser.SetXPath("/feed"); rc != errNone) return ParserFailure(rc);
-  if (parser.NthChild(1) != errNone) return errNone;
-  BufStr30 back;
-  do {
-    const uint32_t child = parser.CursorOffset();
-    if (ReadChannelChild(*this, parser) != errNone) return DescribeError(errOutOfMemory);
-    back.Assign("*");
-    back.AppendDecimal(child);
-    if (int rc = parser.SetXPath(back.View()); rc != errNone) return ParserFailure(rc);
-  } while (parser.NextSibling() == errNone);
-  return errNone;
-}
-
 // A next link's href carries the token of the following page behind "$skiptoken=", taken
 // unchanged. A link that ends right behind it stops the read.
-static int ReadNextLink(QuillonCore& core, const XmlParser& parser) {
+int ReadNextLink(QuillonCore& core, const XmlParser& parser) {
   const char* rel = parser.AttributeByName("rel");
   const char* href = parser.AttributeByName("href");
   if (!rel || std::strcmp(rel, "next") != 0 || !href) return errNone;
@@ -162,7 +116,7 @@ static int ReadNextLink(QuillonCore& core, const XmlParser& parser) {
 }
 
 // Captures the cursor element of `parser` as a new last entry and reports it.
-static int AppendEntry(QuillonCore& core) {
+int AppendEntry(QuillonCore& core) {
   PtrList<EntryRecord>& entries = core.entries;
   const int index = entries.Count();
   if (entries.Resize(index + 1) != errNone || !entries.At(index)) {
@@ -182,6 +136,7 @@ static int AppendEntry(QuillonCore& core) {
   if (EntryRecord* again = entries.Peek(index); again && index != core.entryIndex) again->Release();
   return errNone;
 }
+} // namespace
 
 int QuillonCore::ReadFeed() {
   entries.Clear();
@@ -232,6 +187,51 @@ int QuillonCore::ReadEntryDocument() {
     FireEntry(entry.Value("/entry/id"), entry.Value("/entry/title"), entry.Value("/entry/summary"),
               etag);
   return SelectEntry(0);
+}
+
+int QuillonCore::ReadChannel() {
+  if (int rc = parser.SetXPath("/feed"); rc != errNone) return ParserFailure(rc);
+  if (parser.NthChild(1) != errNone) return errNone;
+  BufStr30 back;
+  do {
+    const uint32_t child = parser.CursorOffset();
+    if (ReadChannelChild(*this, parser) != errNone) return DescribeError(errOutOfMemory);
+    back.Assign("*");
+    back.AppendDecimal(child);
+    if (int rc = parser.SetXPath(back.View()); rc != errNone) return ParserFailure(rc);
+  } while (parser.NextSibling() == errNone);
+  return errNone;
+}
+
+void QuillonCore::ClearChannel() {
+  BufStrBase* texts[] = {
+      &ChannelAuthorEmail,
+      &ChannelAuthorName,
+      &ChannelAuthorUri,
+      &ChannelCategoryLabel,
+      &ChannelCategoryScheme,
+      &ChannelCategoryTerm,
+      &ChannelContributorEmail,
+      &ChannelContributorName,
+      &ChannelContributorUri,
+      &ChannelGenerator,
+      &ChannelIcon,
+      &ChannelId,
+      &ChannelLinkHref,
+      &ChannelLinkHrefLang,
+      &ChannelLinkLength,
+      &ChannelLinkRel,
+      &ChannelLinkTitle,
+      &ChannelLinkType,
+      &ChannelLogo,
+      &ChannelRights,
+      &ChannelSubtitle,
+      &ChannelTitle,
+      &ChannelUpdated,
+  };
+  for (BufStrBase* text : texts)
+    text->Clear();
+  ChannelRightsTextType = ChannelSubtitleTextType = ChannelTitleTextType = 0;
 }
 
 } // namespace quillon

@@ -110,9 +110,12 @@ TEST_F(EntryProperties, AuthorByNameAndEmailFormat) {
     const char* readBack; // Author(0) afterwards
   };
   const Row rows[] = {
-      {0, "Bob <bob@b>", "Bob <bob@b>"},  {0, "Carl", "Carl"}, // no " <": all name, the email
-                                                               // emptied
-      {0, " <only@mail>", "<only@mail>"}, {2, "x@y", "<x@y>"}, {1, "Dan", "Dan <x@y>"},
+      {0, "Bob <bob@b>", "Bob <bob@b>"},
+      {0, "Carl", "Carl"}, // no " <": all name, the email
+                           // emptied
+      {0, " <only@mail>", "<only@mail>"},
+      {2, "x@y", "<x@y>"},
+      {1, "Dan", "Dan <x@y>"},
       {7, "ignored", "Dan <x@y>"},
   };
   for (const Row& row : rows) {
