@@ -43,6 +43,16 @@ const std::vector<MethodEntry>& Methods() {
          MethodText() = q.HasXPath(Arg(a, 0)) ? "true" : "false";
          return 0;
        }},
+      {"CreateEntry", "", 0, 0,
+       [](Quillon& q, const std::vector<std::string>&) { return q.CreateEntry(); }},
+      {"UpdateEntry", "", 0, 0,
+       [](Quillon& q, const std::vector<std::string>&) { return q.UpdateEntry(); }},
+      {"UpdateProperty", "XPATH VALUE", 2, 2,
+       [](Quillon& q, const std::vector<std::string>& a) {
+         return q.UpdateProperty(Arg(a, 0), Arg(a, 1));
+       }},
+      {"DeleteEntry", "", 0, 0,
+       [](Quillon& q, const std::vector<std::string>&) { return q.DeleteEntry(); }},
       {"SetSchemaEntity", "NAME", 1, 1,
        [](Quillon& q, const std::vector<std::string>& a) { return q.SetSchemaEntity(a[0]); }},
       {"SetSchemaProperty", "NAME", 1, 1,

@@ -72,6 +72,16 @@ public:
   // Whether `xpath` leads to an element of the response document; the cursor (XPath) stays.
   bool HasXPath(std::string_view xpath);
 
+  // The operations that change the service, on the current entry (EntryIndex, or the entry being
+  // put together before any response): CreateEntry POSTs its entry document, UpdateEntry PUTs
+  // it, UpdateProperty PUTs the one element at `xpath` of the latest response with `value` as its
+  // text, and DeleteEntry sends DELETE. The URL is ServiceRootURI and ResourcePath; an entry
+  // with an ETag goes with If-Match, unless OtherHeaders holds one.
+  int CreateEntry();
+  int UpdateEntry();
+  int UpdateProperty(std::string_view xpath, std::string_view value);
+  int DeleteEntry();
+
   // Lets the component's network events run on this thread for `milliseconds`, as a host's
   // message loop would: each round delivers one pending event or waits for one, and 0 runs one
   // round without waiting. A host calls it while a connection works in the background (a

@@ -45,6 +45,13 @@ public:
   int Append(const T& source) { return Insert(count, source); }
   // Destroys the element and closes the gap; nothing for an index outside the list.
   void RemoveAt(int i);
+  // Exchanges two slots; both indexes must lie inside the list.
+  void Swap(int i, int j) {
+    T** slots = Slots();
+    T* held = slots[i];
+    slots[i] = slots[j];
+    slots[j] = held;
+  }
   // Destroys every element and returns to 20 inline slots.
   void Clear();
 

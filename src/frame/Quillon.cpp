@@ -205,6 +205,25 @@ bool Quillon::HasXPath(std::string_view xpath) {
   return impl->core.parser.HasXPath(path.View());
 }
 
+int Quillon::CreateEntry() {
+  return impl->Result(impl->core.CreateEntry());
+}
+
+int Quillon::UpdateEntry() {
+  return impl->Result(impl->core.UpdateEntry());
+}
+
+int Quillon::UpdateProperty(std::string_view xpath, std::string_view value) {
+  BufStr path, text;
+  for (auto [out, in] : {std::pair<BufStrBase*, std::string_view>{&path, xpath}, {&text, value}})
+    if (int rc = impl->ToEngine(*out, in); rc != errNone) return impl->Result(rc);
+  return impl->Result(impl->core.UpdateProperty(path.View(), text.View()));
+}
+
+int Quillon::DeleteEntry() {
+  return impl->Result(impl->core.DeleteEntry());
+}
+
 int Quillon::DoEvents(int milliseconds) {
   return impl->Result(impl->core.DoEvents(milliseconds));
 }

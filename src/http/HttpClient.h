@@ -74,6 +74,8 @@ public:
   // tab; with no header before it, or an empty `value`, it is dropped. 0 or 200.
   int AddParsedHeader(std::string_view field, std::string_view value);
   int ParsedHeaderCount() const { return ParsedHeaders.Count() / 2; }
+  // The value of the first header named `field` (ignoring case) that has one; empty otherwise.
+  std::string_view ParsedHeaderValue(std::string_view field) const;
 
   // Cookies (HttpCookies.cpp)
   // Reads the value of a Set-Cookie header, fires SetCookie and merges the cookie into Cookies.

@@ -3,6 +3,7 @@
 #include "http/HttpClient.h"
 
 #include "frame/Errors.h"
+#include "frame/Text.h"
 
 namespace quillon {
 
@@ -24,6 +25,14 @@ void HttpClient::SplitHeaderLine(std::string_view line, std::string_view& field,
   while (start < line.size() && (line[start] == ' ' || line[start] == '\t'))
     ++start;
   value = line.substr(start);
+}
+
+std::string_view HttpClient::ParsedHeaderValue(std::string_view field) const {
+  for (int i = 0; i < ParsedHeaderCount(); ++i) {
+    const std::string_view value = ParsedHeaders.At(2 * i + 1);
+    if (!value.empty() && SameNoCase(ParsedHeaders.At(2 * i), field)) return value;
+  }
+  return {};
 }
 
 int HttpClient::AddParsedHeader(std::string_view field, std::string_view value) {

@@ -176,10 +176,9 @@ int QuillonCore::ReadEntryDocument() {
   }
   // Without an etag in the document the ETag response header gives it.
   const char* etag = entry.ETag();
-  for (int i = 0; (!etag || !*etag) && i < ParsedHeaderCount(); ++i) {
-    const std::string_view value = ParsedHeaders.At(2 * i + 1);
-    if (SameNoCase(ParsedHeaders.At(2 * i), "ETag") && !value.empty()) {
-      entry.SetETag(value);
+  if (!etag || !*etag) {
+    if (const std::string_view header = ParsedHeaderValue("ETag"); !header.empty()) {
+      entry.SetETag(header);
       etag = entry.ETag();
     }
   }

@@ -29,6 +29,23 @@ int QuillonCore::Config(ConfigRequest& request, const char** result) {
     nameAndEmailFormat = static_cast<int32_t>(ParseConfigNumber(request.value.Data()));
     return ReturnText(result, "0");
   }
+  if (EqualsNoCase(name, "Category")) {
+    EntryRecord& entry = CurrentEntry();
+    if (request.isGet) {
+      const char* term = entry.Value("/entry/category@term");
+      return ReturnText(result, term ? term : "");
+    }
+    // The write's own result comes back as the text.
+    const int rc = entry.SetValue("/entry/category@term", request.value.View());
+    if (rc != errNone) EntryFailure(entry, rc);
+    return ReturnSigned(result, rc);
+  }
+  if (EqualsNoCase(name, "GenerateEntryXML") && request.isGet) {
+    generatedEntry.Clear();
+    if (int rc = BuildEntryDocument(CurrentEntry(), generatedEntry, parser, true); rc != errNone)
+      return rc;
+    return ReturnText(result, generatedEntry);
+  }
   if (EqualsNoCase(name, "EncodeResourcePath")) {
     if (request.isGet) return ReturnSigned(result, encodeResourcePath ? 1 : 0);
     encodeResourcePath = IsTrueText(request.value.Data()) ? 1 : 0;

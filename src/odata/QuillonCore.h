@@ -9,6 +9,7 @@
 #include "odata/SchemaNameIndex.h"
 #include "odata/SchemaRecords.h"
 #include "xml/XmlParser.h"
+#include "xml/XmlWriter.h"
 
 #include <cstdint>
 
@@ -77,6 +78,32 @@ public:
   // Returns `code` with the text of an entry's failure (or of `parser`'s) in lastError.
   int EntryFailure(const EntryRecord& entry, int code);
   int ParserFailure(int code);
+
+  // Entry documents and entry operations
+  // Writes the entry document of `entry` into `out`: the Atom fields, then its properties sorted
+  // by name. The prefixes follow the namespace declarations on the cursor element of
+  // `response`; `includeLinks` adds the navigation links. 0 or the first failure's code, and
+  // `out` stays as it was on a failure.
+  int BuildEntryDocument(EntryRecord& entry, BufStrBase& out, XmlParser& response,
+                         bool includeLinks);
+  // Closes the open property elements that `name` does not share and opens the rest of its
+  // steps ('/' between levels), each in the data services namespace. 906 for an empty name.
+  static int OpenPropertyPath(XmlWriter& writer, std::string_view dataPrefix, std::string_view name,
+                              StrList& openPath);
+  // Orders the properties by name, stable, in place (see WordOrder.h).
+  static void SortProperties(PtrList<EntryProperty>& list);
+  // The four operations that change the service; each sends one request.
+  int CreateEntry();
+  int UpdateEntry();
+  int UpdateProperty(std::string_view xpath, std::string_view value);
+  int DeleteEntry();
+  // ServiceRootURI, ResourcePath and OtherQueryOptions, as the entry operations address.
+  int ComposeEntryUrl(BufStrBase& url);
+  // Puts "If-Match:" and the entry's ETag in front of the request's header lines, unless there
+  // is no ETag or the caller's lines already hold an If-Match. 0 or 200.
+  int AddIfMatch(EntryRecord& entry);
+  // Returns `code` with the writer's text in lastError.
+  int WriterFailure(const XmlWriter& writer, int code);
 
   // Schema reader and schema cursor
   // Empties the four schema lists and puts the five schema cursors back to 0.

@@ -99,6 +99,8 @@ public:
 
   // Namespace mappings in scope at the current element, outermost first.
   int NamespaceCount() const;
+  // How many of those the element declares itself: they are the last ones of the list.
+  int DeclaredNamespaceCount() const;
   std::string_view NamespacePrefix(int i) const;
   std::string_view NamespaceUri(int i) const;
   // 0, 104 without mappings or 103 outside them, with the text in lastError.

@@ -128,6 +128,16 @@ int XmlParser::NamespaceCount() const {
   return static_cast<int>(impl.tree.ElementField(Current(), efScopeCount));
 }
 
+int XmlParser::DeclaredNamespaceCount() const {
+  if (InCallback()) return 0;
+  const uint32_t element = Current();
+  const uint32_t parent = impl.tree.ElementField(element, efParent);
+  const uint32_t outer = impl.tree.IsElement(parent) && parent < element
+                             ? impl.tree.ElementField(parent, efScopeCount)
+                             : 0;
+  return NamespaceCount() - static_cast<int>(outer);
+}
+
 std::string_view XmlParser::NamespacePrefix(int i) const {
   if (InCallback()) return impl.LivePrefix(i);
   return impl.tree.MappingPrefix(impl.tree.MappingInScope(Current(), i));

@@ -153,3 +153,21 @@ TEST_F(Cli, AFailedReadShowsItsCodeAndText) {
 }
 
 } // namespace
+
+TEST_F(Cli, EntryDocumentsAndOperations) {
+  CliRun run = RunCli("-c ReadFile=" + kFeed + " -p EntryIndex=1 -c GenerateEntryXML");
+  EXPECT_EQ(run.status, 0) << run.out;
+  EXPECT_NE(run.out.find("<?xml version=\"1.0\" encoding=\"utf-8\" standalone=\"yes\"?>\r\n<entry "),
+            std::string::npos)
+      << run.out;
+  EXPECT_NE(run.out.find("<d:Name>Oak chair</d:Name>"), std::string::npos);
+  // Without the HTTP transport the operations say so; nothing pretends to have been sent.
+  for (const char* method : {"CreateEntry", "UpdateEntry", "DeleteEntry",
+                             "UpdateProperty /feed/entry[1]/content/properties/Name New"}) {
+    run = RunCli("-p ServiceRootURI=http://127.0.0.1:9/svc -c ReadFile=" + kFeed + " " + method);
+    EXPECT_EQ(run.status, 1) << method;
+    EXPECT_NE(run.out.find("error 10043: This build has no HTTP transport yet"), std::string::npos)
+        << method << "\n"
+        << run.out;
+  }
+}
