@@ -160,6 +160,34 @@ int xmlpimpl::ResolveElementName(uint32_t name, std::string_view* ns, std::strin
   return rc;
 }
 
+// A prefixed name resolves alike for elements and attributes, so the cache serves both; an
+// attribute without a prefix needs no look-up at all.
+int xmlpimpl::ResolveAttributeName(uint32_t name, std::string_view* local,
+                                   uint32_t* mappingRecord) {
+  XmlNamePool& names = tree.Names();
+  const std::string_view qname = names.Name(name);
+  const int colon = names.ColonAt(name);
+  if (colon < 0) {
+    *local = qname;
+    *mappingRecord = 0;
+    return errNone;
+  }
+  const uint32_t scope = work->scopeVersion;
+  const int cached = names.CachedMapping(name, scope);
+  if (cached >= 0) {
+    *local = qname.substr(static_cast<size_t>(colon) + 1);
+    *mappingRecord = work->prefixes.Offset(cached);
+    return errNone;
+  }
+  std::string_view ns;
+  const int rc = ResolveAttribute(qname, &ns, local, mappingRecord);
+  if (rc == errNone && !ns.empty()) {
+    const int mapping = work->prefixes.FindFromTop(qname.substr(0, static_cast<size_t>(colon)));
+    if (mapping >= 0) names.CacheMapping(name, scope, mapping);
+  }
+  return rc;
+}
+
 int xmlpimpl::EndOfTagName(std::string_view name) {
   Work& w = *work;
   if (int rc = FlushAll(); rc != errNone) return rc;
@@ -249,13 +277,13 @@ int xmlpimpl::StartElement(bool isEmpty) {
       return rc;
     for (int i = 0; i < attrCount; ++i) {
       const PendingAttribute& attribute = w.attributes[i];
-      const std::string_view attrQname = NameOf(attribute.name);
-      std::string_view attrNs, attrLocal;
+      std::string_view attrLocal;
       uint32_t attrMapping;
-      rc = ResolveAttribute(attrQname, &attrNs, &attrLocal, &attrMapping);
+      rc = ResolveAttributeName(attribute.name, &attrLocal, &attrMapping);
       if (rc == errNone) {
         const uint32_t attrName =
-            attribute.name | (attrLocal.size() == attrQname.size() ? XmlTree::kWholeName : 0);
+            attribute.name |
+            (attrLocal.size() == NameOf(attribute.name).size() ? XmlTree::kWholeName : 0);
         const char* value =
             attribute.keptAt == kNotKept ? w.values.Data() + attribute.valueAt : nullptr;
         rc = tree.AppendAttribute(attrName, attrMapping, value, attribute.valueLength,

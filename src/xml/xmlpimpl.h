@@ -250,6 +250,8 @@ private:
                          int* mapping);
   int ResolveAttribute(std::string_view qname, std::string_view* ns, std::string_view* local,
                        uint32_t* mappingRecord);
+  // ResolveAttribute of an interned name, through the resolution cached with it.
+  int ResolveAttributeName(uint32_t name, std::string_view* local, uint32_t* mappingRecord);
   bool InSgmlList(std::string_view name) const;
   int FailWithName(int code, const char* text, std::string_view name);
   XmlEventSink* Listener() const { return sink == ownSink ? nullptr : sink; }
