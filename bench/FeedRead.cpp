@@ -130,7 +130,7 @@ Memory Measure(const FeedFile& file) {
       m.afterRead = StatusKilobytes("VmHWM:");
       m.heapAfterRead = mallinfo2().uordblks - heap;
       m.keptText = core->parser.OriginalText().size();
-      m.tree = core->parser.impl.tree.ArenaLength();
+      m.tree = core->parser.impl.tree.Bytes();
       for (int i = 0; i < core->entries.Count(); ++i)
         m.rawText += static_cast<size_t>(core->entries.At(i)->rawXml.Length() +
                                          core->entries.At(i)->namespaces.Length());

@@ -118,8 +118,19 @@ int xmlpimpl::ResolveAttribute(std::string_view qname, std::string_view* ns,
   return errNone;
 }
 
+std::string_view xmlpimpl::LiveAttrName(int i) const {
+  return NameOf(work->attributes[i].name);
+}
+
+std::string_view xmlpimpl::LiveAttrValue(int i) const {
+  const PendingAttribute& attribute = work->attributes[i];
+  // Values in the kept text come only from the fast path, which runs without a listener.
+  if (attribute.keptAt != kNotKept) return {};
+  return {work->values.Data() + attribute.valueAt, attribute.valueLength};
+}
+
 std::string_view xmlpimpl::LiveAttrNamespace(int i) const {
-  const std::string_view qname = work->attributes.Name(i);
+  const std::string_view qname = LiveAttrName(i);
   const size_t colon = qname.find(':');
   if (colon == std::string_view::npos) return {};
   const std::string_view prefix = qname.substr(0, colon);
@@ -128,21 +139,65 @@ std::string_view xmlpimpl::LiveAttrNamespace(int i) const {
   return prefix == "xml" ? NS_XML : std::string_view();
 }
 
+int xmlpimpl::ResolveElementName(uint32_t name, std::string_view* ns, std::string_view* local,
+                                 int* mapping) {
+  if (name == kNoName) return ResolveElement({}, ns, local, mapping);
+  XmlNamePool& names = tree.Names();
+  const std::string_view qname = names.Name(name);
+  const uint32_t scope = work->scopeVersion;
+  const int cached = names.CachedMapping(name, scope);
+  if (cached != -2) {
+    const int colon = names.ColonAt(name);
+    *mapping = cached;
+    *local = colon < 0 ? qname : qname.substr(static_cast<size_t>(colon) + 1);
+    *ns = cached >= 0 ? work->prefixes.Value(cached) : std::string_view();
+    return errNone;
+  }
+  const int rc = ResolveElement(qname, ns, local, mapping);
+  // An unknown prefix is reported each time, so only resolutions without a report are kept.
+  if (rc == errNone && (*mapping >= 0 || names.ColonAt(name) < 0))
+    names.CacheMapping(name, scope, *mapping);
+  return rc;
+}
+
+// A prefixed name resolves alike for elements and attributes, so the cache serves both; an
+// attribute without a prefix needs no look-up at all.
+int xmlpimpl::ResolveAttributeName(uint32_t name, std::string_view* local,
+                                   uint32_t* mappingRecord) {
+  XmlNamePool& names = tree.Names();
+  const std::string_view qname = names.Name(name);
+  const int colon = names.ColonAt(name);
+  if (colon < 0) {
+    *local = qname;
+    *mappingRecord = 0;
+    return errNone;
+  }
+  const uint32_t scope = work->scopeVersion;
+  const int cached = names.CachedMapping(name, scope);
+  if (cached >= 0) {
+    *local = qname.substr(static_cast<size_t>(colon) + 1);
+    *mappingRecord = work->prefixes.Offset(cached);
+    return errNone;
+  }
+  std::string_view ns;
+  const int rc = ResolveAttribute(qname, &ns, local, mappingRecord);
+  if (rc == errNone && !ns.empty()) {
+    const int mapping = work->prefixes.FindFromTop(qname.substr(0, static_cast<size_t>(colon)));
+    if (mapping >= 0) names.CacheMapping(name, scope, mapping);
+  }
+  return rc;
+}
+
 int xmlpimpl::EndOfTagName(std::string_view name) {
   Work& w = *work;
   if (int rc = FlushAll(); rc != errNone) return rc;
-  if (BuildDOM) tree.MarkFirstMapping();
-  if (sgmlTags.IsEmpty()) {
-    if (w.elementName.Assign(name) != errNone) return errOutOfMemory;
-  } else {
-    // The element of the last start tag is closed here unless its name has end tags.
-    if (w.spare.Assign(w.elementName.View()) != errNone || w.elementName.Assign(name) != errNone)
-      return errOutOfMemory;
-    if (!w.spare.IsEmpty() && !InSgmlList(w.spare.View())) {
-      if (w.token.Assign(w.spare.View()) != errNone) return errOutOfMemory;
-      if (int rc = EndElement(false, true); rc != errNone) return rc;
-    }
-  }
+  const uint32_t previous = w.elementName;
+  if (tree.Names().Intern(name, &w.elementName) != errNone) return errOutOfMemory;
+  // With the SGML rule the element of the last start tag is closed here unless its name has
+  // end tags.
+  if (!sgmlTags.IsEmpty() && previous != kNoName && !NameOf(previous).empty() &&
+      !InSgmlList(NameOf(previous)))
+    if (int rc = EndElement(false, true, NameOf(previous)); rc != errNone) return rc;
   w.token.Clear();
   w.attrName.Clear();
   return errNone;
@@ -150,42 +205,61 @@ int xmlpimpl::EndOfTagName(std::string_view name) {
 
 int xmlpimpl::StoreAttribute() {
   Work& w = *work;
-  if (int rc = StoreAttribute(w.attrName.View(), w.token.View()); rc != errNone) return rc;
+  if (int rc = StoreAttribute(w.attrName.View(), w.token.View(), kNotKept); rc != errNone)
+    return rc;
   w.attrName.Clear();
   w.token.Clear();
   return errNone;
 }
 
-int xmlpimpl::StoreAttribute(std::string_view name, std::string_view value) {
+int xmlpimpl::StoreAttribute(std::string_view name, std::string_view value, uint32_t keptAt) {
   Work& w = *work;
-  if (name.size() < kXmlnsPrefix.size() || !name.starts_with(kXmlnsPrefix))
-    return w.attributes.Push(name, value);
+  if (name.size() < kXmlnsPrefix.size() || !name.starts_with(kXmlnsPrefix)) {
+    if (w.attrCount == kMaxAttributes) return errOutOfMemory;
+    PendingAttribute& attribute = w.attributes[w.attrCount];
+    if (tree.Names().Intern(name, &attribute.name) != errNone) return errOutOfMemory;
+    attribute.keptAt = keptAt;
+    attribute.valueLength = static_cast<uint32_t>(value.size());
+    if (keptAt == kNotKept) {
+      attribute.valueAt = static_cast<uint32_t>(w.values.Length());
+      if (w.values.Append(value) != errNone || w.values.AppendChar(0) != errNone)
+        return errOutOfMemory;
+    }
+    ++w.attrCount;
+    return errNone;
+  }
   // "xmlns" declares the default namespace, "xmlns:p" and also "xmlnsp" the prefix p.
   std::string_view prefix = name.substr(kXmlnsPrefix.size());
   if (!prefix.empty() && prefix[0] == ':') prefix.remove_prefix(1);
   int rc;
   if ((rc = w.prefixes.Push(prefix, value)) != errNone) return rc;
+  ++w.scopeVersion;
   const int index = w.prefixes.Count() - 1;
-  w.prefixes.Depth(index) = static_cast<uint32_t>(w.elements.Count() + 1);
+  w.prefixes.Depth(index) = static_cast<uint32_t>(w.depth + 1);
   w.prefixes.Offset(index) = 0;
   if (XmlEventSink* listener = Listener())
     if ((rc = listener->OnStartPrefixMapping(w.prefixes.Name(index).data(),
                                              w.prefixes.Value(index).data())) != errNone)
       return rc;
-  if (BuildDOM) return tree.AppendMapping(prefix, value, &w.prefixes.Offset(index));
-  return errNone;
+  if (!BuildDOM) return errNone;
+  const uint32_t below = index > 0 ? w.prefixes.Offset(index - 1) : 0;
+  return tree.AppendMapping(prefix, value, below, &w.prefixes.Offset(index));
 }
 
 int xmlpimpl::StartElement(bool isEmpty) {
   Work& w = *work;
   int rc;
-  if ((rc = w.elements.Push(w.elementName.View(), {})) != errNone) return rc;
-  const int depth = w.elements.Count();
-  w.elements.Offset(depth - 1) = static_cast<uint32_t>(w.elementText.Length());
-  const std::string_view qname = w.elements.Name(depth - 1);
+  if (w.depth == kMaxOpen) return errOutOfMemory;
+  // A run of the parent's text comes before anything of the child in elementText.
+  if ((rc = TakeKeptText()) != errNone) return rc;
+  OpenElement& open = w.open[w.depth++];
+  open.name = w.elementName;
+  open.textStart = static_cast<uint32_t>(w.elementText.Length());
+  const int depth = w.depth;
+  const std::string_view qname = NameOf(open.name);
   std::string_view ns, local;
   int mapping;
-  if ((rc = ResolveElement(qname, &ns, &local, &mapping)) != errNone) return rc;
+  if ((rc = ResolveElementName(open.name, &ns, &local, &mapping)) != errNone) return rc;
   if (XmlEventSink* listener = Listener()) {
     inCallback = 1;
     rc = listener->OnStartElement(ns.data() ? ns.data() : "", local.data(), qname.data(), isEmpty);
@@ -193,16 +267,28 @@ int xmlpimpl::StartElement(bool isEmpty) {
     if (rc != errNone) return rc;
   }
   if (BuildDOM) {
-    const int attrCount = w.attributes.Count();
-    if ((rc = tree.AppendElement(local, depth, mapping >= 0 ? w.prefixes.Offset(mapping) : 0,
-                                 w.prefixes.Count(), isEmpty, attrCount, markupStart,
-                                 inputCount)) != errNone)
+    const int attrCount = w.attrCount;
+    const int scopeCount = w.prefixes.Count();
+    const uint32_t scopeTop = scopeCount > 0 ? w.prefixes.Offset(scopeCount - 1) : 0;
+    const uint32_t wholeName = local.size() == qname.size() ? XmlTree::kWholeName : 0;
+    if ((rc = tree.AppendElement(
+             open.name | wholeName, depth, mapping >= 0 ? w.prefixes.Offset(mapping) : 0, scopeTop,
+             scopeCount, isEmpty, attrCount, markupStart, inputCount)) != errNone)
       return rc;
     for (int i = 0; i < attrCount; ++i) {
-      std::string_view attrNs, attrLocal;
+      const PendingAttribute& attribute = w.attributes[i];
+      std::string_view attrLocal;
       uint32_t attrMapping;
-      rc = ResolveAttribute(w.attributes.Name(i), &attrNs, &attrLocal, &attrMapping);
-      if (rc == errNone) rc = tree.AppendAttribute(attrMapping, attrLocal, w.attributes.Value(i));
+      rc = ResolveAttributeName(attribute.name, &attrLocal, &attrMapping);
+      if (rc == errNone) {
+        const uint32_t attrName =
+            attribute.name |
+            (attrLocal.size() == NameOf(attribute.name).size() ? XmlTree::kWholeName : 0);
+        const char* value =
+            attribute.keptAt == kNotKept ? w.values.Data() + attribute.valueAt : nullptr;
+        rc = tree.AppendAttribute(attrName, attrMapping, value, attribute.valueLength,
+                                  attribute.keptAt);
+      }
       if (rc != errNone) {
         // The records so far stay readable.
         tree.SetAttrCount(depth, i);
@@ -210,33 +296,33 @@ int xmlpimpl::StartElement(bool isEmpty) {
       }
     }
   }
-  if (sgmlTags.IsEmpty()) w.elementName.Clear();
-  w.attributes.Clear();
+  if (sgmlTags.IsEmpty()) w.elementName = kNoName;
+  w.attrCount = 0;
+  w.values.Clear();
   return errNone;
 }
 
 int xmlpimpl::EmptyElement() {
-  Work& w = *work;
-  if (w.token.Assign(w.elementName.View()) != errNone) return errOutOfMemory;
+  const uint32_t name = work->elementName;
   if (int rc = StartElement(true); rc != errNone) return rc;
-  return EndElement(true, false);
+  return EndElement(true, false, NameOf(name));
 }
 
-int xmlpimpl::EndElement(bool wasEmpty, bool implied) {
+int xmlpimpl::EndElement(bool wasEmpty, bool implied, std::string_view qname) {
   Work& w = *work;
   int rc;
   if ((rc = FlushAll()) != errNone) return rc;
-  if (!implied && !sgmlTags.IsEmpty() && !w.elementName.IsEmpty()) {
+  // The end tag's name, kept while an implied close empties `token`.
+  BufStrN<63> endTag;
+  if (!implied && !sgmlTags.IsEmpty() && w.elementName != kNoName) {
     // An end tag first closes the element of the last start tag if that one has no end tags.
-    if (!InSgmlList(w.elementName.View()) && w.elementName.View() != w.token.View()) {
-      BufStrN<63> endTag;
-      if (endTag.Assign(w.token.View()) != errNone ||
-          w.token.Assign(w.elementName.View()) != errNone)
-        return errOutOfMemory;
-      if ((rc = EndElement(false, true)) != errNone) return rc;
-      if (w.token.Assign(endTag.View()) != errNone) return errOutOfMemory;
+    const std::string_view last = NameOf(w.elementName);
+    if (!last.empty() && !InSgmlList(last) && last != qname) {
+      if (endTag.Assign(qname) != errNone) return errOutOfMemory;
+      if ((rc = EndElement(false, true, last)) != errNone) return rc;
+      qname = endTag.View();
     }
-    w.elementName.Clear();
+    w.elementName = kNoName;
   }
 
   uint32_t closeAt = markupStart;
@@ -249,17 +335,16 @@ int xmlpimpl::EndElement(bool wasEmpty, bool implied) {
     XmlScanText& markup = w.message;
     if (markup.Assign(originalText.View().substr(static_cast<size_t>(cut))) != errNone ||
         (originalText.Truncate(cut), originalText.Append("</", 2)) != errNone ||
-        originalText.Append(w.token.View()) != errNone || originalText.AppendChar('>') != errNone ||
+        originalText.Append(qname) != errNone || originalText.AppendChar('>') != errNone ||
         originalText.Append(markup.View()) != errNone)
       return errOutOfMemory;
     closeAt = static_cast<uint32_t>(cut);
-    closeLength = static_cast<uint32_t>(w.token.Length() + 3);
+    closeLength = static_cast<uint32_t>(qname.size() + 3);
     markupStart += closeLength;
     inputCount += closeLength;
     chunkCount += closeLength;
   }
 
-  const std::string_view qname = w.token.View();
   XmlEventSink* listener = Listener();
   // The name resolves again for the listener; without one, only a failure would show.
   if (listener || !(flags & xfIgnoreBadElementPrefixes)) {
@@ -271,11 +356,12 @@ int xmlpimpl::EndElement(bool wasEmpty, bool implied) {
       return rc;
   }
 
-  const int depth = w.elements.Count();
+  const int depth = w.depth;
+  std::string_view top;
   if (depth > 0) {
-    const uint32_t textAt = w.elements.Offset(depth - 1);
+    const OpenElement& open = w.open[depth - 1];
+    top = NameOf(open.name);
     if (BuildDOM) {
-      const std::string_view text = w.elementText.View().substr(textAt);
       uint32_t contentEnd = markupStart;
       uint32_t subtreeEnd = inputCount;
       if (implied) {
@@ -284,12 +370,20 @@ int xmlpimpl::EndElement(bool wasEmpty, bool implied) {
       } else if (wasEmpty) {
         contentEnd = inputCount;
       }
-      if ((rc = tree.CompleteElement(depth, text, contentEnd, subtreeEnd)) != errNone) return rc;
+      // A text that is one run of the kept text stays there.
+      if (w.textKeptAt != kNotKept && w.elementText.Length() == static_cast<int>(open.textStart))
+        rc = tree.CompleteElement(depth, nullptr, w.textKeptLength, w.textKeptAt, contentEnd,
+                                  subtreeEnd);
+      else if ((rc = TakeKeptText()) == errNone)
+        rc = tree.CompleteElement(depth, w.elementText.Data() + open.textStart,
+                                  static_cast<uint32_t>(w.elementText.Length()) - open.textStart,
+                                  kNotKept, contentEnd, subtreeEnd);
+      if (rc != errNone) return rc;
     }
-    w.elementText.Truncate(static_cast<int>(textAt));
+    w.textKeptAt = kNotKept;
+    w.elementText.Truncate(static_cast<int>(open.textStart));
   }
 
-  const std::string_view top = depth > 0 ? w.elements.Name(depth - 1) : std::string_view();
   if (qname != top) return FailWithName(errUnbalancedTag, "Unbalanced element tag: ", qname);
 
   XmlNameTable& prefixes = w.prefixes;
@@ -298,10 +392,10 @@ int xmlpimpl::EndElement(bool wasEmpty, bool implied) {
     const int index = prefixes.Count() - 1;
     if (listener && (rc = listener->OnEndPrefixMapping(prefixes.Name(index).data())) != errNone)
       return rc;
-    if (BuildDOM) tree.EndMappingScope(prefixes.Offset(index));
     prefixes.Pop();
+    ++w.scopeVersion;
   }
-  if (depth > 0) w.elements.Pop();
+  if (depth > 0) --w.depth;
   w.token.Clear();
   return errNone;
 }

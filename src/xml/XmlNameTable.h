@@ -1,6 +1,5 @@
-// A bounded stack of name and value strings with two numbers each: the attributes of the tag
-// being read, the open elements, and the prefix mappings in scope. At most 256 entries; slots
-// are made on first use and kept for the next document.
+// A bounded stack of name and value strings with two numbers each: the prefix mappings in
+// scope. At most 256 entries; slots are made on first use and kept for the next document.
 #pragma once
 
 #include "frame/Errors.h"
@@ -25,8 +24,8 @@ public:
   int Count() const { return count; }
   std::string_view Name(int i) const { return slots[i]->name.View(); }
   std::string_view Value(int i) const { return slots[i]->value.View(); }
-  // Numbers kept with an entry, set by its owner after Push: for a mapping the depth that
-  // declared it and its tree record, for an open element where its text starts.
+  // Numbers kept with an entry, set by its owner after Push: the depth that declared the
+  // mapping and its tree record.
   uint32_t& Depth(int i) { return slots[i]->depth; }
   uint32_t& Offset(int i) { return slots[i]->offset; }
   // The highest index whose name equals `name`, or -1.

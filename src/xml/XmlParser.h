@@ -15,7 +15,9 @@ namespace quillon {
 // Texts handed out as views point into the parser (its tree, kept text or scratch strings). They
 // stay valid until the next parse; a view of a scratch string (qualified names) until the next
 // call that fills the same string. Names, values and texts are NUL-terminated where they lie;
-// XSubTree, XContents and OriginalText are slices of the kept text and are not.
+// XSubTree, XContents and OriginalText are slices of the kept text and are not. (A value or text
+// that the tree finds in the kept text is copied on its first read, into room made by the parse;
+// read while the parse is under way, from OnStartElement, it may be unterminated.)
 class XmlParser : public ComponentCore, public XmlEventSink {
 public:
   XmlParser();
@@ -57,7 +59,7 @@ public:
   // The next sibling of the cursor element: 0 or 207 behind the last one.
   int NextSibling() { return impl.tree.NextSibling(); }
   // The cursor as a record offset; SetXPath of '*' and this number returns to it.
-  uint32_t CursorOffset() const { return impl.tree.Cursor(); }
+  uint32_t CursorOffset() const { return impl.tree.OffsetOf(impl.tree.Cursor()); }
   // Everything pushed through the scanner, while KeepOriginalText is set.
   std::string_view OriginalText() const { return impl.originalText.View(); }
 
@@ -133,7 +135,7 @@ private:
   bool InCallback() const { return impl.inCallback != 0; }
   uint32_t CurrentAttribute(int i) const { return impl.tree.AttributeRecord(Current(), i); }
   int CheckChildIndex(int i);
-  int KeptText(XmlElementField from, XmlElementField to, std::string_view* out);
+  int KeptText(XmlKeptPart part, std::string_view* out);
   int SetConfigFlag(uint32_t bit, const ConfigRequest& request, const char** result);
 };
 

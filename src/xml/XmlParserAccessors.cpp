@@ -11,33 +11,33 @@ namespace quillon {
 std::string_view XmlParser::XParent() const {
   const uint32_t element = Current();
   if (element == impl.tree.Root()) return {};
-  return impl.tree.LocalName(impl.tree.ElementField(element, efParent));
+  return impl.tree.LocalName(impl.tree.ParentOf(element));
 }
 
 int XmlParser::XChildrenCount() const {
-  const int count = static_cast<int32_t>(impl.tree.ElementField(Current(), efChildCount));
+  const int count = impl.tree.ChildCountOf(Current());
   return count < 0 ? 0 : count;
 }
 
-int XmlParser::KeptText(XmlElementField from, XmlElementField to, std::string_view* out) {
+int XmlParser::KeptText(XmlKeptPart part, std::string_view* out) {
   *out = {};
   if (!impl.KeepOriginalText) {
     impl.SetErrorByCode(errNoOriginalText);
     return Fail(errNoOriginalText, impl.errorText.Data());
   }
-  const uint32_t start = impl.tree.ElementField(Current(), from);
-  const uint32_t end = impl.tree.ElementField(Current(), to);
+  uint32_t start, end;
+  impl.tree.KeptRange(Current(), part, &start, &end);
   const std::string_view kept = impl.originalText.View();
   if (end > start && end <= kept.size()) *out = kept.substr(start, end - start);
   return errNone;
 }
 
 int XmlParser::XSubTree(std::string_view* out) {
-  return KeptText(efSubtreeStart, efSubtreeEnd, out);
+  return KeptText(kpSubtree, out);
 }
 
 int XmlParser::XContents(std::string_view* out) {
-  return KeptText(efContentStart, efContentEnd, out);
+  return KeptText(kpContents, out);
 }
 
 int XmlParser::CheckChildIndex(int i) {
@@ -67,7 +67,7 @@ int XmlParser::ReadChild(int i, ChildPart part, std::string_view* out) {
 
 int XmlParser::AttrCount() const {
   if (InCallback()) return impl.LiveAttrCount();
-  return static_cast<int>(impl.tree.ElementField(Current(), efAttrCount));
+  return impl.tree.AttrCountOf(Current());
 }
 
 std::string_view XmlParser::AttrLocalName(int i) const {
@@ -125,7 +125,7 @@ int XmlParser::AttributeValue(std::string_view name, std::string_view* out) {
 
 int XmlParser::NamespaceCount() const {
   if (InCallback()) return impl.LivePrefixCount();
-  return static_cast<int>(impl.tree.ElementField(Current(), efScopeCount));
+  return impl.tree.ScopeCountOf(Current());
 }
 
 int XmlParser::DeclaredNamespaceCount() const {

@@ -145,15 +145,15 @@ int xmlpimpl::XPathWalk(std::string_view path, bool top) {
       if (pos == p.size()) return errNone;
       if (p[pos] == '*') {
         // A record offset saved earlier; xpathText stays as it is.
-        const uint32_t arenaLength = tree.ArenaLength();
         const int64_t offset = LeadingNumber(p.substr(pos + 1));
-        if (offset >= arenaLength) return errNone;
+        if (offset >= tree.OffsetLimit()) return errNone;
         if (offset == 0) {
           tree.SetCursor(tree.Root());
           return errNone;
         }
-        if (!tree.IsElement(static_cast<uint32_t>(offset))) return SetErrorByCode(errXPath);
-        tree.SetCursor(static_cast<uint32_t>(offset));
+        const uint32_t element = tree.ElementAtOffset(static_cast<uint32_t>(offset));
+        if (!element) return SetErrorByCode(errXPath);
+        tree.SetCursor(element);
         return errNone;
       }
       if (p[pos] == '/') {

@@ -216,7 +216,8 @@ const char* xmlpimpl::ScanFast(const char* p, const char* end, int* rc) {
           const char* name = p;
           p = close;
           CHECK(StoreAttribute(std::string_view(name, static_cast<size_t>(nameEnd - name)),
-                               std::string_view(open + 1, static_cast<size_t>(close - open - 1))));
+                               std::string_view(open + 1, static_cast<size_t>(close - open - 1)),
+                               KeepOriginalText ? StreamOffset(open + 1) : kNotKept));
           ++p;
           NEXT(xsInTag, inTag);
         }
@@ -271,13 +272,23 @@ const char* xmlpimpl::ScanFast(const char* p, const char* end, int* rc) {
     // The first byte behind "</" decides between an end tag and text.
     if (ByteBefore(p, 1) == '/' && !IsXmlNameStart(*p, AllowLeadingDigit)) STEP_ONE();
     const char* stop = SkipNameChars(p, end);
-    if (stop > p) CHECK(w.token.Append(p, static_cast<int>(stop - p)));
+    if (stop == end || *stop != '>') {
+      if (stop > p) CHECK(w.token.Append(p, static_cast<int>(stop - p)));
+      p = stop;
+      if (p == end) continue;
+      STEP_ONE();
+    }
+    // The name is complete; a name that began in an earlier push sits partly in `token`.
+    const char* name = p;
     p = stop;
-    if (p == end) continue;
-    if (*p != '>') STEP_ONE();
     SetCurrent(p);
     state = xsAfterMarkup;
-    CHECK(EndElement(false, false));
+    if (w.token.IsEmpty()) {
+      CHECK(EndElement(false, false, std::string_view(name, static_cast<size_t>(p - name))));
+    } else {
+      CHECK(w.token.Append(name, static_cast<int>(p - name)));
+      CHECK(EndElement(false, false, w.token.View()));
+    }
     ++p;
     NEXT(xsAfterMarkup, afterMarkup);
   }

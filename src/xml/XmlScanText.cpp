@@ -42,7 +42,7 @@ int XmlScanText::Allocate(long long newCapacity) {
 }
 
 // Without `bytes` the new bytes are left for the caller (Extend). Half as much again as needed:
-// the arena of a large document should not double its memory.
+// the kept text of a large document should not double its memory.
 int XmlScanText::Grow(const char* bytes, int count) {
   const long long needed = static_cast<long long>(length) + count + 1;
   if (Allocate(needed + needed / 2 + 16) != errNone) return errOutOfMemory;

@@ -39,6 +39,7 @@ bool EndsInSpace(const XmlScanText& text) {
 enum SpecialKind { skComment, skInstruction, skDeclaration };
 
 constexpr int kUtf8Block = 4096;
+constexpr size_t kReserveFrom = 4096;
 } // namespace
 
 xmlpimpl::~xmlpimpl() {
@@ -67,13 +68,16 @@ void xmlpimpl::Reset() {
     FlushAll();
     Work& w = *work;
     for (XmlScanText* text :
-         {&w.token, &w.entity, &w.entityValue, &w.elementName, &w.attrName, &w.elementText})
+         {&w.token, &w.entity, &w.entityValue, &w.attrName, &w.elementText, &w.values})
       text->Clear();
     ClearPendingText();
     w.xpathText.Resize(0, nullptr);
-    work->attributes.Clear();
-    work->elements.Clear();
-    work->prefixes.Clear();
+    w.attrCount = 0;
+    w.depth = 0;
+    w.elementName = kNoName;
+    w.textKeptAt = kNotKept;
+    w.prefixes.Clear();
+    ++w.scopeVersion;
   }
   originalText.Release();
   errorText.Resize(0, nullptr);
@@ -96,11 +100,22 @@ int xmlpimpl::Feed(std::string_view bytes) {
   if (const void* nul = bytes.empty() ? nullptr : std::memchr(bytes.data(), 0, bytes.size()))
     bytes = bytes.substr(0, static_cast<size_t>(static_cast<const char*>(nul) - bytes.data()));
   if (int rc = MakeWork(); rc != errNone) return SetErrorByCode(rc);
-  if (BuildDOM && tree.ArenaLength() == 0)
+  if (BuildDOM && !tree.Begun())
     if (int rc = tree.Begin(); rc != errNone) return SetErrorByCode(rc);
+  // A document given in one piece gets its kept text and records in one block each, rather
+  // than growing through copies.
+  if (bytes.size() > inputCount && bytes.size() >= kReserveFrom) {
+    if (KeepOriginalText)
+      originalText.Reserve(originalText.Length() + static_cast<int>(bytes.size()));
+    if (BuildDOM) tree.Reserve(bytes.size());
+  }
   const char* begin = bytes.data();
   const char* end = begin + bytes.size();
-  return encoding == encUtf8 ? FeedUtf8(begin, end) : PushBytes(begin, end);
+  const int rc = encoding == encUtf8 ? FeedUtf8(begin, end) : PushBytes(begin, end);
+  // Also behind a failure, since the tree up to it stays readable.
+  const int reserved = BuildDOM ? tree.ReserveCopies() : errNone;
+  if (rc == errNone && reserved != errNone) return SetErrorByCode(reserved);
+  return rc;
 }
 
 // RFC 3629 sequences become "&#n;" so that they meet the entity handling of the state machine;
@@ -493,7 +508,7 @@ int xmlpimpl::Step(char c) {
     case xsAfterEndTagName:
       // whitespace, then '>'; anything else is junk that fails at the next byte
       if (space) return errNone;
-      rc = EndElement(false, false);
+      rc = EndElement(false, false, w.token.View());
       state = c == '>' ? xsAfterMarkup : xsAfterEndTagJunk;
       return rc;
 
@@ -674,7 +689,7 @@ int xmlpimpl::EndSection() {
   int rc = errNone;
   if (XmlEventSink* listener = Listener())
     rc = listener->OnSpecialSection(w.token.Data(), w.text.Data());
-  if (rc == errNone && BuildDOM && w.token.View() == "CDATA" && w.elements.Count() > 0)
+  if (rc == errNone && BuildDOM && w.token.View() == "CDATA" && w.depth > 0)
     rc = AppendElementText(w.text.Data(), w.text.Length());
   w.token.Clear();
   ClearPendingText();
@@ -683,7 +698,7 @@ int xmlpimpl::EndSection() {
 
 // Content: the callback, then the open element's text; outside every element the run is
 // dropped, or refused without AllowTextOutsideRoot.
-int xmlpimpl::Content(const char* text, int length) {
+int xmlpimpl::Content(const char* text, int length, uint32_t keptAt) {
   if (XmlEventSink* listener = Listener()) {
     // The receiver gets a NUL-terminated view: a byte is lent for the terminator.
     char* end = const_cast<char*>(text) + length;
@@ -695,14 +710,44 @@ int xmlpimpl::Content(const char* text, int length) {
   }
   if (!BuildDOM) return errNone;
   Work& w = *work;
-  if (w.elements.Count() > 0) return AppendElementText(text, length);
+  if (w.depth > 0) {
+    // The first run of an element's text is only noted while it lies in the kept text: a
+    // leaf's text is then never copied.
+    if (keptAt != kNotKept && w.textKeptAt == kNotKept &&
+        w.elementText.Length() == static_cast<int>(w.open[w.depth - 1].textStart)) {
+      w.textKeptAt = keptAt;
+      w.textKeptLength = static_cast<uint32_t>(length);
+      return errNone;
+    }
+    return AppendElementText(text, length);
+  }
   if (flags & xfAllowTextOutsideRoot) return errNone;
   return SetErrorByCode(errTextOutsideRoot);
 }
 
 int xmlpimpl::AppendElementText(const char* text, int length) {
+  if (int rc = TakeKeptText(); rc != errNone) return rc;
   if (work->elementText.Append(text, length) != errNone) return SetErrorByCode(errOutOfMemory);
   return errNone;
+}
+
+int xmlpimpl::TakeKeptText() {
+  Work& w = *work;
+  if (w.textKeptAt == kNotKept) return errNone;
+  const uint32_t at = w.textKeptAt;
+  w.textKeptAt = kNotKept;
+  const char* bytes = KeptBytes(at, at + w.textKeptLength);
+  if (!bytes || w.elementText.Append(bytes, static_cast<int>(w.textKeptLength)) != errNone)
+    return SetErrorByCode(errOutOfMemory);
+  return errNone;
+}
+
+// The kept text at offset n holds the pushed byte n; the bytes from originalFrom on are not yet
+// in it, and originalFrom is byte originalText.Length() of the stream.
+const char* xmlpimpl::KeptBytes(uint32_t at, uint32_t end) {
+  const uint32_t kept = static_cast<uint32_t>(originalText.Length());
+  if (end > kept && FlushOriginal(originalFrom + (end - kept)) != errNone) return nullptr;
+  return end <= static_cast<uint32_t>(originalText.Length()) ? originalText.Data() + at : nullptr;
 }
 
 int xmlpimpl::FlushText() {
@@ -737,7 +782,8 @@ int xmlpimpl::FlushTrim() {
 int xmlpimpl::FlushTrimRun(const char* run, int length) {
   // Only the fast path comes here: no listener wants the trailing whitespace or a terminator.
   const int kept = PreserveWhitespace ? length : TrimmedLength(run, length);
-  return kept > 0 ? Content(run, kept) : errNone;
+  if (kept <= 0) return errNone;
+  return Content(run, kept, KeepOriginalText && BuildDOM ? StreamOffset(run) : kNotKept);
 }
 
 // The line up to its trailing whitespace is content; that whitespace waits in `text` until it

@@ -1,12 +1,10 @@
-// Record layout (all fields 32-bit, every record padded with NULs to a multiple of 4):
-//   E  type size end childCount parent mapping scopeCount firstMapping attrCount text
-//      subtreeStart subtreeEnd contentStart contentEnd nameLength self | name NUL
-//   A  type size mapping nameLength valueLength | name NUL value NUL
-//   P  type size scopeEnd prefixLength uriLength | prefix NUL uri NUL
-//   T  type size length | text NUL
-// One element's records: its own mappings, E, its attributes, its children, its text. The first
-// child is found by skipping E, the A records and any P records; the next sibling lies at the
-// end offset, again behind any P records. A child count bounds both walks.
+// Layout: one element record per start tag, in document order, so that an element's first child
+// is the record behind it (when that record names it as parent) and its next sibling is the
+// record at its end index (when that one has the same parent). Attribute records follow the
+// order of their elements; the mappings in scope at an element form a list from its innermost
+// one down through `below`. Texts that lie in the kept text exactly as they are read (no
+// reference decoded, no pieces joined) are not copied: the record holds their offset, and the
+// first read copies them once, NUL-terminated, into room made while parsing.
 #include "xml/XmlTree.h"
 
 #include "frame/Errors.h"
@@ -20,21 +18,12 @@
 namespace quillon {
 
 namespace {
-constexpr uint32_t kElementBytes = efFieldCount * 4;
-constexpr uint32_t kAttributeBytes = 20;
-constexpr uint32_t kMappingBytes = 20;
-constexpr uint32_t kTextBytes = 12;
-
-enum : int { pfScopeEnd = 2, pfPrefixLength, pfUriLength };
-enum : int { afMapping = 2, afNameLength, afValueLength };
-enum : int { tfLength = 2 };
-
-constexpr uint32_t Padded(uint64_t bytes) {
-  return static_cast<uint32_t>((bytes + 3) & ~3ull);
-}
+constexpr uint32_t kMaxPool = 0x3FFFFFF0u;
+constexpr uint32_t kMaxLength = (1u << 30) - 1;
 } // namespace
 
 XmlTree::~XmlTree() {
+  Reset();
   if (tables) {
     tables->~Tables();
     MemFree(tables);
@@ -43,17 +32,20 @@ XmlTree::~XmlTree() {
 
 void XmlTree::Reset() {
   if (tables) {
-    std::memset(tables->depthOffsets, 0, sizeof tables->depthOffsets);
+    std::memset(tables->depthElements, 0, sizeof tables->depthElements);
     tables->stepParent = 0;
     tables->stepIndex = 0;
     tables->stepChild = 0;
     std::memset(tables->nameSteps, 0, sizeof tables->nameSteps);
     tables->nameStepClock = 0;
   }
-  arena.Release();
+  copies.Release();
+  elements.Release();
+  attributes.Release();
+  mappings.Release();
+  pool.Release();
+  names.Clear();
   cursor = 0;
-  root = 0;
-  firstMappingMark = 0;
   xmlMapping = 0;
 }
 
@@ -63,268 +55,234 @@ int XmlTree::Begin() {
     if (!block) return errOutOfMemory;
     tables = new (block) Tables();
   }
-  Reset();
-  uint32_t empty;
-  if (int rc = AppendMapping({}, {}, &empty); rc != errNone) return rc;
-  return AppendMapping("xml", NS_XML, &xmlMapping);
+  return AppendMapping("xml", NS_XML, 0, &xmlMapping);
 }
 
-uint32_t XmlTree::Word(uint32_t offset, int index) const {
-  const uint64_t at = static_cast<uint64_t>(offset) + 4u * static_cast<uint32_t>(index);
-  if (at + 4 > static_cast<uint64_t>(arena.Length())) return 0;
-  uint32_t value;
-  std::memcpy(&value, arena.Data() + at, 4);
-  return value;
+// Generated and real feeds hold an element and an attribute per 60 to 80 bytes; a denser
+// document grows its arrays as usual, and room that is never written is never touched.
+void XmlTree::Reserve(size_t inputBytes) {
+  const uint32_t records = static_cast<uint32_t>(inputBytes / 48 + 16);
+  elements.Reserve(elements.Count() + records);
+  attributes.Reserve(attributes.Count() + records);
 }
 
-void XmlTree::SetWord(uint32_t offset, int index, uint32_t value) {
-  const uint64_t at = static_cast<uint64_t>(offset) + 4u * static_cast<uint32_t>(index);
-  if (at + 4 <= static_cast<uint64_t>(arena.Length()))
-    std::memcpy(arena.MutableData() + at, &value, 4);
+size_t XmlTree::Bytes() const {
+  return elements.Bytes() + attributes.Bytes() + mappings.Bytes() + copies.Bytes() +
+         static_cast<size_t>(pool.Length()) + names.Bytes();
 }
 
-bool XmlTree::IsRecord(uint32_t offset, uint8_t type, uint32_t minimumSize) const {
-  const uint64_t length = static_cast<uint64_t>(arena.Length());
-  if (offset % 4 != 0 || offset + static_cast<uint64_t>(minimumSize) > length) return false;
-  if (static_cast<uint8_t>(arena.Data()[offset]) != type) return false;
-  const uint32_t size = Word(offset, 1);
-  return size >= minimumSize && offset + static_cast<uint64_t>(size) <= length;
-}
-
-bool XmlTree::IsElement(uint32_t offset) const {
-  return offset != 0 && IsRecord(offset, recElement, kElementBytes + 4) &&
-         Word(offset, efSelf) == offset;
-}
-
-std::string_view XmlTree::StringAt(uint32_t offset, uint32_t length, uint32_t recordEnd) const {
-  if (offset >= recordEnd || length >= recordEnd - offset) return {};
-  return {arena.Data() + offset, length};
-}
-
-// Inline here so that each caller's fixed field size makes its copy a few stores.
-inline int XmlTree::AppendRecord(uint32_t* fields, uint32_t fieldBytes, std::string_view first,
-                                 std::string_view second, uint32_t* offset) {
-  const uint8_t type = static_cast<uint8_t>(fields[0]);
-  const uint64_t strings = first.size() + 1 + (type == recText ? 0 : second.size() + 1);
-  const uint64_t size = Padded(fieldBytes + strings);
-  const uint64_t at = static_cast<uint64_t>(arena.Length());
-  if (at + size >= 0x3FFFFFF0u) return errOutOfMemory;
-  char* record = arena.Extend(static_cast<int>(size));
-  if (!record) return errOutOfMemory;
-  fields[1] = static_cast<uint32_t>(size);
-  // The strings add at least one byte, so the last word lies behind the fields: zeroing it
-  // first pads the record.
-  const uint32_t zero = 0;
-  std::memcpy(record + size - 4, &zero, 4);
-  std::memcpy(record, fields, fieldBytes);
-  char* strings0 = record + fieldBytes;
-  if (!first.empty()) std::memcpy(strings0, first.data(), first.size());
-  strings0[first.size()] = 0;
-  if (type != recText) {
-    char* tail = strings0 + first.size() + 1;
-    if (!second.empty()) std::memcpy(tail, second.data(), second.size());
-    tail[second.size()] = 0;
+int XmlTree::Place(const char* text, uint32_t length, uint32_t keptAt, XmlTextSpan* span) {
+  if (length > kMaxLength) return errOutOfMemory;
+  span->length = length;
+  if (keptAt != kNotKept) {
+    span->offset = keptAt;
+    span->place = tpKept;
+    copies.Expect(length);
+    return errNone;
   }
-  *offset = static_cast<uint32_t>(at);
+  const uint64_t at = static_cast<uint64_t>(pool.Length());
+  if (at + length + 1 >= kMaxPool) return errOutOfMemory;
+  char* bytes = pool.Extend(static_cast<int>(length + 1));
+  if (!bytes) return errOutOfMemory;
+  if (length) std::memcpy(bytes, text, length);
+  bytes[length] = 0;
+  span->offset = static_cast<uint32_t>(at);
+  span->place = tpPool;
   return errNone;
 }
 
-int XmlTree::AppendMapping(std::string_view prefix, std::string_view uri, uint32_t* offset) {
-  uint32_t fields[kMappingBytes / 4] = {recMapping};
-  fields[pfPrefixLength] = static_cast<uint32_t>(prefix.size());
-  fields[pfUriLength] = static_cast<uint32_t>(uri.size());
-  return AppendRecord(fields, kMappingBytes, prefix, uri, offset);
+std::string_view XmlTree::SpanText(XmlTextSpan& span) const {
+  // An empty value is still there: it has a place, as an absent one has not.
+  if (span.length == 0) return "";
+  if (span.place == tpPool) return {pool.Data() + span.offset, span.length};
+  if (span.place == tpCopy) return {copies.At(span.offset), span.length};
+  // A kept text is copied on its first read, so that it ends in NUL like every other.
+  const uint64_t end = uint64_t{span.offset} + span.length;
+  if (!keptText || end > static_cast<uint64_t>(keptText->Length())) return {};
+  const uint32_t copy = copies.Copy(keptText->Data() + span.offset, span.length);
+  // Without room (a read while the document is still being pushed) the reader still gets the
+  // right bytes, only without the NUL.
+  if (copy == XmlCopyStore::kNone) return {keptText->Data() + span.offset, span.length};
+  span.offset = copy;
+  span.place = tpCopy;
+  return {copies.At(copy), span.length};
 }
 
-int XmlTree::AppendElement(std::string_view localName, int depth, uint32_t mapping, int scopeCount,
-                           bool isEmpty, int attrCount, uint32_t subtreeStart,
+int XmlTree::AppendMapping(std::string_view prefix, std::string_view uri, uint32_t below,
+                           uint32_t* mapping) {
+  Mapping record{};
+  record.below = below;
+  if (Place(prefix.data(), static_cast<uint32_t>(prefix.size()), kNotKept, &record.prefix) !=
+          errNone ||
+      Place(uri.data(), static_cast<uint32_t>(uri.size()), kNotKept, &record.uri) != errNone)
+    return errOutOfMemory;
+  Mapping* slot = mappings.Add();
+  if (!slot) return errOutOfMemory;
+  *slot = record;
+  *mapping = mappings.Count();
+  return errNone;
+}
+
+int XmlTree::AppendElement(uint32_t name, int depth, uint32_t mapping, uint32_t scopeTop,
+                           int scopeCount, bool isEmpty, int attrCount, uint32_t subtreeStart,
                            uint32_t contentStart) {
   if (depth < 1 || depth > kMaxDepth) return errOutOfMemory;
-  uint32_t fields[efFieldCount] = {recElement};
-  fields[efChildCount] = isEmpty ? static_cast<uint32_t>(-1) : 0;
-  fields[efParent] = depth > 1 ? tables->depthOffsets[depth - 1] : 0;
-  fields[efMapping] = mapping;
-  fields[efScopeCount] = static_cast<uint32_t>(scopeCount);
-  fields[efFirstMapping] = firstMappingMark;
-  fields[efAttrCount] = static_cast<uint32_t>(attrCount);
-  fields[efSubtreeStart] = subtreeStart;
-  fields[efContentStart] = contentStart;
-  fields[efNameLength] = static_cast<uint32_t>(localName.size());
-  fields[efSelf] = ArenaLength();
-  uint32_t at;
-  if (int rc = AppendRecord(fields, kElementBytes, localName, {}, &at); rc != errNone) return rc;
-  tables->depthOffsets[depth] = at;
-  if (!root) root = at;
+  Element* record = elements.Add();
+  if (!record) return errOutOfMemory;
+  record->end = 0;
+  record->parent = depth > 1 ? tables->depthElements[depth - 1] : 0;
+  record->childCount = isEmpty ? -1 : 0;
+  record->name = name;
+  record->mapping = mapping;
+  record->scopeTop = scopeTop;
+  record->scopeCount = static_cast<uint16_t>(scopeCount);
+  record->attrCount = static_cast<uint16_t>(attrCount);
+  record->firstAttr = attributes.Count();
+  record->text = {};
+  record->subtreeStart = subtreeStart;
+  record->contentStart = contentStart;
+  record->contentEnd = 0;
+  record->subtreeEnd = 0;
+  tables->depthElements[depth] = elements.Count();
   return errNone;
 }
 
-int XmlTree::AppendAttribute(uint32_t mapping, std::string_view localName, std::string_view value) {
-  uint32_t fields[kAttributeBytes / 4] = {recAttribute};
-  fields[afMapping] = mapping;
-  fields[afNameLength] = static_cast<uint32_t>(localName.size());
-  fields[afValueLength] = static_cast<uint32_t>(value.size());
-  uint32_t at;
-  return AppendRecord(fields, kAttributeBytes, localName, value, &at);
+int XmlTree::AppendAttribute(uint32_t name, uint32_t mapping, const char* value, uint32_t length,
+                             uint32_t keptAt) {
+  XmlTextSpan span;
+  if (Place(value, length, keptAt, &span) != errNone) return errOutOfMemory;
+  Attribute* record = attributes.Add();
+  if (!record) return errOutOfMemory;
+  record->name = name;
+  record->mapping = mapping;
+  record->value = span;
+  return errNone;
 }
 
-int XmlTree::CompleteElement(int depth, std::string_view text, uint32_t contentEnd,
-                             uint32_t subtreeEnd) {
+int XmlTree::CompleteElement(int depth, const char* text, uint32_t length, uint32_t keptAt,
+                             uint32_t contentEnd, uint32_t subtreeEnd) {
   const uint32_t element = ElementAtDepth(depth);
   if (!IsElement(element)) return errNone;
-  if (!text.empty()) {
-    uint32_t fields[kTextBytes / 4] = {recText};
-    fields[tfLength] = static_cast<uint32_t>(text.size());
-    uint32_t at;
-    if (int rc = AppendRecord(fields, kTextBytes, text, {}, &at); rc != errNone) return rc;
-    SetWord(element, efText, at);
-  }
-  // The record was checked above and the parent is an element written before it.
-  char* record = arena.MutableData() + element;
-  const uint32_t end = ArenaLength();
-  std::memcpy(record + 4 * efEnd, &end, 4);
-  std::memcpy(record + 4 * efContentEnd, &contentEnd, 4);
-  std::memcpy(record + 4 * efSubtreeEnd, &subtreeEnd, 4);
-  uint32_t parent;
-  std::memcpy(&parent, record + 4 * efParent, 4);
-  if (parent) {
-    char* parentRecord = arena.MutableData() + parent;
-    uint32_t children;
-    std::memcpy(&children, parentRecord + 4 * efChildCount, 4);
-    ++children;
-    std::memcpy(parentRecord + 4 * efChildCount, &children, 4);
-  }
+  if (length)
+    if (int rc = Place(text, length, keptAt, &ElementAt(element).text); rc != errNone) return rc;
+  Element& record = ElementAt(element);
+  record.end = elements.Count() + 1;
+  record.contentEnd = contentEnd;
+  record.subtreeEnd = subtreeEnd;
+  if (record.parent) ++ElementAt(record.parent).childCount;
   return errNone;
 }
 
 void XmlTree::SetAttrCount(int depth, int count) {
   if (const uint32_t element = ElementAtDepth(depth))
-    SetWord(element, efAttrCount, static_cast<uint32_t>(count));
-}
-
-void XmlTree::EndMappingScope(uint32_t mapping) {
-  if (IsRecord(mapping, recMapping, kMappingBytes)) SetWord(mapping, pfScopeEnd, ArenaLength());
+    ElementAt(element).attrCount = static_cast<uint16_t>(count);
 }
 
 uint32_t XmlTree::ElementAtDepth(int depth) const {
   if (!tables || depth < 1 || depth > kMaxDepth) return 0;
-  return tables->depthOffsets[depth];
+  return tables->depthElements[depth];
 }
 
-uint32_t XmlTree::ElementField(uint32_t element, XmlElementField field) const {
-  return IsElement(element) ? Word(element, field) : 0;
+uint32_t XmlTree::ParentOf(uint32_t element) const {
+  return IsElement(element) ? ElementAt(element).parent : 0;
+}
+
+int XmlTree::ChildCountOf(uint32_t element) const {
+  return IsElement(element) ? ElementAt(element).childCount : 0;
+}
+
+int XmlTree::AttrCountOf(uint32_t element) const {
+  return IsElement(element) ? ElementAt(element).attrCount : 0;
+}
+
+int XmlTree::ScopeCountOf(uint32_t element) const {
+  return IsElement(element) ? ElementAt(element).scopeCount : 0;
+}
+
+void XmlTree::KeptRange(uint32_t element, XmlKeptPart part, uint32_t* start, uint32_t* end) const {
+  *start = *end = 0;
+  if (!IsElement(element)) return;
+  const Element& record = ElementAt(element);
+  *start = part == kpSubtree ? record.subtreeStart : record.contentStart;
+  *end = part == kpSubtree ? record.subtreeEnd : record.contentEnd;
+}
+
+std::string_view XmlTree::NameOf(uint32_t name) const {
+  const std::string_view qualified = names.Name(name & ~kWholeName);
+  if (name & kWholeName) return qualified;
+  const int colon = names.ColonAt(name & ~kWholeName);
+  return colon < 0 ? qualified : qualified.substr(static_cast<size_t>(colon) + 1);
 }
 
 std::string_view XmlTree::LocalName(uint32_t element) const {
-  if (!IsElement(element)) return {};
-  return StringAt(element + kElementBytes, Word(element, efNameLength),
-                  element + Word(element, efSize));
+  return IsElement(element) ? NameOf(ElementAt(element).name) : std::string_view();
 }
 
 std::string_view XmlTree::TextOf(uint32_t element) const {
-  const uint32_t text = ElementField(element, efText);
-  if (!IsRecord(text, recText, kTextBytes + 4)) return {};
-  return StringAt(text + kTextBytes, Word(text, tfLength), text + Word(text, efSize));
+  if (!IsElement(element) || ElementAt(element).text.length == 0) return {};
+  return SpanText(ElementAt(element).text);
 }
 
 std::string_view XmlTree::MappingPrefix(uint32_t mapping) const {
-  if (!IsRecord(mapping, recMapping, kMappingBytes + 4)) return {};
-  return StringAt(mapping + kMappingBytes, Word(mapping, pfPrefixLength),
-                  mapping + Word(mapping, efSize));
+  if (mapping - 1 >= mappings.Count()) return {};
+  return SpanText(mappings[mapping - 1].prefix);
 }
 
 std::string_view XmlTree::MappingUri(uint32_t mapping) const {
-  if (!IsRecord(mapping, recMapping, kMappingBytes + 4)) return {};
-  const uint32_t prefixLength = Word(mapping, pfPrefixLength);
-  const uint32_t recordEnd = mapping + Word(mapping, efSize);
-  if (prefixLength >= recordEnd - mapping - kMappingBytes) return {};
-  return StringAt(mapping + kMappingBytes + prefixLength + 1, Word(mapping, pfUriLength),
-                  recordEnd);
+  if (mapping - 1 >= mappings.Count()) return {};
+  return SpanText(mappings[mapping - 1].uri);
 }
 
 std::string_view XmlTree::PrefixOf(uint32_t element) const {
-  return MappingPrefix(ElementField(element, efMapping));
+  return IsElement(element) ? MappingPrefix(ElementAt(element).mapping) : std::string_view();
 }
 
 std::string_view XmlTree::NamespaceOf(uint32_t element) const {
-  return MappingUri(ElementField(element, efMapping));
+  return IsElement(element) ? MappingUri(ElementAt(element).mapping) : std::string_view();
 }
 
 uint32_t XmlTree::AttributeRecord(uint32_t element, int i) const {
-  if (!IsElement(element) || i < 0 || static_cast<uint32_t>(i) >= Word(element, efAttrCount))
-    return 0;
-  uint32_t at = element + Word(element, efSize);
-  for (int k = 0;; ++k) {
-    if (!IsRecord(at, recAttribute, kAttributeBytes + 4)) return 0;
-    if (k == i) return at;
-    at += Word(at, efSize);
-  }
+  if (!IsElement(element) || i < 0 || i >= ElementAt(element).attrCount) return 0;
+  const uint32_t index = ElementAt(element).firstAttr + static_cast<uint32_t>(i);
+  return index < attributes.Count() ? index + 1 : 0;
 }
 
 std::string_view XmlTree::AttrLocalName(uint32_t attribute) const {
-  if (!IsRecord(attribute, recAttribute, kAttributeBytes + 4)) return {};
-  return StringAt(attribute + kAttributeBytes, Word(attribute, afNameLength),
-                  attribute + Word(attribute, efSize));
+  if (attribute - 1 >= attributes.Count()) return {};
+  return NameOf(attributes[attribute - 1].name);
 }
 
 std::string_view XmlTree::AttrValue(uint32_t attribute) const {
-  if (!IsRecord(attribute, recAttribute, kAttributeBytes + 4)) return {};
-  const uint32_t nameLength = Word(attribute, afNameLength);
-  const uint32_t recordEnd = attribute + Word(attribute, efSize);
-  if (nameLength >= recordEnd - attribute - kAttributeBytes) return {};
-  return StringAt(attribute + kAttributeBytes + nameLength + 1, Word(attribute, afValueLength),
-                  recordEnd);
+  if (attribute - 1 >= attributes.Count()) return {};
+  return SpanText(attributes[attribute - 1].value);
 }
 
 uint32_t XmlTree::AttrMapping(uint32_t attribute) const {
-  return IsRecord(attribute, recAttribute, kAttributeBytes + 4) ? Word(attribute, afMapping) : 0;
+  return attribute - 1 < attributes.Count() ? attributes[attribute - 1].mapping : 0;
 }
 
 uint32_t XmlTree::MappingInScope(uint32_t element, int i) const {
-  if (!IsElement(element) || i < 0 || static_cast<uint32_t>(i) >= Word(element, efScopeCount))
-    return 0;
-  // Climb to the outermost element that still has mapping i in scope; its own mappings start
-  // at the count in scope at its parent.
-  uint32_t parent = Word(element, efParent);
-  while (parent && parent < element && IsElement(parent) &&
-         static_cast<uint32_t>(i) < Word(parent, efScopeCount)) {
-    element = parent;
-    parent = Word(element, efParent);
-  }
-  const uint32_t base = IsElement(parent) && parent < element ? Word(parent, efScopeCount) : 0;
-  if (static_cast<uint32_t>(i) < base) return 0;
-  uint32_t at = Word(element, efFirstMapping);
-  for (uint32_t k = base;; ++k) {
-    if (at >= element || !IsRecord(at, recMapping, kMappingBytes + 4)) return 0;
-    if (k == static_cast<uint32_t>(i)) return at;
-    at += Word(at, efSize);
-  }
-}
-
-uint32_t XmlTree::SkipMappings(uint32_t offset) const {
-  while (IsRecord(offset, recMapping, kMappingBytes + 4))
-    offset += Word(offset, efSize);
-  return offset;
+  if (!IsElement(element) || i < 0 || i >= ElementAt(element).scopeCount) return 0;
+  uint32_t mapping = ElementAt(element).scopeTop;
+  for (int k = ElementAt(element).scopeCount - 1; k > i && mapping; --k)
+    mapping = mapping - 1 < mappings.Count() ? mappings[mapping - 1].below : 0;
+  return mapping;
 }
 
 uint32_t XmlTree::FirstChildOf(uint32_t element) const {
-  if (!IsElement(element)) return 0;
-  uint32_t at = element + Word(element, efSize);
-  while (IsRecord(at, recAttribute, kAttributeBytes + 4))
-    at += Word(at, efSize);
-  at = SkipMappings(at);
-  return IsElement(at) && Word(at, efParent) == element ? at : 0;
+  if (!IsElement(element) || !IsElement(element + 1)) return 0;
+  return ElementAt(element + 1).parent == element ? element + 1 : 0;
 }
 
 uint32_t XmlTree::NextSiblingOf(uint32_t element) const {
   if (!IsElement(element)) return 0;
-  const uint32_t end = Word(element, efEnd);
-  if (end <= element) return 0;
-  const uint32_t next = SkipMappings(end);
-  return IsElement(next) && Word(next, efParent) == Word(element, efParent) ? next : 0;
+  const uint32_t next = ElementAt(element).end;
+  if (next <= element || !IsElement(next)) return 0;
+  return ElementAt(next).parent == ElementAt(element).parent ? next : 0;
 }
 
 int XmlTree::NthChild(int n) {
-  if (!cursor) cursor = root;
+  if (!cursor) cursor = Root();
   if (!cursor) return errNone;
   const int count = ChildCount();
   if (n < 1 || n > count) return errXPath;
@@ -366,21 +324,18 @@ bool XmlTree::ChildCounts(uint32_t child, std::string_view name) const {
 
 XmlTree::NameStep* XmlTree::FindNameStep(uint32_t parent, std::string_view name) {
   for (NameStep& step : tables->nameSteps)
-    if (step.parent == parent && name == std::string_view(step.name, step.nameLength))
-      return &step;
+    if (step.parent == parent && name == std::string_view(step.name, step.nameLength)) return &step;
   return nullptr;
 }
 
 void XmlTree::RememberNameStep(uint32_t parent, std::string_view name, int index, int position,
                                uint32_t child) {
-  if (name.size() > sizeof NameStep::name)
-    return;
+  if (name.size() > sizeof NameStep::name) return;
   NameStep* step = FindNameStep(parent, name);
   if (!step) {
     step = &tables->nameSteps[0];
     for (NameStep& other : tables->nameSteps)
-      if (other.lastUse < step->lastUse)
-        step = &other;
+      if (other.lastUse < step->lastUse) step = &other;
     step->parent = parent;
     step->nameLength = static_cast<uint8_t>(name.size());
     std::memcpy(step->name, name.data(), name.size());
@@ -398,7 +353,7 @@ void XmlTree::RememberNameStep(uint32_t parent, std::string_view name, int index
 // children before that step held no match by namespace, and index - 1 that counted.
 int XmlTree::FindChild(std::string_view name, int index, std::string_view attribute,
                        const std::string_view* value) {
-  if (!cursor) cursor = root;
+  if (!cursor) cursor = Root();
   const int count = ChildCount();
   uint32_t child = count > 0 ? FirstChildOf(cursor) : 0;
   int i = 0;
@@ -420,15 +375,14 @@ int XmlTree::FindChild(std::string_view name, int index, std::string_view attrib
     if (!ChildCounts(child, name)) continue;
     if (attribute.empty()) {
       if (index == 1) {
-        if (tables)
-          RememberNameStep(cursor, name, wanted, i, child);
+        if (tables) RememberNameStep(cursor, name, wanted, i, child);
         cursor = child;
         return errNone;
       }
       --index;
       continue;
     }
-    const int attrCount = static_cast<int>(Word(child, efAttrCount));
+    const int attrCount = AttrCountOf(child);
     for (int a = 0; a < attrCount; ++a) {
       const uint32_t record = AttributeRecord(child, a);
       if (!record) break;
@@ -442,10 +396,10 @@ int XmlTree::FindChild(std::string_view name, int index, std::string_view attrib
 }
 
 int XmlTree::GoParent() {
-  if (!cursor || cursor == root) return errNoSuchChild;
-  const uint32_t parent = Word(cursor, efParent);
+  if (!cursor || cursor == Root()) return errNoSuchChild;
+  const uint32_t parent = ParentOf(cursor);
   if (!parent) {
-    cursor = root;
+    cursor = Root();
     return errNone;
   }
   if (parent >= cursor || !IsElement(parent)) return errXPath;
@@ -455,9 +409,11 @@ int XmlTree::GoParent() {
 
 uint32_t XmlTree::LastUnclosed() const {
   if (!tables) return 0;
-  uint32_t deepest = tables->depthOffsets[1];
-  for (int depth = 1; depth <= kMaxDepth && tables->depthOffsets[depth]; ++depth)
-    if (Word(tables->depthOffsets[depth], efEnd) == 0) deepest = tables->depthOffsets[depth];
+  uint32_t deepest = tables->depthElements[1];
+  for (int depth = 1; depth <= kMaxDepth && tables->depthElements[depth]; ++depth) {
+    const uint32_t element = tables->depthElements[depth];
+    if (IsElement(element) && ElementAt(element).end == 0) deepest = element;
+  }
   return deepest;
 }
 

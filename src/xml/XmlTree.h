@@ -1,9 +1,12 @@
-// The document as one arena of packed records written in document order, with a cursor. Links
-// are 32-bit offsets into the arena and 0 means none. Every read is checked against the arena,
-// so a stale or forged offset gives empty answers, never a read outside it.
+// The document as arrays of fixed records written in document order, with a cursor: elements,
+// their attributes and the prefix mappings, plus a pool for names and for texts that are not
+// found as they stand in the kept text. Records refer to each other by index + 1 (0: none).
 #pragma once
 
 #include "frame/BufStr.h"
+#include "xml/XmlCopyStore.h"
+#include "xml/XmlNamePool.h"
+#include "xml/XmlRecordArray.h"
 #include "xml/XmlScanText.h"
 
 #include <cstdint>
@@ -11,73 +14,91 @@
 
 namespace quillon {
 
-// Record types: the first byte of every record.
-enum XmlRecordType : uint8_t {
-  recElement = 'E',   // an element; its attribute records follow it directly
-  recAttribute = 'A', // one attribute of the element before it
-  recMapping = 'P',   // a prefix mapping, written in front of the element that declares it
-  recText = 'T',      // the direct text of an element, written behind its children
+// Where the bytes of a text lie: in the tree's pool, in the kept text (the input as it stood),
+// or in a copy made when a kept text was first read, so that every text handed out ends in NUL.
+enum XmlTextPlace : uint32_t { tpPool, tpKept, tpCopy };
+
+struct XmlTextSpan {
+  uint32_t offset; // into the pool or the kept text, or the index of the copy
+  uint32_t length : 30;
+  uint32_t place : 2; // XmlTextPlace
 };
 
-// Fields of an element record, as 32-bit words from the record's start.
-enum XmlElementField : int {
-  efType,         // low byte: recElement
-  efSize,         // bytes of the whole record, a multiple of 4
-  efEnd,          // offset just behind this element's last record; 0 while open
-  efChildCount,   // completed child elements; -1 for a self-closed element
-  efParent,       // offset of the parent element; 0 at depth 1
-  efMapping,      // offset of the mapping record of the element's prefix; 0 if none resolved
-  efScopeCount,   // prefix mappings in scope here, its own included
-  efFirstMapping, // offset of the first of its own mapping records (or of itself if none)
-  efAttrCount,    // attribute records that follow
-  efText,         // offset of the text record; 0 if none
-  efSubtreeStart, // kept text: the '<' of the start tag
-  efSubtreeEnd,   // kept text: behind the '>' of the end tag; 0 while open
-  efContentStart, // kept text: behind the start tag
-  efContentEnd,   // kept text: the '<' of the end tag
-  efNameLength,   // bytes of the local name, which follows the fields with a NUL
-  efSelf,         // the record's own offset, which tells a real record from a stale number
-  efFieldCount,
-};
+// Parts of an element's kept text.
+enum XmlKeptPart { kpSubtree, kpContents };
 
 class XmlTree {
 public:
   static constexpr int kMaxDepth = 256;
+  // A text given to the tree as lying in the kept text at this offset is not copied.
+  static constexpr uint32_t kNotKept = 0xFFFFFFFFu;
 
   XmlTree() = default;
   ~XmlTree();
   XmlTree(const XmlTree&) = delete;
   XmlTree& operator=(const XmlTree&) = delete;
 
+  // The kept text that tpKept spans point into; set once by the owner.
+  void SetKeptText(const XmlScanText* text) { keptText = text; }
+
   // Building, in document order. Each returns 0 or 200.
-  // Empties the arena and the cursor; allocates nothing.
+  // Empties the tree and the cursor, keeping the name pool's blocks; allocates nothing.
   void Reset();
-  // Makes the tables on first use and writes the two fixed mapping records into the empty
-  // arena: the empty one at offset 0, so that no element has offset 0, and the one of "xml".
+  // Makes the tables on first use and writes the fixed mapping of the "xml" prefix into the
+  // empty tree.
   int Begin();
-  // Appends a mapping record; `*offset` receives its place.
-  int AppendMapping(std::string_view prefix, std::string_view uri, uint32_t* offset);
-  // Appends an open element record at `depth` (1 for a root) and makes it the element of that
-  // depth. Offsets into the kept text: `subtreeStart` of its '<', `contentStart` behind its '>'.
-  int AppendElement(std::string_view localName, int depth, uint32_t mapping, int scopeCount,
+  bool Begun() const { return mappings.Count() > 0; }
+  // Makes room for the records of about `inputBytes` more bytes of input; a hint only.
+  void Reserve(size_t inputBytes);
+  // Makes room for the first reads of the texts that lie in the kept text, so that reading
+  // never allocates; 0 or 200. Called behind every push.
+  int ReserveCopies() { return copies.Reserve(); }
+  // The names of the document; the scanner interns through it even without a tree.
+  XmlNamePool& Names() { return names; }
+  const XmlNamePool& Names() const { return names; }
+  // Appends a mapping whose predecessor in scope is `below` (a mapping or 0).
+  int AppendMapping(std::string_view prefix, std::string_view uri, uint32_t below,
+                    uint32_t* mapping);
+  // Appends an open element at `depth` (1 for a root) and makes it the element of that depth.
+  // `name` is a name id, with kWholeName when the local name is the whole qualified name. Offsets
+  // into the kept text: `subtreeStart` of its '<', `contentStart` behind its '>'.
+  static constexpr uint32_t kWholeName = 0x80000000u;
+  int AppendElement(uint32_t name, int depth, uint32_t mapping, uint32_t scopeTop, int scopeCount,
                     bool isEmpty, int attrCount, uint32_t subtreeStart, uint32_t contentStart);
-  int AppendAttribute(uint32_t mapping, std::string_view localName, std::string_view value);
-  // Closes the element of `depth`: writes its text record when `text` is not empty, sets its
-  // end and kept-text offsets and counts it in its parent.
-  int CompleteElement(int depth, std::string_view text, uint32_t contentEnd, uint32_t subtreeEnd);
+  // Appends an attribute of the last element. Its value of `length` bytes is copied from
+  // `value`, unless `keptAt` gives its place in the kept text (then `value` may be null).
+  int AppendAttribute(uint32_t name, uint32_t mapping, const char* value, uint32_t length,
+                      uint32_t keptAt);
+  // Closes the element of `depth`: its text (given as a value above), its end and kept-text
+  // offsets, and its count in its parent.
+  int CompleteElement(int depth, const char* text, uint32_t length, uint32_t keptAt,
+                      uint32_t contentEnd, uint32_t subtreeEnd);
   // Corrects the attribute count of the element of `depth` after a failed attribute.
   void SetAttrCount(int depth, int count);
-  // Records the arena length as the end of the scope of a mapping record.
-  void EndMappingScope(uint32_t mapping);
-  void MarkFirstMapping() { firstMappingMark = ArenaLength(); }
   uint32_t ElementAtDepth(int depth) const;
-  // The fixed record of the "xml" prefix.
+  // The fixed mapping of the "xml" prefix.
   uint32_t XmlMapping() const { return xmlMapping; }
 
-  // Record access. Each takes any offset and answers empty, 0 or false for a non-record.
-  uint32_t ArenaLength() const { return static_cast<uint32_t>(arena.Length()); }
-  bool IsElement(uint32_t offset) const;
-  uint32_t ElementField(uint32_t element, XmlElementField field) const;
+  // Element offsets as callers keep them ("*offset" paths): every offset below OffsetLimit that
+  // is no element's is refused.
+  uint32_t OffsetLimit() const { return (elements.Count() + 1) * kElementBytes; }
+  uint32_t OffsetOf(uint32_t element) const { return element * kElementBytes; }
+  uint32_t ElementAtOffset(uint32_t offset) const {
+    return offset % kElementBytes == 0 && IsElement(offset / kElementBytes) ? offset / kElementBytes
+                                                                            : 0;
+  }
+  // Bytes held by the tree, for the benchmarks.
+  size_t Bytes() const;
+
+  // Record access. Each takes any number and answers empty, 0 or false for a non-record.
+  bool IsElement(uint32_t element) const { return element - 1 < elements.Count(); }
+  uint32_t ParentOf(uint32_t element) const;
+  // Completed child elements; -1 for a self-closed element.
+  int ChildCountOf(uint32_t element) const;
+  int AttrCountOf(uint32_t element) const;
+  int ScopeCountOf(uint32_t element) const;
+  // The element's part of the kept text as offsets; both 0 while it is open.
+  void KeptRange(uint32_t element, XmlKeptPart part, uint32_t* start, uint32_t* end) const;
   std::string_view LocalName(uint32_t element) const;
   std::string_view TextOf(uint32_t element) const;
   std::string_view MappingPrefix(uint32_t mapping) const;
@@ -92,18 +113,15 @@ public:
   // Mapping i in scope at an element (from 0, outermost first), or 0.
   uint32_t MappingInScope(uint32_t element, int i) const;
   uint32_t FirstChildOf(uint32_t element) const;
-  // The element behind `element`'s end, skipping mapping records, or 0.
   uint32_t NextSiblingOf(uint32_t element) const;
 
   // Cursor
   uint32_t Cursor() const { return cursor; }
-  uint32_t Root() const { return root; }
+  uint32_t Root() const { return elements.Count() ? 1 : 0; }
   // The cursor, or the root while no path has been walked.
-  uint32_t CursorOrRoot() const { return cursor ? cursor : root; }
+  uint32_t CursorOrRoot() const { return cursor ? cursor : Root(); }
   void SetCursor(uint32_t element) { cursor = element; }
-  int ChildCount() const {
-    return static_cast<int32_t>(ElementField(CursorOrRoot(), efChildCount));
-  }
+  int ChildCount() const { return ChildCountOf(CursorOrRoot()); }
   // Moves to child n (from 1): 0 or 207, with the cursor unchanged on failure. Remembers the
   // last step, so that walking children 1..n in order costs n steps in all.
   int NthChild(int n);
@@ -125,12 +143,40 @@ public:
   std::string_view ExpandedName();
 
 private:
+  struct Element {
+    uint32_t end;          // index + 1 of the first element behind its subtree; 0 while open
+    uint32_t parent;       // 0 at depth 1
+    int32_t childCount;    // completed child elements; -1 for a self-closed element
+    uint32_t name;         // name id, with kWholeName
+    uint32_t mapping;      // the mapping of its prefix, or the default one; 0 if none
+    uint32_t scopeTop;     // the innermost mapping in scope, its own included
+    uint16_t scopeCount;   // mappings in scope, its own included
+    uint16_t attrCount;    // attributes from firstAttr on
+    uint32_t firstAttr;    // index of its first attribute record
+    XmlTextSpan text;      // its own text
+    uint32_t subtreeStart; // kept text: the '<' of the start tag
+    uint32_t contentStart; // kept text: behind the start tag
+    uint32_t contentEnd;   // kept text: the '<' of the end tag
+    uint32_t subtreeEnd;   // kept text: behind the '>' of the end tag
+  };
+  struct Attribute {
+    uint32_t name;    // name id, with kWholeName
+    uint32_t mapping; // the mapping of its prefix; 0 if none
+    XmlTextSpan value;
+  };
+  struct Mapping {
+    XmlTextSpan prefix;
+    XmlTextSpan uri;
+    uint32_t below; // the mapping in scope before it, or 0
+  };
+  static constexpr uint32_t kElementBytes = sizeof(Element);
+
   // A name step that FindChild took: `child` is the index-th child of `parent` that counts for
   // `name`, and its position-th child (from 0).
   static constexpr int kNameSteps = 8;
   static constexpr int kNameStepBytes = 48;
   struct NameStep {
-    uint32_t parent;  // 0 in a slot not in use
+    uint32_t parent; // 0 in a slot not in use
     uint32_t child;
     int index;
     int position;
@@ -140,10 +186,10 @@ private:
   };
   // Tables made by the first Begin, so that a tree that was never built costs little.
   struct Tables {
-    uint32_t depthOffsets[kMaxDepth + 1]; // by depth from 1: the element last opened there
-    BufStr qualifiedName;                 // scratch for QualifiedName
-    BufStr expandedName;                  // scratch for ExpandedName
-    uint32_t stepParent;                  // the last NthChild step: parent, index and child
+    uint32_t depthElements[kMaxDepth + 1]; // by depth from 1: the element last opened there
+    BufStr qualifiedName;                  // scratch for QualifiedName
+    BufStr expandedName;                   // scratch for ExpandedName
+    uint32_t stepParent;                   // the last NthChild step: parent, index and child
     int stepIndex;
     uint32_t stepChild;
     // The latest name steps under different parents, so that walking name[1], name[2]... under
@@ -151,26 +197,27 @@ private:
     NameStep nameSteps[kNameSteps];
     uint32_t nameStepClock;
   };
+  Element& ElementAt(uint32_t element) const { return elements[element - 1]; }
+  // Stores `text` in the pool, or refers to the kept text; 0 or 200.
+  int Place(const char* text, uint32_t length, uint32_t keptAt, XmlTextSpan* span);
+  // The bytes of a span, NUL-terminated: a kept text is copied on first read.
+  std::string_view SpanText(XmlTextSpan& span) const;
+  std::string_view NameOf(uint32_t name) const;
   NameStep* FindNameStep(uint32_t parent, std::string_view name);
   void RememberNameStep(uint32_t parent, std::string_view name, int index, int position,
                         uint32_t child);
-  uint32_t Word(uint32_t offset, int index) const;
-  void SetWord(uint32_t offset, int index, uint32_t value);
-  bool IsRecord(uint32_t offset, uint8_t type, uint32_t minimumSize) const;
-  std::string_view StringAt(uint32_t offset, uint32_t length, uint32_t recordEnd) const;
-  // Appends a record: `fieldBytes` of fields (the type in the first, the size filled in here),
-  // then the strings, each with a NUL; a text record has only the first.
-  int AppendRecord(uint32_t* fields, uint32_t fieldBytes, std::string_view first,
-                   std::string_view second, uint32_t* offset);
-  uint32_t SkipMappings(uint32_t offset) const;
   bool ChildCounts(uint32_t child, std::string_view name) const;
 
-  XmlScanTextN<8> arena;         // the records; its length is always a multiple of 4
-  uint32_t cursor = 0;           // offset of the current element; 0 until a path is walked
-  uint32_t root = 0;             // offset of the first element record; 0 while none exists
-  uint32_t firstMappingMark = 0; // arena length when the present start tag's name ended
-  uint32_t xmlMapping = 0;       // the fixed mapping record of the "xml" prefix
-  Tables* tables = nullptr;      // made by the first Begin
+  XmlRecordArray<Element> elements;      // in document order of their start tags
+  XmlRecordArray<Attribute> attributes;  // in document order
+  XmlRecordArray<Mapping> mappings;      // in document order; the first is the "xml" prefix
+  XmlScanTextN<8> pool;                  // NUL-terminated texts that are not kept as they stand
+  mutable XmlCopyStore copies;           // texts copied out of the kept text when first read
+  XmlNamePool names;                     // the names of elements and attributes
+  const XmlScanText* keptText = nullptr; // the owner's kept text
+  uint32_t cursor = 0;                   // the current element; 0 until a path is walked
+  uint32_t xmlMapping = 0;               // the fixed mapping of the "xml" prefix
+  Tables* tables = nullptr;              // made by the first Begin
 };
 
 } // namespace quillon

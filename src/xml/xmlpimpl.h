@@ -63,7 +63,7 @@ enum XmlInputEncoding : int32_t { encAscii, encUtf8, encUtf16LE, encUtf16BE };
 
 class xmlpimpl {
 public:
-  xmlpimpl() = default;
+  xmlpimpl() { tree.SetKeptText(&originalText); }
   ~xmlpimpl();
   xmlpimpl(const xmlpimpl&) = delete;
   xmlpimpl& operator=(const xmlpimpl&) = delete;
@@ -90,15 +90,18 @@ public:
   int EndOfTagName(std::string_view name);
   int StoreAttribute();
   // Stores a pair that lies outside attrName and token (in the input); they stay as they are.
-  int StoreAttribute(std::string_view name, std::string_view value);
+  // `keptAt` is the value's offset in the kept text when it stands there as it is, or kNotKept.
+  int StoreAttribute(std::string_view name, std::string_view value, uint32_t keptAt);
   int StartElement(bool isEmpty);
   int EmptyElement();
-  int EndElement(bool wasEmpty, bool implied);
+  // Closes the innermost element, or the one named by an end tag; `qname` may lie in the input
+  // but not in `token`.
+  int EndElement(bool wasEmpty, bool implied, std::string_view qname);
 
   // The tables as a receiver of OnStartElement sees them; valid only while inCallback is set.
-  int LiveAttrCount() const { return work ? work->attributes.Count() : 0; }
-  std::string_view LiveAttrName(int i) const { return work->attributes.Name(i); }
-  std::string_view LiveAttrValue(int i) const { return work->attributes.Value(i); }
+  int LiveAttrCount() const { return work ? work->attrCount : 0; }
+  std::string_view LiveAttrName(int i) const;
+  std::string_view LiveAttrValue(int i) const;
   // Prefix and namespace of attribute i, resolved without failing.
   std::string_view LiveAttrNamespace(int i) const;
   int LivePrefixCount() const { return work ? work->prefixes.Count() : 0; }
@@ -138,26 +141,51 @@ public:
   int32_t pendingBytes = 0;           // UTF-8: continuation bytes still due
 
 private:
+  static constexpr uint32_t kNotKept = XmlTree::kNotKept;
+  static constexpr uint32_t kNoName = XmlNamePool::kNone;
+  // At most this many attributes in a tag and open elements; one more is 200.
+  static constexpr int kMaxAttributes = 256;
+  static constexpr int kMaxOpen = 256;
+
+  // An attribute of the tag being read: its value lies in the kept text at keptAt, or in
+  // `values` at valueAt, NUL-terminated.
+  struct PendingAttribute {
+    uint32_t name; // name id of the qualified name
+    uint32_t keptAt;
+    uint32_t valueAt;
+    uint32_t valueLength;
+  };
+  struct OpenElement {
+    uint32_t name;      // name id of the qualified name as written
+    uint32_t textStart; // where its text starts in elementText
+  };
   // Tables and buffers made by the first Feed, so that an idle parser stays small.
   struct Work {
-    XmlNameTable attributes; // attributes of the tag being read, names as written
-    XmlNameTable elements;   // open elements: name as written; Offset: text start
-    XmlNameTable prefixes;   // mappings in scope: prefix, URI; searched from the top;
-                             // Depth: depth + 1 of the declaring element; Offset: record
+    PendingAttribute attributes[kMaxAttributes]; // of the tag being read
+    int attrCount = 0;
+    XmlScanBuffer values;       // values of the tag being read that are not in the kept text
+    OpenElement open[kMaxOpen]; // open elements, outermost first
+    int depth = 0;              // entries of `open`
+    XmlNameTable prefixes;      // mappings in scope: prefix, URI; searched from the top;
+                                // Depth: depth + 1 of the declaring element; Offset: its mapping
+    uint32_t scopeVersion = 1;  // changes whenever `prefixes` does; tags cached resolutions
     // The text so far of every open element, innermost last: an element's text starts at its
-    // Offset and runs to the next element's start, and it leaves with its element.
+    // textStart and runs to the next element's start, and it leaves with its element.
     XmlScanBuffer elementText;
-    XmlScanBuffer text;        // pending character data
-    int textBlank = 0;         // length of the front of `text` known to be whitespace
-    XmlScanBuffer entity;      // name of the reference being read, without '&' and ';'
-    XmlScanBuffer token;       // the current name or value
-    XmlScanBuffer entityValue; // decoded value of the last reference
-    XmlScanBuffer elementName; // the name of the start tag being read; survives it in SGML mode
-    XmlScanBuffer attrName;    // the attribute name waiting for its value
-    XmlScanBuffer spare;       // a name set aside while the SGML rule closes an element
-    XmlScanBuffer message;     // a failure text, or markup set aside by the SGML rule
-    BufStr xpathText;          // the cursor's path, always one that leads back to it
-    BufStr pathCopy;           // the walker's private copy of its path
+    // A run of text of the innermost element that lies in the kept text as it is, not yet copied
+    // into elementText: at textKeptAt (kNotKept: none), of textKeptLength bytes.
+    uint32_t textKeptAt = kNotKept;
+    uint32_t textKeptLength = 0;
+    XmlScanBuffer text;             // pending character data
+    int textBlank = 0;              // length of the front of `text` known to be whitespace
+    XmlScanBuffer entity;           // name of the reference being read, without '&' and ';'
+    XmlScanBuffer token;            // the current name or value
+    XmlScanBuffer entityValue;      // decoded value of the last reference
+    uint32_t elementName = kNoName; // the start tag being read; survives it in SGML mode
+    XmlScanBuffer attrName;         // the attribute name waiting for its value
+    XmlScanBuffer message;          // a failure text, or markup set aside by the SGML rule
+    BufStr xpathText;               // the cursor's path, always one that leads back to it
+    BufStr pathCopy;                // the walker's private copy of its path
   };
 
   int MakeWork();
@@ -187,9 +215,18 @@ private:
   // Appends the pushed bytes before `upTo` to the kept text; 0 or 200.
   int FlushOriginal(const char* upTo);
   // Text flushes and content
-  int Content(const char* text, int length);
+  // `keptAt`: the run's offset in the kept text when it lies there as it is, else kNotKept.
+  int Content(const char* text, int length, uint32_t keptAt = kNotKept);
   // Appends to the text of the innermost open element; 0 or 200 with its text.
   int AppendElementText(const char* text, int length);
+  // Copies a run noted as lying in the kept text into elementText; 0 or 200 with its text.
+  int TakeKeptText();
+  // The kept text up to offset `end`, appending what this push holds of it; null on failure.
+  const char* KeptBytes(uint32_t at, uint32_t end);
+  // The offset in the pushed stream of a byte of this push.
+  uint32_t StreamOffset(const char* at) const {
+    return chunkCount + static_cast<uint32_t>(at - chunkBegin);
+  }
   int FlushAll() { return work->text.IsEmpty() ? 0 : FlushText(); }
   int FlushIgnorable() { return work->text.IsEmpty() ? 0 : FlushIgnorableText(); }
   // The two flushes of a non-empty `text`.
@@ -208,11 +245,17 @@ private:
   // Element stack
   int ResolveElement(std::string_view qname, std::string_view* ns, std::string_view* local,
                      int* mapping);
+  // ResolveElement of an interned name, through the resolution cached with it.
+  int ResolveElementName(uint32_t name, std::string_view* ns, std::string_view* local,
+                         int* mapping);
   int ResolveAttribute(std::string_view qname, std::string_view* ns, std::string_view* local,
                        uint32_t* mappingRecord);
+  // ResolveAttribute of an interned name, through the resolution cached with it.
+  int ResolveAttributeName(uint32_t name, std::string_view* local, uint32_t* mappingRecord);
   bool InSgmlList(std::string_view name) const;
   int FailWithName(int code, const char* text, std::string_view name);
   XmlEventSink* Listener() const { return sink == ownSink ? nullptr : sink; }
+  std::string_view NameOf(uint32_t name) const { return tree.Names().Name(name); }
   // Path walking
   // The first step of an absolute path; `last` when no step follows it.
   int WalkFirstStep(std::string_view step, bool last);

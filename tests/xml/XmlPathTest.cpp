@@ -104,7 +104,7 @@ TEST_F(XmlPathTest, RecordOffsetsRestoreACursor) {
   ASSERT_EQ(parser.SetXPath("/r/b"), 0);
   EXPECT_EQ(Walk(saved), "0 i /x:r/b"); // the path text is not touched
   EXPECT_EQ(Walk("*0"), "0 x:r /x:r/b");
-  EXPECT_EQ(Walk("*99999999999"), "0 x:r /x:r/b"); // beyond the arena: nothing changes
+  EXPECT_EQ(Walk("*99999999999"), "0 x:r /x:r/b"); // beyond every record: nothing changes
   EXPECT_EQ(parser.SetXPath("*" + std::to_string(parser.CursorOffset() + 4)), errXPath);
 }
 

@@ -1,0 +1,65 @@
+// The qualified names of one document, each kept once. A name is known by its id, the offset of
+// its entry, and lies NUL-terminated in the pool; element and attribute records hold ids. The
+// scanner keeps the last resolution of a name's prefix in the entry, tagged with its scope.
+#pragma once
+
+#include <cstdint>
+#include <string_view>
+
+namespace quillon {
+
+class XmlNamePool {
+public:
+  static constexpr uint32_t kNone = 0xFFFFFFFFu;
+
+  XmlNamePool() = default;
+  ~XmlNamePool();
+  XmlNamePool(const XmlNamePool&) = delete;
+  XmlNamePool& operator=(const XmlNamePool&) = delete;
+
+  // Forgets every name, keeping the blocks for the next document.
+  void Clear();
+  // The id of `name`, entered on first sight; 0 or 200.
+  int Intern(std::string_view name, uint32_t* id);
+  // The name of an id from Intern; empty for kNone.
+  std::string_view Name(uint32_t id) const {
+    if (id == kNone) return {};
+    const Entry& entry = At(id);
+    return {reinterpret_cast<const char*>(&entry + 1), entry.length};
+  }
+  // Bytes before the first ':' of the name, or -1 without one.
+  int ColonAt(uint32_t id) const { return At(id).colon; }
+  // The resolution of the name's prefix cached for `scope`: the mapping's index, or -2 when none
+  // was cached for that scope.
+  int CachedMapping(uint32_t id, uint32_t scope) const {
+    const Entry& entry = At(id);
+    return entry.scope == scope ? entry.mapping : -2;
+  }
+  void CacheMapping(uint32_t id, uint32_t scope, int mapping) {
+    Entry& entry = At(id);
+    entry.scope = scope;
+    entry.mapping = mapping;
+  }
+  // Bytes held, for the benchmarks.
+  size_t Bytes() const { return length + sizeof(uint32_t) * slotCount; }
+
+private:
+  struct Entry {
+    uint32_t length; // bytes of the name; the name and a NUL follow the entry
+    int32_t colon;   // bytes before the first ':', or -1
+    uint32_t hash;
+    uint32_t scope;  // the scope version of `mapping`; 0: none cached
+    int32_t mapping; // the cached resolution
+  };
+  Entry& At(uint32_t id) const { return *reinterpret_cast<Entry*>(data + id); }
+  int GrowSlots();
+
+  char* data = nullptr;      // entries, each padded to a multiple of 4 bytes
+  uint32_t length = 0;       // bytes of `data` in use
+  uint32_t capacity = 0;     // bytes of `data`
+  uint32_t* slots = nullptr; // open addressing by hash: id + 1, or 0 for a free slot
+  uint32_t slotCount = 0;    // a power of two, or 0
+  uint32_t used = 0;         // slots taken
+};
+
+} // namespace quillon

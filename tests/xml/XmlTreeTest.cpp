@@ -1,0 +1,87 @@
+// The tree's storage of texts: values and texts left in the kept text come out NUL-terminated
+// and stay put while others are read, texts made of several pieces come out joined, and the
+// mappings in scope survive the SGML rule's closings.
+#include "XmlTestSupport.h"
+#include "xml/XmlParser.h"
+
+#include <gtest/gtest.h>
+
+#include <cstring>
+#include <string>
+#include <vector>
+
+namespace quillon::test {
+namespace {
+
+TEST(XmlTreeTest, KeptValuesAndTextsReadAsStableTerminatedStrings) {
+  std::string document = "<r>";
+  for (int i = 0; i < 400; ++i)
+    document += "<e v='value " + std::to_string(i) + "' w=''>text " + std::to_string(i) + "</e>";
+  document += "</r>";
+  // In one piece, and in pieces that end inside values and texts.
+  for (size_t piece : {document.size(), size_t{7}, size_t{1000}}) {
+    XmlParser parser;
+    parser.PrepareForDocument();
+    for (size_t at = 0; at < document.size(); at += piece)
+      ASSERT_EQ(parser.impl.Feed(std::string_view(document).substr(at, piece)), 0);
+    std::vector<const char*> values, texts;
+    for (int i = 0; i < 400; ++i) {
+      ASSERT_EQ(parser.SetXPath("/r/[" + std::to_string(i + 1) + "]"), 0);
+      values.push_back(parser.AttributeByName("v"));
+      texts.push_back(parser.XText().data());
+      ASSERT_NE(parser.AttributeByName("w"), nullptr) << "an empty value is still there";
+      EXPECT_STREQ(parser.AttributeByName("w"), "");
+    }
+    for (int i = 0; i < 400; ++i) {
+      EXPECT_STREQ(values[static_cast<size_t>(i)], ("value " + std::to_string(i)).c_str());
+      EXPECT_STREQ(texts[static_cast<size_t>(i)], ("text " + std::to_string(i)).c_str());
+      ASSERT_EQ(parser.SetXPath("/r/[" + std::to_string(i + 1) + "]"), 0);
+      EXPECT_EQ(parser.AttributeByName("v"), values[static_cast<size_t>(i)]) << "copied once";
+    }
+  }
+}
+
+TEST(XmlTreeTest, TextsOfSeveralPiecesComeOutJoined) {
+  struct Row {
+    const char* document;
+    const char* text; // of the root
+  };
+  const Row rows[] = {
+      {"<a>x<b/>y</a>", "xy"},
+      {"<a>x &amp; y</a>", "x & y"},
+      {"<a>&lt;x</a>", "<x"},
+      {"<a>x<![CDATA[<y>]]>z</a>", "x<y>z"},
+      {"<a>line one\n  line two  </a>", "line one\n  line two"},
+      {"<a>  x <b>inner</b> y  </a>", "xy"},
+      {"<a><b>inner</b>tail</a>", "tail"},
+      {"<a>x<!-- c -->y</a>", "xy"},
+  };
+  for (const Row& row : rows) {
+    for (const char* kept : {"KeepOriginalText=1", "KeepOriginalText=0"}) {
+      XmlParser parser;
+      ASSERT_EQ(ParseOwned(parser, row.document, {kept}), 0) << row.document;
+      ASSERT_EQ(parser.SetXPath("/"), 0);
+      EXPECT_EQ(Str(parser.XText()), row.text) << row.document << " " << kept;
+      EXPECT_EQ(std::strlen(parser.XText().data()), parser.XText().size()) << row.document;
+    }
+  }
+}
+
+TEST(XmlTreeTest, MappingsInScopeSurviveImpliedClosings) {
+  // br and img have no end tags: each is closed by the next markup, br after its text.
+  XmlParser parser;
+  ASSERT_EQ(ParseOwned(parser, "<p xmlns:a='urn:a'>x<br>b<img xmlns:d='urn:d' d:s='1'>c</p>",
+                       {"AddSGMLTag=p"}),
+            0);
+  ASSERT_EQ(parser.SetXPath("/p/img"), 0);
+  ASSERT_EQ(parser.NamespaceCount(), 2);
+  EXPECT_EQ(Str(parser.NamespacePrefix(0)) + "=" + Str(parser.NamespaceUri(0)), "a=urn:a");
+  EXPECT_EQ(Str(parser.NamespacePrefix(1)) + "=" + Str(parser.NamespaceUri(1)), "d=urn:d");
+  EXPECT_EQ(Str(parser.AttrNamespace(0)), "urn:d");
+  ASSERT_EQ(parser.SetXPath("/p/br"), 0);
+  EXPECT_EQ(parser.NamespaceCount(), 1);
+  EXPECT_EQ(Str(parser.XText()), "b");
+}
+
+} // namespace
+} // namespace quillon::test
