@@ -131,11 +131,7 @@ int XmlParser::NamespaceCount() const {
 int XmlParser::DeclaredNamespaceCount() const {
   if (InCallback()) return 0;
   const uint32_t element = Current();
-  const uint32_t parent = impl.tree.ElementField(element, efParent);
-  const uint32_t outer = impl.tree.IsElement(parent) && parent < element
-                             ? impl.tree.ElementField(parent, efScopeCount)
-                             : 0;
-  return NamespaceCount() - static_cast<int>(outer);
+  return NamespaceCount() - impl.tree.ScopeCountOf(impl.tree.ParentOf(element));
 }
 
 std::string_view XmlParser::NamespacePrefix(int i) const {
