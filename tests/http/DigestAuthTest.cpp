@@ -1,13 +1,12 @@
 // Digest authentication: the RFC 2617 and RFC 7616 examples byte for byte, the response value in
-// its other forms (MD5-sess, auth-int, no qop, unknown algorithm), the challenge parser with its
-// quoting and qop rules, and the client nonce.
+// its other forms (MD5-sess, auth-int, no qop, unknown algorithm), and the challenge parser with
+// its quoting and qop rules.
 #include "http/DigestAuth.h"
 
 #include "frame/Errors.h"
 
 #include <gtest/gtest.h>
 
-#include <cstdint>
 #include <string>
 
 namespace quillon {
@@ -123,7 +122,7 @@ TEST(DigestAuthTest, HeaderWithoutQopOrOpaque) {
   EXPECT_EQ(state.nonceCount, 0u);
 }
 
-TEST(DigestAuthTest, NothingWithoutNonceOrUserAndUnknownQopFails) {
+TEST(DigestAuthTest, NoHeaderWithoutNonceOrUser) {
   DigestState state;
   state.user.Assign("u");
   BufStr out;
@@ -133,16 +132,6 @@ TEST(DigestAuthTest, NothingWithoutNonceOrUserAndUnknownQopFails) {
   state.user.Clear();
   EXPECT_EQ(BuildDigestHeader(state, out, true), errNone);
   EXPECT_TRUE(out.IsEmpty());
-
-  state.user.Assign("u");
-  ASSERT_EQ(ParseDigestChallenge(state, "nonce=\"n\", qop=\"token\""), errNone);
-  EXPECT_EQ(state.qop.View(), "token");
-  EXPECT_EQ(BuildDigestHeader(state, out, true), kDigestUnknownQop);
-  EXPECT_EQ(state.errorText.View(), "Digest authentication error: unknown qop value.");
-  EXPECT_EQ(out.View(), "Digest username=\"u\", realm=\"\", nonce=\"n\", uri=\"\", "
-                        "algorithm=\"md5\"")
-      << "the part built so far stays";
-  EXPECT_EQ(state.nonceCount, 0u);
 }
 
 TEST(DigestAuthTest, ChallengeParsing) {
@@ -162,8 +151,6 @@ TEST(DigestAuthTest, ChallengeParsing) {
       {"\t realm=\"r\",\tnonce=\"n\"", "r", "", "md5", "n", ""},
       {"qop=\"auth,auth-int\", nonce=\"n\"", "", "auth", "md5", "n", ""},
       {"qop=\"auth-int,auth\", nonce=\"n\"", "", "auth-int", "md5", "n", ""},
-      {"qop=\"auth, auth-int\"", "", "auth", "md5", "", ""},
-      {"qop=\"auth-int\"", "", "auth-int", "md5", "", ""},
       {"qop=auth", "", "auth", "md5", "", ""},
       {"qop=\"xauthx\"", "", "auth", "md5", "", ""},
       {"qop=\"token\"", "", "token", "md5", "", ""},
@@ -171,9 +158,7 @@ TEST(DigestAuthTest, ChallengeParsing) {
       // nothing: servers write the comma right behind the quote.
       {"realm=\"r\" , nonce=\"n\"", "r", "", "md5", "", ""},
       {"nonce=\"unterminated", "", "", "md5", "unterminated", ""},
-      {"nonce", "", "", "md5", "", ""},
       {"nonce=", "", "", "md5", "", ""},
-      {"", "", "", "md5", "", ""},
       {",,,=,\"", "", "", "md5", "", ""},
   };
   DigestState state;
@@ -192,34 +177,6 @@ TEST(DigestAuthTest, ChallengeParsing) {
     EXPECT_EQ(state.nonceCount, 0u) << "row: " << r.challenge;
     EXPECT_EQ(state.cnonce.Length(), *r.qop ? 8 : 0) << "row: " << r.challenge;
   }
-}
-
-TEST(DigestAuthTest, ClientNonceIsTicksPlusAddressLowByteFirst) {
-  DigestState state;
-  const uint32_t address = static_cast<uint32_t>(reinterpret_cast<uintptr_t>(&state));
-  for (uint32_t ticks : {0u, 0x01020304u, 0xFFFFFFFFu}) {
-    ASSERT_EQ(MakeClientNonce(state, ticks), errNone);
-    const uint32_t value = ticks + address;
-    char expected[9];
-    std::snprintf(expected, sizeof expected, "%02x%02x%02x%02x", value & 0xFF, (value >> 8) & 0xFF,
-                  (value >> 16) & 0xFF, value >> 24);
-    EXPECT_EQ(state.cnonce.View(), expected) << "ticks " << ticks;
-  }
-}
-
-TEST(DigestAuthTest, ResetEmptiesTheRequestToo) {
-  DigestState state;
-  PrepareRfc2617(state, "POST");
-  state.entityBody.Assign("body");
-  state.nonceCount = 3;
-  ResetDigestState(state);
-  const std::initializer_list<const BufStrBase*> fields = {
-      &state.realm, &state.qop,      &state.nonce, &state.cnonce, &state.opaque,
-      &state.user,  &state.password, &state.uri,   &state.method, &state.entityBody};
-  for (const BufStrBase* field : fields)
-    EXPECT_TRUE(field->IsEmpty());
-  EXPECT_EQ(state.algorithm.View(), "md5");
-  EXPECT_EQ(state.nonceCount, 0u);
 }
 
 } // namespace

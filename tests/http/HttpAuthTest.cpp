@@ -44,7 +44,7 @@ TEST(HttpAuthTest, BasicHeaders) {
 }
 
 // The Digest retry: the first request goes without a header, the challenge comes in, the retry
-// answers it for the request on the wire.
+// answers it for the request on the wire, and auth-int hashes PostData.
 TEST(HttpAuthTest, DigestFromAChallenge) {
   QuillonCore core;
   ASSERT_EQ(core.SetAuthScheme(authDigest), errNone);
@@ -53,27 +53,28 @@ TEST(HttpAuthTest, DigestFromAChallenge) {
   EXPECT_TRUE(core.Authorization.IsEmpty()) << "no nonce yet";
 
   core.URLPath.Assign("/dir/index.html");
-  core.RequestMethod.Assign("GET");
-  ASSERT_EQ(ParseDigestChallenge(core.serverDigest, kChallenge), errNone);
-  core.serverDigest.cnonce.Assign("0a4f113b");
-  ASSERT_EQ(core.FormAuthorization(), errNone);
-  EXPECT_EQ(core.Authorization.View(),
-            "Digest username=\"Mufasa\", realm=\"testrealm@host.com\", "
-            "nonce=\"dcd98b7102dd2f0e8b11d0f600bfb0c093\", uri=\"/dir/index.html\", "
-            "algorithm=\"md5\", qop=\"auth\", nc=00000001, cnonce=\"0a4f113b\", "
-            "response=\"6629fae49393a05397450978507c4ef1\", "
-            "opaque=\"5ccc069c403ebaf9f0171e9517f40e41\"");
-
-  // auth-int hashes PostData.
-  core.RequestMethod.Assign("POST");
   core.PostData.Assign("<entry/>");
-  ASSERT_EQ(ParseDigestChallenge(core.serverDigest, "nonce=\"dcd98b7102dd2f0e8b11d0f600bfb0c093\", "
-                                                    "realm=\"testrealm@host.com\", qop=auth-int"),
-            errNone);
-  core.serverDigest.cnonce.Assign("0a4f113b");
-  ASSERT_EQ(core.FormAuthorization(), errNone);
-  EXPECT_NE(core.Authorization.Find("qop=\"auth-int\", nc=00000001"), -1);
-  EXPECT_NE(core.Authorization.Find("response=\"e60940bf05a037c395db4430c28f7c93\""), -1);
+  struct Row {
+    const char* method;
+    const char* challenge;
+    const char* expected;
+  };
+  const Row rows[] = {
+      {"GET", kChallenge,
+       "qop=\"auth\", nc=00000001, cnonce=\"0a4f113b\", "
+       "response=\"6629fae49393a05397450978507c4ef1\""},
+      {"POST",
+       "nonce=\"dcd98b7102dd2f0e8b11d0f600bfb0c093\", realm=\"testrealm@host.com\", qop=auth-int",
+       "qop=\"auth-int\", nc=00000001, cnonce=\"0a4f113b\", "
+       "response=\"e60940bf05a037c395db4430c28f7c93\""},
+  };
+  for (const Row& row : rows) {
+    core.RequestMethod.Assign(row.method);
+    ASSERT_EQ(ParseDigestChallenge(core.serverDigest, row.challenge), errNone);
+    core.serverDigest.cnonce.Assign("0a4f113b");
+    ASSERT_EQ(core.FormAuthorization(), errNone);
+    EXPECT_NE(core.Authorization.Find(row.expected), -1) << core.Authorization.View();
+  }
 }
 
 TEST(HttpAuthTest, DigestAtTheProxyAndAnUnknownQop) {
@@ -167,39 +168,25 @@ TEST(HttpAuthTest, NewUrlStartsANewExchange) {
 TEST(HttpAuthTest, PropertiesAndConfigKeys) {
   Quillon component;
   std::string value;
-  ASSERT_EQ(component.SetProperty("User", "Aladdin"), errNone);
-  ASSERT_EQ(component.SetProperty("Password", "open sesame"), errNone);
-  ASSERT_EQ(component.GetProperty("Authorization", value), errNone);
-  EXPECT_EQ(value, "Basic QWxhZGRpbjpvcGVuIHNlc2FtZQ==");
-
   // Any byte value is a scheme; 256 is not.
-  EXPECT_EQ(component.SetProperty("AuthScheme", "200"), errNone);
-  ASSERT_EQ(component.GetProperty("AuthScheme", value), errNone);
-  EXPECT_EQ(value, "200");
+  EXPECT_EQ(component.SetProperty("AuthScheme", "255"), errNone);
   EXPECT_EQ(component.SetProperty("AuthScheme", "256"), errValueOutOfRange);
   EXPECT_EQ(component.SetProperty("ProxyAuthScheme", "-1"), errValueOutOfRange);
 
+  // The property Authorization chooses the proprietary scheme; the Config setting of
+  // ProxyAuthorization only stores.
   ASSERT_EQ(component.SetProperty("Authorization", "Negotiate abc"), errNone);
   ASSERT_EQ(component.GetProperty("AuthScheme", value), errNone);
   EXPECT_EQ(value, "2");
-
-  std::string answer;
-  ASSERT_EQ(component.Config("Authorization=Custom 1"), errNone);
-  ASSERT_EQ(component.Config("Authorization", &answer), errNone);
-  EXPECT_EQ(answer, "Custom 1");
   ASSERT_EQ(component.Config("ProxyAuthScheme=0x3"), errNone);
+  ASSERT_EQ(component.Config("ProxyAuthorization=Basic x"), errNone);
   ASSERT_EQ(component.GetProperty("ProxyAuthScheme", value), errNone);
   EXPECT_EQ(value, "3");
-  ASSERT_EQ(component.Config("ProxyUser=pu"), errNone);
-  ASSERT_EQ(component.GetProperty("ProxyUser", value), errNone);
-  EXPECT_EQ(value, "pu");
-  ASSERT_EQ(component.Config("ProxyAuthorization=Basic x"), errNone);
-  ASSERT_EQ(component.Config("ProxyAuthScheme", &answer), errNone);
-  EXPECT_EQ(answer, "3") << "the setting ProxyAuthorization only stores";
+
+  // A number, where DontClearCookiesOnUrlChange answers a word.
+  std::string answer;
   ASSERT_EQ(component.Config("AllowHTTPCompression", &answer), errNone);
-  EXPECT_EQ(answer, "0") << "a number, where DontClearCookiesOnUrlChange answers a word";
-  ASSERT_EQ(component.Config("DontClearCookiesOnUrlChange", &answer), errNone);
-  EXPECT_EQ(answer, "False");
+  EXPECT_EQ(answer, "0");
   ASSERT_EQ(component.Config("DontClearCookiesOnUrlChange=yes"), errNone);
   ASSERT_EQ(component.Config("DontClearCookiesOnUrlChange", &answer), errNone);
   EXPECT_EQ(answer, "True");
