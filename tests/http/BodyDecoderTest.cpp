@@ -135,33 +135,22 @@ TEST(BodyDecoderTest, RawDeflateAndCodingNames) {
     ASSERT_EQ(DecodeAs("deflate", {whole.substr(0, cut), whole.substr(cut)}), text)
         << "cut at " << cut;
   }
-  EXPECT_EQ(DecodeAs("GZIP", {Gzip(text)}), text);
-  EXPECT_EQ(DecodeAs("Deflate", {deflated}), text);
-
-  struct Row {
-    const char* value;
-    int coding;
-  };
-  const Row rows[] = {{"gZiP", codingGzip},
-                      {"deflate", codingDeflate},
-                      {"gzip, deflate", codingNone},
-                      {" gzip", codingNone},
-                      {"identity", codingNone}};
-  for (const Row& r : rows) {
-    BodyDecoder decoder;
-    const char* failure = nullptr;
-    ASSERT_EQ(decoder.Start(r.value, &failure), errNone);
-    EXPECT_EQ(decoder.ContentCoding, r.coding) << "row: \"" << r.value << "\"";
-  }
   // Without a coding the bytes pass as they came.
   EXPECT_EQ(DecodeAs("br", {"plain ", "text"}), "plain text");
 
-  // An unknown value keeps the coding a header before it chose.
+  // "gzip" or "deflate" in any case choose; any other value, a list among them, keeps the coding
+  // a header before it chose.
   BodyDecoder decoder;
   const char* failure = nullptr;
-  ASSERT_EQ(decoder.Start("deflate", &failure), errNone);
-  ASSERT_EQ(decoder.Start("br", &failure), errNone);
-  EXPECT_EQ(decoder.ContentCoding, codingDeflate);
+  const std::pair<const char*, int> steps[] = {{"identity", codingNone},
+                                               {"gZiP", codingGzip},
+                                               {"gzip, deflate", codingGzip},
+                                               {"DEFLATE", codingDeflate},
+                                               {" gzip", codingDeflate}};
+  for (const auto& [value, coding] : steps) {
+    ASSERT_EQ(decoder.Start(value, &failure), errNone);
+    EXPECT_EQ(decoder.ContentCoding, coding) << "\"" << value << "\"";
+  }
 }
 
 TEST(BodyDecoderTest, LargeOutputFromOnePieceAndBytesAfterTheEnd) {

@@ -106,13 +106,18 @@ TEST(DigestAuthTest, ResponseForms) {
   }
 }
 
-TEST(DigestAuthTest, HeaderWithoutQopOrOpaque) {
+TEST(DigestAuthTest, FirstLegAndAChallengeWithoutQop) {
   DigestState state;
+  state.user.Assign("Mufasa");
+  BufStr out;
+  EXPECT_EQ(BuildDigestHeader(state, out, true), errNone);
+  EXPECT_TRUE(out.IsEmpty()) << "the first leg goes without a header";
+
+  // Without qop there is no client nonce and no count, and without opaque no opaque.
   ASSERT_EQ(ParseDigestChallenge(state, "realm=\"testrealm@host.com\", "
                                         "nonce=\"dcd98b7102dd2f0e8b11d0f600bfb0c093\""),
             errNone);
-  EXPECT_TRUE(state.cnonce.IsEmpty()) << "no client nonce without qop";
-  state.user.Assign("Mufasa");
+  EXPECT_TRUE(state.cnonce.IsEmpty());
   state.password.Assign("Circle Of Life");
   ASSERT_EQ(SetDigestRequest(state, "GET", "/dir/index.html", nullptr, 0), errNone);
   EXPECT_EQ(Header(state, true), "Digest username=\"Mufasa\", realm=\"testrealm@host.com\", "
@@ -120,18 +125,9 @@ TEST(DigestAuthTest, HeaderWithoutQopOrOpaque) {
                                  "uri=\"/dir/index.html\", algorithm=\"md5\", "
                                  "response=\"670fd8c2df070c60b045671b8b24ff02\"");
   EXPECT_EQ(state.nonceCount, 0u);
-}
-
-TEST(DigestAuthTest, NoHeaderWithoutNonceOrUser) {
-  DigestState state;
-  state.user.Assign("u");
-  BufStr out;
-  EXPECT_EQ(BuildDigestHeader(state, out, true), errNone);
-  EXPECT_TRUE(out.IsEmpty()) << "the first leg goes without a header";
-  ASSERT_EQ(ParseDigestChallenge(state, "nonce=\"n\""), errNone);
   state.user.Clear();
   EXPECT_EQ(BuildDigestHeader(state, out, true), errNone);
-  EXPECT_TRUE(out.IsEmpty());
+  EXPECT_TRUE(out.IsEmpty()) << "nor without a user";
 }
 
 TEST(DigestAuthTest, ChallengeParsing) {
@@ -169,11 +165,12 @@ TEST(DigestAuthTest, ChallengeParsing) {
               errNone);
     state.nonceCount = 7;
     ASSERT_EQ(ParseDigestChallenge(state, r.challenge), errNone) << "row: " << r.challenge;
-    EXPECT_EQ(state.realm.View(), r.realm) << "row: " << r.challenge;
-    EXPECT_EQ(state.qop.View(), r.qop) << "row: " << r.challenge;
-    EXPECT_EQ(state.algorithm.View(), r.algorithm) << "row: " << r.challenge;
-    EXPECT_EQ(state.nonce.View(), r.nonce) << "row: " << r.challenge;
-    EXPECT_EQ(state.opaque.View(), r.opaque) << "row: " << r.challenge;
+    EXPECT_EQ(std::string(state.realm.View()) + "|" + std::string(state.qop.View()) + "|" +
+                  std::string(state.algorithm.View()) + "|" + std::string(state.nonce.View()) +
+                  "|" + std::string(state.opaque.View()),
+              std::string(r.realm) + "|" + r.qop + "|" + r.algorithm + "|" + r.nonce + "|" +
+                  r.opaque)
+        << "row: " << r.challenge;
     EXPECT_EQ(state.nonceCount, 0u) << "row: " << r.challenge;
     EXPECT_EQ(state.cnonce.Length(), *r.qop ? 8 : 0) << "row: " << r.challenge;
   }

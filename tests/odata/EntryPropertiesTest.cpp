@@ -104,9 +104,12 @@ TEST_F(EntryProperties, AuthorByNameAndEmailFormat) {
     const char* readBack; // Author(0) afterwards
   };
   const Row rows[] = {
-      {0, "Bob <bob@b>", "Bob <bob@b>"},  {0, "Carl", "Carl"}, // no " <": all name, the email
-                                                               // emptied
-      {0, " <only@mail>", "<only@mail>"}, {2, "x@y", "<x@y>"}, {1, "Dan", "Dan <x@y>"},
+      {0, "Bob <bob@b>", "Bob <bob@b>"},
+      {0, "Carl", "Carl"}, // no " <": all name, the email
+                           // emptied
+      {0, " <only@mail>", "<only@mail>"},
+      {2, "x@y", "<x@y>"},
+      {1, "Dan", "Dan <x@y>"},
       {7, "ignored", "Dan <x@y>"},
   };
   for (const Row& row : rows) {
@@ -167,20 +170,6 @@ TEST_F(EntryProperties, AnEntryThatDoesNotParseReadsEmpty) {
   EXPECT_EQ(core.SetEntryProperty("Name", "x"), errXPath); // no property to place it by
   EXPECT_EQ(core.SetEntryProperty("entry[1]/content/properties/Name", "x"), errUnbalancedTag);
   EXPECT_STREQ(core.LastErrorText(), "Unbalanced element tag: oops");
-}
-
-TEST_F(EntryProperties, CopiesReparseAndKeepTheirLists) {
-  EntryRecord& source = Entry(0);
-  ASSERT_EQ(source.PropertyCount(), 2);
-  source.PropertiesForEdit()->At(0)->value.Assign("edited");
-  ASSERT_EQ(source.SetETag("W/\"host\""), 0);
-  EntryRecord copy;
-  ASSERT_EQ(source.CopyTo(copy), 0);
-  EXPECT_EQ(copy.parsed, 0);
-  EXPECT_EQ(copy.PropertyCount(), 2);
-  EXPECT_EQ(copy.Properties()->At(0)->value.View(), "edited");
-  EXPECT_EQ(Text(copy.ETag()), "W/\"host\"");
-  EXPECT_EQ(Text(copy.Value("/entry/id")), "E1");
 }
 
 } // namespace

@@ -161,14 +161,5 @@ TEST_F(ServiceRequests, WithoutTransportTheRequestIsRefusedNotFaked) {
   EXPECT_NE(std::string(real.LastErrorText()), "");
 }
 
-TEST_F(ServiceRequests, ConfigKeysOfTheODataLink) {
-  const char* result;
-  EXPECT_EQ(core.ConfigText("encoderesourcepath=false", &result), 0);
-  EXPECT_EQ(core.encodeResourcePath, 0);
-  EXPECT_EQ(core.ConfigText("CodePage", &result), 0); // passed down the chain
-  EXPECT_STREQ(result, "0");
-  EXPECT_EQ(core.ConfigText("Bogus", &result), errUnknownConfig);
-}
-
 } // namespace
 } // namespace quillon
