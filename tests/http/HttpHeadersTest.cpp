@@ -1,8 +1,7 @@
-// Header lines into ParsedHeaders: the split of a line, folding of continuations with a tab, the
-// Header event, and the indexed ParsedHeader properties.
+// Header lines into ParsedHeaders: the split of a line, folding of continuations with a tab, and
+// the indexed ParsedHeader properties.
 #include "http/HttpClient.h"
 
-#include "RecordingSink.h"
 #include "frame/ControlSurface.h"
 #include "frame/Errors.h"
 #include "odata/QuillonCore.h"
@@ -60,22 +59,15 @@ TEST(HttpHeadersTest, ContinuationsFoldWithATab) {
   EXPECT_EQ(core.ParsedHeaders.At(4), "x-long") << "fields stay as the server wrote them";
 }
 
-// Lines as the response reader hands them over: split, recorded, and fired as Header.
-TEST(HttpHeadersTest, LinesIntoPropertiesAndEvents) {
+// The indexed ParsedHeader rows over the folded lines.
+TEST(HttpHeadersTest, ParsedHeaderProperties) {
   QuillonCore core;
-  test::RecordingSink sink;
-  core.SetEventSink(&sink);
   for (const char* line :
        {"Server: test", "WWW-Authenticate: Digest realm=\"r\",", " nonce=\"n\""}) {
     std::string_view field, value;
     HttpClient::SplitHeaderLine(line, field, value);
     ASSERT_EQ(core.AddParsedHeader(field, value), errNone);
-    core.FireHeader(std::string(field).c_str(), std::string(value).c_str());
   }
-  ASSERT_EQ(sink.events.size(), 3u);
-  EXPECT_EQ(sink.events[2], "Header |nonce=\"n\"") << "continuations fire with an empty field";
-
-  // The rows of the indexed properties over this engine.
   PropertyValue read;
   ASSERT_EQ(FindProperty("ParsedHeaderCount")->get(core, -1, read), errNone);
   EXPECT_EQ(read.number, 2);

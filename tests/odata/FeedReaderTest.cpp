@@ -13,9 +13,7 @@ TEST(FeedReader, ChannelTakesUnprefixedAtomFieldsAndTheLastOfEach) {
   QuillonCore core;
   ASSERT_EQ(Dispatch(core, Feed(R"(<title type="html">T &amp; U</title>
       <atom:subtitle xmlns:atom="http://www.w3.org/2005/Atom">prefixed</atom:subtitle>
-      <rights type="xhtml">R</rights><id>urn:feed</id>
       <author><name>Ann</name><email>ann@example.com</email></author>
-      <contributor><name>Bob</name><uri>http://bob</uri></contributor>
       <link rel="self" href="Products" hreflang="en" title="P"/>
       <link rel="alternate" href="Other" length="10"/>)")),
             0);
@@ -23,14 +21,12 @@ TEST(FeedReader, ChannelTakesUnprefixedAtomFieldsAndTheLastOfEach) {
   // attributes are empty.
   std::string joined;
   for (const BufStrBase* field :
-       {&core.ChannelTitle, &core.ChannelSubtitle, &core.ChannelRights, &core.ChannelId,
-        &core.ChannelAuthorName, &core.ChannelAuthorEmail, &core.ChannelAuthorUri,
-        &core.ChannelContributorName, &core.ChannelContributorUri, &core.ChannelLinkHref,
-        &core.ChannelLinkRel, &core.ChannelLinkLength, &core.ChannelLinkHrefLang})
+       {&core.ChannelTitle, &core.ChannelSubtitle, &core.ChannelAuthorName,
+        &core.ChannelAuthorEmail, &core.ChannelLinkHref, &core.ChannelLinkRel,
+        &core.ChannelLinkLength, &core.ChannelLinkHrefLang, &core.ChannelLinkTitle})
     joined += std::string(field->View()) + "|";
-  EXPECT_EQ(joined, "T & U||R|urn:feed|Ann|ann@example.com||Bob|http://bob|Other|alternate|10||");
+  EXPECT_EQ(joined, "T & U||Ann|ann@example.com|Other|alternate|10|||");
   EXPECT_EQ(core.ChannelTitleTextType, 1);
-  EXPECT_EQ(core.ChannelRightsTextType, 2);
 }
 
 TEST(FeedReader, EntriesStayRawUntilReadAndResolveTheFeedsPrefixes) {

@@ -74,9 +74,6 @@ TEST_F(SchemaCorpus, Products) {
   EXPECT_EQ(Read(core, "SchemaTypeFieldCount"), "5");
   ASSERT_EQ(core.SetSchemaTypeFieldIndex(1), 0);
   EXPECT_EQ(Field("TypeField"), "City Edm.String 1 0");
-  ASSERT_EQ(core.SetSchemaProperty("Concurrency"), 0);
-  EXPECT_EQ(Read(core, "SchemaPropertyAttributes"),
-            "Name=\"Concurrency\" Type=\"Edm.Int32\" Nullable=\"false\" ConcurrencyMode=\"Fixed\"");
 }
 
 TEST_F(SchemaCorpus, EntitySetInOneSchemaNamesATypeOfAnother) {

@@ -97,32 +97,6 @@ TEST_F(SchemaReader, WithoutEntitySetsTheListsFillAndSelectionFails) {
   EXPECT_TRUE(core.events.empty());
 }
 
-TEST_F(SchemaReader, PropertiesKeepAttributesTypeAndNullability) {
-  struct Row {
-    const char* element;
-    const char* attributes;
-    const char* type;
-    int nullable;
-  };
-  const Row rows[] = {
-      {"<Property Name='Id' Type='Edm.Int32' Nullable='false'/>",
-       "Name=\"Id\" Type=\"Edm.Int32\" Nullable=\"false\"", "Edm.Int32", 0},
-      {"<Property Name='A' type='edm.string' NULLABLE='false'/>",
-       "Name=\"A\" type=\"edm.string\" NULLABLE=\"false\"", "edm.string", 0},
-      // Prefixed attributes go by local name, and values by their parsed text.
-      {"<Property Name='A' m:FC_TargetPath='SyndicationTitle' Default='a &amp; &quot;b&quot;'/>",
-       "Name=\"A\" FC_TargetPath=\"SyndicationTitle\" Default=\"a & \"b\"\"", "", 1},
-  };
-  for (const Row& row : rows) {
-    ASSERT_EQ(Load(Edmx(Schema("N", Type("T", row.element) + Container(Set("S", "N.T"))))), 0)
-        << row.element;
-    const SchemaProperty& property = *core.entityTypes.Peek(0)->properties.Peek(0);
-    EXPECT_EQ(property.attributes.View(), row.attributes) << row.element;
-    EXPECT_EQ(property.type.View(), row.type) << row.element;
-    EXPECT_EQ(property.nullable, row.nullable) << row.element;
-  }
-}
-
 TEST_F(SchemaReader, AssociationEndsGiveMultiplicityAndDeleteAction) {
   struct Row {
     const char* multiplicity;

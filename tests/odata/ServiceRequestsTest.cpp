@@ -153,13 +153,5 @@ TEST_F(ServiceRequests, FailedStatusesBecome151Or902) {
   EXPECT_EQ(core.QueryService(), 0);
 }
 
-TEST_F(ServiceRequests, WithoutTransportTheRequestIsRefusedNotFaked) {
-  QuillonCore real;
-  real.ServiceRootURI.Assign("http://127.0.0.1:1/svc");
-  const int rc = real.QueryService();
-  EXPECT_NE(rc, 0);
-  EXPECT_NE(std::string(real.LastErrorText()), "");
-}
-
 } // namespace
 } // namespace quillon
