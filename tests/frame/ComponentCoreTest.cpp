@@ -47,26 +47,6 @@ TEST(ConfigRequest, ParsesNamesIndexesAndValues) {
   EXPECT_FALSE(absent.isGet);
 }
 
-TEST(ComponentCore, KeysOfTheRootLink) {
-  ComponentCore core;
-  const char* result = nullptr;
-  EXPECT_EQ(core.ConfigText("LogDebugOption=0xFFFFFFFF", &result), 0);
-  EXPECT_EQ(core.ConfigText("logdebugoption", &result), 0);
-  EXPECT_STREQ(result, "4294967295");
-  EXPECT_EQ(core.ConfigText("LogDebugFile=/tmp/x.log", &result), 0);
-  EXPECT_TRUE(core.logEnabled);
-  EXPECT_EQ(core.ConfigText("LogDebugFile=", &result), 0);
-  EXPECT_FALSE(core.logEnabled);
-
-  EXPECT_EQ(core.ConfigText("NoSuchKey=1", &result), errUnknownConfig);
-  EXPECT_STREQ(core.LastErrorText(), "Unknown config setting.");
-  EXPECT_STREQ(result, "");
-  EXPECT_EQ(core.ConfigText("LastError", &result), 0);
-  EXPECT_STREQ(result, "Unknown config setting.");
-  EXPECT_EQ(core.ConfigText("LastError=x", &result), 0); // no setter, and the text stays
-  EXPECT_STREQ(core.LastErrorText(), "Unknown config setting.");
-}
-
 TEST(ComponentCore, DescribeErrorFillsOnlyAnEmptyText) {
   ComponentCore core;
   EXPECT_EQ(core.DescribeError(0), 0);

@@ -1,11 +1,10 @@
 // Authorization and Proxy-Authorization as the HTTP link forms them: Basic by RFC 7617, Digest
-// from a challenge, the setters' side effects, the public properties and Config keys over them.
+// from a challenge, and the setters' side effects.
 #include "http/HttpClient.h"
 
 #include "frame/Errors.h"
 #include "http/HttpErrors.h"
 #include "odata/QuillonCore.h"
-#include "quillon/Quillon.h"
 
 #include <gtest/gtest.h>
 
@@ -153,25 +152,6 @@ TEST(HttpAuthTest, NewUrlStartsANewExchange) {
   EXPECT_TRUE(core.proxyDigest.nonce.IsEmpty());
   EXPECT_EQ(core.Authorization.View(), "Basic QWxhZGRpbjpvcGVuIHNlc2FtZQ==");
   EXPECT_EQ(core.AuthAttempts, 0);
-}
-
-TEST(HttpAuthTest, PropertiesAndConfigKeys) {
-  Quillon component;
-  // Any byte value is a scheme; 256 is not.
-  EXPECT_EQ(component.SetProperty("AuthScheme", "256"), errValueOutOfRange);
-  EXPECT_EQ(component.SetProperty("ProxyAuthScheme", "-1"), errValueOutOfRange);
-  // The property Authorization chooses the proprietary scheme; the Config setting of
-  // ProxyAuthorization only stores.
-  std::string value;
-  ASSERT_EQ(component.SetProperty("Authorization", "Negotiate abc"), errNone);
-  ASSERT_EQ(component.GetProperty("AuthScheme", value), errNone);
-  EXPECT_EQ(value, "2");
-  ASSERT_EQ(component.Config("ProxyAuthorization=Basic x"), errNone);
-  ASSERT_EQ(component.GetProperty("ProxyAuthScheme", value), errNone);
-  EXPECT_EQ(value, "0");
-  ASSERT_EQ(component.Config("DontClearCookiesOnUrlChange=yes"), errNone);
-  ASSERT_EQ(component.Config("DontClearCookiesOnUrlChange", &value), errNone);
-  EXPECT_EQ(value, "True"); // a word, where other switches answer a number
 }
 
 } // namespace
