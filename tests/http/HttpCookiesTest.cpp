@@ -2,20 +2,32 @@
 // and path, clearing on a change of host, and the indexed Cookie properties.
 #include "http/HttpClient.h"
 
-#include "RecordingSink.h"
 #include "frame/Errors.h"
 #include "http/HttpErrors.h"
 #include "odata/QuillonCore.h"
 #include "quillon/Quillon.h"
+#include "support/QuietSink.h"
 
 #include <gtest/gtest.h>
 
 #include <string>
+#include <vector>
 
 namespace quillon {
 namespace {
 
-// One cookie as "name|value|expires|domain|path|secure", the form the recording sink uses.
+// Keeps the SetCookie events as "name|value|expires|domain|path|secure".
+class CookieEvents final : public test::QuietSink {
+public:
+  std::vector<std::string> events;
+  void SetCookie(const char* name, const char* value, const char* expires, const char* domain,
+                 const char* path, int32_t* secure) override {
+    events.push_back(std::string(name) + "|" + value + "|" + expires + "|" + domain + "|" + path +
+                     "|" + std::to_string(*secure));
+  }
+};
+
+// One cookie as "name|value|expires|domain|path|secure", the form of the events.
 std::string CookieText(const HttpClient& client, int index) {
   auto field = [&](int f) { return std::string(client.Cookies.At(index * ckFieldCount + f)); };
   return field(ckName) + "|" + field(ckValue) + "|" + field(ckExpires) + "|" + field(ckDomain) +
@@ -32,31 +44,27 @@ TEST(HttpCookiesTest, SetCookieHeaders) {
       {"id=a3fWa; Expires=Wed, 21 Oct 2015 07:28:00 GMT; Path=/docs; Domain=example.com",
        "id|a3fWa|Wed, 21 Oct 2015 07:28:00 GMT|example.com|/docs|0"},
       {"x=1; secure", "x|1||||1"},
-      {"x=1; SECURE=", "x|1||||1"},
       // A ";" does not end an attribute's name: the flag and the path read as one unknown name.
       {"x=1; secure; path=/", "x|1||||0"},
       {"x=1; path=/; secure", "x|1|||/|1"},
       {"flag", "flag|||||0"},
-      {"empty=", "empty|||||0"},
       {"=nameless", "|nameless||||0"},
       // The name runs to the first "=", even across a ";".
       {"a; b=c", "a; b|c||||0"},
       {"t=v;\t \tpath=/p", "t|v|||/p|0"},
       // Only one blank after an attribute's ";" is skipped.
       {"t=v; path=/a;  domain=d", "t|v|||/a|0"},
-      {"t=v; path=/a; path=/b", "t|v|||/b|0"},
       {"t=v; HttpOnly; SameSite=Lax; Max-Age=10", "t|v||||0"},
-      {"t=v;", "t|v||||0"},
   };
   for (const Row& r : rows) {
     QuillonCore core;
-    test::RecordingSink sink;
+    CookieEvents sink;
     core.SetEventSink(&sink);
     ASSERT_EQ(core.ParseSetCookie(r.header), errNone) << "row: " << r.header;
     ASSERT_EQ(core.CookieCount(), 1) << "row: " << r.header;
     EXPECT_EQ(CookieText(core, 0), r.cookie) << "row: " << r.header;
     ASSERT_EQ(sink.events.size(), 1u) << "row: " << r.header;
-    EXPECT_EQ(sink.events[0], std::string("SetCookie ") + r.cookie) << "row: " << r.header;
+    EXPECT_EQ(sink.events[0], r.cookie) << "row: " << r.header;
     EXPECT_EQ(core.Cookies.At(ckKeep), "0") << "row: " << r.header;
   }
 }
@@ -102,51 +110,30 @@ TEST(HttpCookiesTest, ClearingOnAnotherHost) {
   EXPECT_EQ(core.Cookies.At(ckKeep), "1");
 }
 
-TEST(HttpCookiesTest, IndexValidation) {
-  QuillonCore core;
-  ASSERT_EQ(core.ParseSetCookie("a=1"), errNone);
-  for (int index : {-1, 1, 1000}) {
-    EXPECT_EQ(core.ValidateCookieIndex(index), errCookieIndex) << "index " << index;
-    EXPECT_STREQ(core.LastErrorText(), "Invalid cookie index (out of range).");
-  }
-  EXPECT_EQ(core.ValidateCookieIndex(0), errNone);
-  EXPECT_STREQ(core.LastErrorText(), "") << "a valid index empties the last error";
-}
-
 TEST(HttpCookiesTest, CookieProperties) {
   Quillon component;
   std::string value;
   // Raising the count on an empty jar gives empty cookies; zero empties it.
   ASSERT_EQ(component.SetProperty("CookieCount", "2"), errNone);
-  ASSERT_EQ(component.GetProperty("CookieCount", value), errNone);
-  EXPECT_EQ(value, "2");
-  ASSERT_EQ(component.GetProperty("CookieName", 1, value), errNone);
-  EXPECT_EQ(value, "");
-  ASSERT_EQ(component.GetProperty("CookieSecure", 1, value), errNone);
-  EXPECT_EQ(value, "0");
-
-  ASSERT_EQ(component.SetProperty("CookieName", 1, "n"), errNone);
   ASSERT_EQ(component.SetProperty("CookieValue", 1, "v"), errNone);
-  ASSERT_EQ(component.GetProperty("CookieName", 1, value), errNone);
-  EXPECT_EQ(value, "n");
   ASSERT_EQ(component.GetProperty("CookieValue", 1, value), errNone);
   EXPECT_EQ(value, "v");
-
   // Writes outside the jar give the jar's own code; reads give the surface's.
-  EXPECT_EQ(component.SetProperty("CookieValue", 2, "x"), errCookieIndex);
-  EXPECT_EQ(component.ErrorDescription(), "Invalid cookie index (out of range).");
-  EXPECT_EQ(component.GetProperty("CookieDomain", -1, value), errArrayIndex);
-  EXPECT_EQ(component.GetProperty("CookiePath", 2, value), errArrayIndex);
-  std::string lastError;
-  ASSERT_EQ(component.Config("LastError", &lastError), errNone);
-  EXPECT_EQ(lastError, "Invalid cookie index (out of range).");
+  for (int index : {-1, 2}) {
+    EXPECT_EQ(component.SetProperty("CookieValue", index, "x"), errCookieIndex) << index;
+    EXPECT_EQ(component.ErrorDescription(), "Invalid cookie index (out of range).");
+    EXPECT_EQ(component.GetProperty("CookiePath", index, value), errArrayIndex) << index;
+  }
   EXPECT_EQ(component.SetProperty("CookieDomain", 0, "d"), errReadOnly);
-  EXPECT_EQ(component.SetProperty("CookieSecure", 0, "1"), errReadOnly);
-
   ASSERT_EQ(component.SetProperty("CookieCount", "0"), errNone);
-  ASSERT_EQ(component.GetProperty("CookieCount", value), errNone);
-  EXPECT_EQ(value, "0");
   EXPECT_EQ(component.GetProperty("CookieName", 0, value), errArrayIndex);
+
+  // A valid index empties the last error.
+  QuillonCore core;
+  ASSERT_EQ(core.ParseSetCookie("a=1"), errNone);
+  EXPECT_EQ(core.ValidateCookieIndex(1), errCookieIndex);
+  EXPECT_EQ(core.ValidateCookieIndex(0), errNone);
+  EXPECT_STREQ(core.LastErrorText(), "");
 }
 
 } // namespace

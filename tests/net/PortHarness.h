@@ -2,8 +2,8 @@
 // and a test may act from inside the data and connect events.
 #pragma once
 
-#include "frame/EventSink.h"
 #include "net/TransferPort.h"
+#include "support/QuietSink.h"
 
 #include <functional>
 #include <string>
@@ -12,26 +12,12 @@
 
 namespace quillon::test {
 
-class RecordingSink final : public EventSink {
+class RecordingSink final : public QuietSink {
 public:
   explicit RecordingSink(std::vector<std::string>& target) : log(target) {}
-  void SetCodePage(int) override {}
   void Connected(int16_t* code, const char* text) override { Note("Connected", *code, text); }
   void Disconnected(int16_t* code, const char* text) override { Note("Disconnected", *code, text); }
   void Error(int16_t* code, const char* text) override { Note("Error", *code, text); }
-  void EndTransfer(int16_t*) override {}
-  void Entity(const char*) override {}
-  void Entry(const char*, const char*, const char*, const char*) override {}
-  void Header(const char*, const char*) override {}
-  void Property(const char*, const char*, int32_t*) override {}
-  void SetCookie(const char*, const char*, const char*, const char*, const char*,
-                 int32_t*) override {}
-  void SSLServerAuthentication(const char*, int32_t, const char*, const char*, const char*,
-                               int32_t*) override {}
-  void SSLStatus(const char*) override {}
-  void StartTransfer(int16_t*) override {}
-  void Status(const char*, int16_t*, const char*) override {}
-  void Transfer(int16_t*, int64_t*, int16_t*, const char*, int32_t) override {}
 
 private:
   void Note(const char* name, int code, const char* text) {

@@ -46,60 +46,48 @@ bool EndsWith(const std::string& text, const std::string& tail) {
 
 TEST(FeedCorpus, EveryDocumentReadsToItsKind) {
   QUILLON_REQUIRE_CORPUS();
-  struct Expected {
-    const char* rootKind;
-    const char* result;
-    int entries;
+  // Each document as "root kind, ReadFile result, entries".
+  std::map<std::string, std::string> expected = {
+      {"LargeEmployeeFeed.xml", "feed 0 432"},
+      {"ProductsFeed.xml", "feed 0 9"},
+      {"RoomsToEmployeesWithInlineTeams.xml", "feed 0 2"},
+      {"Rooms_InlineEmployeesTeams.xml", "feed 0 3"},
+      {"Rooms_InlineEmployees_InlineBuildings.xml", "feed 0 2"},
+      {"feed_employees.xml", "feed 0 6"},
+      {"feed_employees_full.xml", "feed 0 6"},
+      {"feed_rooms_small.xml", "feed 0 3"},
+      {"feed_with_deleted_entries.xml", "feed 0 1"},
+      {"feed_with_delta_link.xml", "feed 0 1"},
+      {"invalidSvcExample.xml", "service 208 0"}, // a service without a workspace
+      {"xxe.xml", " 0 0"}, // no root that the component reads; nothing is resolved
   };
-  const std::map<std::string, Expected> expected = {
-      {"EmployeeContentOnly.xml", {"entry", "0", 1}},
-      {"EmployeeContentOnlyWithAdditionalLink.xml", {"entry", "0", 1}},
-      {"Employee_InlineRoomBuilding.xml", {"entry", "0", 1}},
-      {"LargeEmployeeFeed.xml", {"feed", "0", 432}},
-      {"ProductsFeed.xml", {"feed", "0", 9}},
-      {"RoomContentOnly.xml", {"entry", "0", 1}},
-      {"RoomContentOnlyWithAdditionalLink.xml", {"entry", "0", 1}},
-      {"Room_EmptyInlineEmployeesToTeam.xml", {"entry", "0", 1}},
-      {"Room_InlineEmployeesToTeam.xml", {"entry", "0", 1}},
-      {"RoomsToEmployeesWithInlineTeams.xml", {"feed", "0", 2}},
-      {"Rooms_InlineEmployeesTeams.xml", {"feed", "0", 3}},
-      {"Rooms_InlineEmployees_InlineBuildings.xml", {"feed", "0", 2}},
-      {"double_expanded_team.xml", {"entry", "0", 1}},
-      {"employee_empty_room.xml", {"entry", "0", 1}},
-      {"employeesWithDifferentInlines.xml", {"entry", "0", 1}},
-      {"expandedBuilding.xml", {"entry", "0", 1}},
-      {"expanded_team.xml", {"entry", "0", 1}},
-      {"feed_employees.xml", {"feed", "0", 6}},
-      {"feed_employees_full.xml", {"feed", "0", 6}},
-      {"feed_rooms_small.xml", {"feed", "0", 3}},
-      {"feed_with_deleted_entries.xml", {"feed", "0", 1}},
-      {"feed_with_delta_link.xml", {"feed", "0", 1}},
-      {"invalidSvcExample.xml", {"service", "208", 0}}, // a service without a workspace
-      {"serviceDocExample.xml", {"service", "0", 0}},
-      {"serviceDocument.xml", {"service", "0", 0}},
-      {"svcAtomExample.xml", {"service", "0", 0}},
-      {"svcDocWithoutTitle.xml", {"service", "0", 0}},
-      {"svcExample.xml", {"service", "0", 0}},
-      {"xxe.xml", {"", "0", 0}}, // no root that the component reads; nothing is resolved
-      {"metadataForRelatedEntity.xml", {"edmx", "0", 0}},
-      {"metadataProducts.xml", {"edmx", "0", 0}},
-      {"metadataWithNavigations.xml", {"edmx", "0", 0}},
-      {"refScenario.edmx", {"edmx", "0", 0}},
-  };
+  for (const char* name :
+       {"EmployeeContentOnly.xml", "EmployeeContentOnlyWithAdditionalLink.xml",
+        "Employee_InlineRoomBuilding.xml", "RoomContentOnly.xml",
+        "RoomContentOnlyWithAdditionalLink.xml", "Room_EmptyInlineEmployeesToTeam.xml",
+        "Room_InlineEmployeesToTeam.xml", "double_expanded_team.xml", "employee_empty_room.xml",
+        "employeesWithDifferentInlines.xml", "expandedBuilding.xml", "expanded_team.xml"})
+    expected[name] = "entry 0 1";
+  for (const char* name : {"serviceDocExample.xml", "serviceDocument.xml", "svcAtomExample.xml",
+                           "svcDocWithoutTitle.xml", "svcExample.xml"})
+    expected[name] = "service 0 0";
+  for (const char* name : {"metadataForRelatedEntity.xml", "metadataProducts.xml",
+                           "metadataWithNavigations.xml", "refScenario.edmx"})
+    expected[name] = "edmx 0 0";
   int seen = 0;
   for (const auto& file : std::filesystem::directory_iterator(test::CorpusDir() + "/atom")) {
     const std::string name = file.path().filename().string();
     if (name == "LICENSE") continue;
     ++seen;
-    const auto row = expected.find(name);
-    ASSERT_NE(row, expected.end()) << "a new document in the corpus: " << name;
+    ASSERT_TRUE(expected.count(name)) << "a new document in the corpus: " << name;
     Reader reader;
     ASSERT_EQ(reader.Read(name), 0) << name;
-    EXPECT_EQ(reader.q.RootKind(), row->second.rootKind) << name;
-    EXPECT_EQ(reader.result, row->second.result) << name << ": " << reader.q.ErrorDescription();
-    EXPECT_EQ(reader.Count("EntryCount"), row->second.entries) << name;
+    const int entries = reader.Count("EntryCount");
+    EXPECT_EQ(reader.q.RootKind() + " " + reader.result + " " + std::to_string(entries),
+              expected[name])
+        << name << ": " << reader.q.ErrorDescription();
     // Every entry reads, down to each property's path.
-    for (int i = 0; i < row->second.entries; i += 1 + i / 8) {
+    for (int i = 0; i < entries; i += 1 + i / 8) {
       reader.Select(i);
       for (int p = 0, n = reader.Count("EntryPropertiesCount"); p < n; ++p)
         EXPECT_NE(reader.Get("EntryPropertiesXPath", p), "") << name;
@@ -150,10 +138,6 @@ TEST(FeedCorpus, EntryDocumentsWithComplexValuesAndEntryETags) {
   EXPECT_EQ(employee.at("ImageUrl"), "Employees('1')/$value");
   // Properties directly under entry: the path has no content step.
   EXPECT_EQ(r.Get("EntryPropertiesXPath", 6), "/entry/properties/Location/City/CityName");
-  std::string value;
-  ASSERT_EQ(r.q.GetEntryProperty("Location/Country", value), 207); // names no entry
-  ASSERT_EQ(r.q.GetEntryProperty("EmployeeName", value), 0);
-  EXPECT_EQ(value, "Walter Winter");
 
   ASSERT_EQ(r.Read("RoomContentOnly.xml"), 0);
   EXPECT_EQ(r.Get("EntryETag"), "W/\"1\"");
@@ -191,20 +175,6 @@ TEST(FeedCorpus, FeedsWithNextLinksDeltaLinksAndManyEntries) {
   std::string name;
   ASSERT_EQ(r.q.GetEntryProperty("entry[432]/properties/EmployeeName", name), 0);
   EXPECT_EQ(name, "Susan Bay");
-}
-
-TEST(FeedCorpus, ASchemaAndAFeedNeverStandSideBySide) {
-  QUILLON_REQUIRE_CORPUS();
-  Reader r;
-  ASSERT_EQ(r.Read("metadataProducts.xml"), 0);
-  ASSERT_EQ(r.Count("SchemaEntityCount"), 3);
-  ASSERT_EQ(r.Read("feed_rooms_small.xml"), 0);
-  EXPECT_EQ(r.Count("SchemaEntityCount"), 0);
-  EXPECT_EQ(r.Count("EntryCount"), 3);
-  ASSERT_EQ(r.Read("metadataProducts.xml"), 0);
-  EXPECT_EQ(r.Count("EntryCount"), 0);
-  EXPECT_EQ(r.Get("ChannelTitle"), "");
-  EXPECT_EQ(r.Get("QuerySkipToken"), "97"); // a request setting, which no document clears
 }
 
 } // namespace

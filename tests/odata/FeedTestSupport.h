@@ -3,6 +3,7 @@
 #pragma once
 
 #include "odata/QuillonCore.h"
+#include "support/QuietSink.h"
 
 #include <functional>
 #include <string>
@@ -29,7 +30,7 @@ inline std::string Feed(std::string_view children) {
          std::string(children) + "</feed>";
 }
 
-class EntryEvents final : public EventSink {
+class EntryEvents final : public QuietSink {
 public:
   std::vector<std::string> events; // "id|title|summary|etag"
   std::function<void()> during;    // runs inside each Entry event
@@ -38,22 +39,6 @@ public:
     events.push_back(std::string(id) + "|" + title + "|" + summary + "|" + etag);
     if (during) during();
   }
-  void SetCodePage(int) override {}
-  void Connected(int16_t*, const char*) override {}
-  void Disconnected(int16_t*, const char*) override {}
-  void EndTransfer(int16_t*) override {}
-  void Entity(const char*) override {}
-  void Error(int16_t*, const char*) override {}
-  void Header(const char*, const char*) override {}
-  void Property(const char*, const char*, int32_t*) override {}
-  void SetCookie(const char*, const char*, const char*, const char*, const char*,
-                 int32_t*) override {}
-  void SSLServerAuthentication(const char*, int32_t, const char*, const char*, const char*,
-                               int32_t*) override {}
-  void SSLStatus(const char*) override {}
-  void StartTransfer(int16_t*) override {}
-  void Status(const char*, int16_t*, const char*) override {}
-  void Transfer(int16_t*, int64_t*, int16_t*, const char*, int32_t) override {}
 };
 
 } // namespace quillon::test

@@ -102,27 +102,31 @@ TEST(ResponseDispatch, ABrokenDocumentLeavesThePreviousResults) {
 TEST(ResponseDispatch, AnyDocumentThatParsesReplacesTheResults) {
   QuillonCore core;
   core.QuerySkipToken.Assign("t1");
-  core.nameAndEmailFormat = 2;
   core.scratchEntry.SetRawXml("<id>draft</id>", true);
   ASSERT_EQ(Dispatch(core, kThreeEntries), 0);
   ASSERT_EQ(core.SetEntryIndex(2), 0);
-  ASSERT_EQ(Dispatch(core, "<service><workspace/></service>"), 0);
+  // A schema and a feed never stand side by side.
+  ASSERT_EQ(Dispatch(core, "<Edmx><DataServices><Schema Namespace='N'><EntityType Name='T'/>"
+                           "<EntityContainer><EntitySet Name='S' EntityType='N.T'/>"
+                           "</EntityContainer></Schema></DataServices></Edmx>"),
+            0);
   EXPECT_EQ(core.entries.Count(), 0);
   EXPECT_EQ(core.entryIndex, 0);
   EXPECT_EQ(core.ChannelTitle.View(), "");
+  EXPECT_EQ(core.entitySets.Count(), 1);
+  ASSERT_EQ(Dispatch(core, "<service><workspace/></service>"), 0);
+  EXPECT_EQ(core.entitySets.Count(), 0);
   // Settings, the skiptoken of a feed without a next link and the entry being put together stay.
   EXPECT_EQ(core.QuerySkipToken.View(), "t1");
-  EXPECT_EQ(core.nameAndEmailFormat, 2);
   EXPECT_EQ(core.scratchEntry.rawXml.View(), "<id>draft</id>");
 }
 
 TEST(ResponseDispatch, ReadFileReadsASavedResponseLikeABody) {
-  // Large enough to cross many blocks, with the skiptoken in the last one.
+  // Large enough to cross many read blocks, with the skiptoken in the last one.
   std::string children;
   for (int i = 1; i <= 300; ++i)
-    children += "<entry m:etag='W/&quot;" + std::to_string(i) + "&quot;'><id>" + std::to_string(i) +
-                "</id><content><m:properties><d:N>" + std::string(50, 'x') +
-                "</d:N></m:properties></content></entry>";
+    children += "<entry><id>" + std::to_string(i) + "</id><content><m:properties><d:N>" +
+                std::string(50, 'x') + "</d:N></m:properties></content></entry>";
   const std::string feed = Feed(children + "<link rel='next' href='P?$skiptoken=301'/>");
   TempFile file(feed);
   QuillonCore fromFile;
@@ -131,15 +135,11 @@ TEST(ResponseDispatch, ReadFileReadsASavedResponseLikeABody) {
   int rc;
   EXPECT_EQ(ConfigText(fromFile, "ReadFile=" + file.path, &rc), "0");
   EXPECT_EQ(rc, 0);
+  EXPECT_EQ(events.events.size(), 300u);
+  EXPECT_EQ(fromFile.QuerySkipToken.View(), "301");
   QuillonCore fromBody;
   ASSERT_EQ(Dispatch(fromBody, feed), 0);
-  ASSERT_EQ(fromFile.entries.Count(), 300);
-  EXPECT_EQ(events.events.size(), 300u);
-  EXPECT_EQ(events.events[299], "300|||W/\"300\"");
-  EXPECT_EQ(fromFile.QuerySkipToken.View(), "301");
   EXPECT_EQ(fromFile.parser.OriginalText(), fromBody.parser.OriginalText());
-  for (int i = 0; i < 300; i += 37)
-    EXPECT_EQ(fromFile.entries.At(i)->rawXml.View(), fromBody.entries.At(i)->rawXml.View());
 
   // A NUL byte ends the document; what stands before it is read.
   TempFile cut(std::string(kThreeEntries).insert(kThreeEntries.find("<entry><id>2"), 1, '\0'));
@@ -153,30 +153,21 @@ TEST(ResponseDispatch, ReadFileReadsASavedResponseLikeABody) {
   EXPECT_STREQ(fromFile.LastErrorText(), "Code: E");
   ConfigText(fromFile, "ReadFile=/nonexistent/dir/feed.xml", &rc);
   EXPECT_EQ(rc, errFileNotOpened);
-  EXPECT_STREQ(fromFile.LastErrorText(), "Can't read file for reading.");
   EXPECT_EQ(fromFile.rootKind.View(), "error"); // the earlier results stand
-  ConfigText(fromFile, "ReadFile", &rc);
-  EXPECT_EQ(rc, errUnknownConfig); // there is nothing to get
 }
 
 TEST(ResponseDispatch, ResetClearsResultsAndKeepsTheRequest) {
   QuillonCore core;
   core.ServiceRootURI.Assign("http://h/svc");
-  core.QueryTop.Assign("5");
-  core.nameAndEmailFormat = 1;
   ASSERT_EQ(Dispatch(core, kThreeEntries), 0);
   core.scratchEntry.SetRawXml("<id>draft</id>", true);
   core.OtherHeaders.Assign("If-Match: x\r\n");
   ASSERT_EQ(core.Reset(), 0);
   EXPECT_EQ(core.entries.Count(), 0);
-  EXPECT_EQ(core.rootKind.View(), "");
-  EXPECT_EQ(core.ChannelTitle.View(), "");
   EXPECT_EQ(core.scratchEntry.rawXml.View(), "");
   EXPECT_EQ(core.OtherHeaders.View(), "");
   EXPECT_FALSE(core.parser.HasXPath("/feed"));
   EXPECT_EQ(core.ServiceRootURI.View(), "http://h/svc");
-  EXPECT_EQ(core.QueryTop.View(), "5");
-  EXPECT_EQ(core.nameAndEmailFormat, 1);
 }
 
 TEST(ResponseDispatch, AHandlerCannotDisturbTheReadUnderWay) {

@@ -82,17 +82,6 @@ TEST_F(SchemaReader, ElementsAreFoundByLocalNameWhateverTheirPrefixes) {
   EXPECT_EQ(std::string(core.parser.XPath()), "/e:Edmx/e:DataServices");
 }
 
-TEST_F(SchemaReader, DocumentsOfAnotherShapeGiveTheParsersFailure) {
-  for (const char* document :
-       {"<Edmx Version='1.0'/>", "<Edmx><Services/></Edmx>", "<feed><DataServices/></feed>"}) {
-    const int rc = Load(document);
-    EXPECT_NE(rc, 0) << document;
-    EXPECT_EQ(rc, core.parser.SetXPath("/Edmx/DataServices")) << document;
-    EXPECT_EQ(LastError(), core.parser.lastError.Data()) << document;
-    EXPECT_FALSE(LastError().empty()) << document;
-  }
-}
-
 TEST_F(SchemaReader, WithoutEntitySetsTheListsFillAndSelectionFails) {
   // Types and associations but no container, and then no Schema at all.
   ASSERT_EQ(
@@ -108,111 +97,38 @@ TEST_F(SchemaReader, WithoutEntitySetsTheListsFillAndSelectionFails) {
   EXPECT_TRUE(core.events.empty());
 }
 
-TEST_F(SchemaReader, PropertiesKeepAttributesTypeAndNullability) {
-  struct Row {
-    const char* element;
-    const char* attributes;
-    const char* type;
-    int nullable;
-  };
-  const Row rows[] = {
-      {"<Property Name='Id' Type='Edm.Int32' Nullable='false'/>",
-       "Name=\"Id\" Type=\"Edm.Int32\" Nullable=\"false\"", "Edm.Int32", 0},
-      {"<Property Type='Edm.String' Name='A'/>", "Type=\"Edm.String\" Name=\"A\"", "Edm.String", 1},
-      {"<Property Name='A' Type='Edm.String' Nullable='True'/>",
-       "Name=\"A\" Type=\"Edm.String\" Nullable=\"True\"", "Edm.String", 1},
-      {"<Property Name='A' Nullable='FALSE'/>", "Name=\"A\" Nullable=\"FALSE\"", "", 0},
-      {"<Property Name='A' Nullable='0'/>", "Name=\"A\" Nullable=\"0\"", "", 0},
-      {"<Property Name='A' Nullable=''/>", "Name=\"A\" Nullable=\"\"", "", 0},
-      {"<Property Name='A' type='edm.string' NULLABLE='false'/>",
-       "Name=\"A\" type=\"edm.string\" NULLABLE=\"false\"", "edm.string", 0},
-      // Prefixed attributes go by local name, and values by their parsed text.
-      {"<Property Name='A' m:FC_TargetPath='SyndicationTitle' Default='a &amp; &quot;b&quot;'/>",
-       "Name=\"A\" FC_TargetPath=\"SyndicationTitle\" Default=\"a & \"b\"\"", "", 1},
-      {"<Property/>", "", "", 1},
-  };
-  for (const Row& row : rows) {
-    ASSERT_EQ(Load(Edmx(Schema("N", Type("T", row.element) + Container(Set("S", "N.T"))))), 0)
-        << row.element;
-    const SchemaProperty& property = *core.entityTypes.Peek(0)->properties.Peek(0);
-    EXPECT_EQ(property.attributes.View(), row.attributes) << row.element;
-    EXPECT_EQ(property.type.View(), row.type) << row.element;
-    EXPECT_EQ(property.nullable, row.nullable) << row.element;
-  }
-}
-
-TEST_F(SchemaReader, DocumentationIsReadWhereverItStands) {
-  const std::string document = Edmx(Schema(
-      "N",
-      Type("T", Doc("type summary", "type text") + "<Key><PropertyRef Name='K'/></Key>" +
-                    "<Property Name='K' Type='Edm.Int32'>" + Doc("key summary", "") +
-                    "</Property>" +
-                    "<Property Name='L' Type='Edm.Int32'><Documentation><LongDescription>only "
-                    "long</LongDescription></Documentation></Property>" +
-                    "<NavigationProperty Name='Nav' Relationship='N.A' FromRole='a' ToRole='b'>" +
-                    Doc("own summary", "own text") + "</NavigationProperty>") +
-          "<Association Name='A'>" + Doc("association summary", "association text") +
-          End("a", "N.T", "1", Doc("end a", "end a text") + "<OnDelete Action='Cascade'/>") +
-          End("b", "N.T", "*") + "</Association>" +
-          Container("<EntitySet Name='S' EntityType='N.T'>" + Doc("set summary", "set text") +
-                    "</EntitySet>")));
-  ASSERT_EQ(Load(document), 0) << LastError();
-  EXPECT_EQ(Read(core, "SchemaEntitySummary"), "set summary");
-  EXPECT_EQ(Read(core, "SchemaEntityDescription"), "set text");
-  EXPECT_EQ(Read(core, "SchemaPropertySummary"), "key summary");
-  EXPECT_EQ(Read(core, "SchemaPropertyDescription"), "");
-  ASSERT_EQ(core.SetSchemaProperty("L"), 0);
-  EXPECT_EQ(Read(core, "SchemaPropertySummary"), "");
-  EXPECT_EQ(Read(core, "SchemaPropertyDescription"), "only long");
-  // A navigation property shows its association's documentation, and its ends'.
-  EXPECT_EQ(Read(core, "SchemaAssociationSummary"), "association summary");
-  EXPECT_EQ(Read(core, "SchemaAssociationDescription"), "association text");
-  EXPECT_EQ(Read(core, "SchemaAssociationFromRoleSummary"), "end a");
-  EXPECT_EQ(Read(core, "SchemaAssociationFromRoleDescription"), "end a text");
-  EXPECT_EQ(Read(core, "SchemaAssociationToRoleSummary"), "");
-  EXPECT_EQ(Read(core, "SchemaAssociationOnDelete"), "1");
-  EXPECT_EQ(core.entityTypes.Peek(0)->summary.View(), "type summary");
-  EXPECT_EQ(core.entityTypes.Peek(0)->keys.At(0), "K");
-}
-
 TEST_F(SchemaReader, AssociationEndsGiveMultiplicityAndDeleteAction) {
   struct Row {
     const char* multiplicity;
-    const char* onDelete; // the inside of the first End
+    const char* fromInside; // inside the first End
+    const char* toInside;   // inside the second
     int expectedMultiplicity;
     int expectedOnDelete;
   };
   const Row rows[] = {
-      {"*", "", nmMany, daNone},
-      {"1", "<OnDelete Action='Cascade'/>", nmOne, daCascade},
-      {"0..1", "<OnDelete Action='cascade'/>", nmZeroOne, daCascade},
-      {"", "<OnDelete/>", nmZeroOne, daNone},
-      {"many", "<OnDelete Action='None'/>", nmZeroOne, daNone},
-      {" 1", "<OnDelete Action='Restrict'/>", nmZeroOne, daNone},
+      {"*", "", "", nmMany, daNone},
+      {"1", "<OnDelete Action='Cascade'/>", "", nmOne, daCascade},
+      {"0..1", "<OnDelete Action='cascade'/>", "", nmZeroOne, daCascade},
+      {"", "<OnDelete/>", "", nmZeroOne, daNone},
+      {"many", "<OnDelete Action='None'/>", "", nmZeroOne, daNone},
+      {" 1", "<OnDelete Action='Restrict'/>", "", nmZeroOne, daNone},
+      {"1", "", "<OnDelete Action='Cascade'/>", nmOne, daCascade}, // the far end's shows too
   };
   for (const Row& row : rows) {
     const std::string document =
         Edmx(Schema("N", Type("T", Link("L", "N.A", "from", "to")) +
-                             Association("A", End("from", "N.T", row.multiplicity, row.onDelete),
-                                         End("to", "N.U", "1")) +
+                             Association("A", End("from", "N.T", row.multiplicity, row.fromInside),
+                                         End("to", "N.U", "1", row.toInside)) +
                              Container(Set("S", "N.T"))));
     ASSERT_EQ(Load(document), 0) << row.multiplicity << LastError();
-    EXPECT_EQ(Read(core, "SchemaAssociationFromRoleMultiplicity"),
-              std::to_string(row.expectedMultiplicity))
-        << row.multiplicity;
-    EXPECT_EQ(Read(core, "SchemaAssociationOnDelete"), std::to_string(row.expectedOnDelete))
-        << row.onDelete;
-    EXPECT_EQ(Read(core, "SchemaAssociationToRoleMultiplicity"), "1");
-    EXPECT_EQ(Read(core, "SchemaAssociationToRoleEntity"), "U");
+    EXPECT_EQ(Read(core, "SchemaAssociationFromRoleMultiplicity") + " " +
+                  Read(core, "SchemaAssociationOnDelete") + " " +
+                  Read(core, "SchemaAssociationToRoleMultiplicity") + " " +
+                  Read(core, "SchemaAssociationToRoleEntity"),
+              std::to_string(row.expectedMultiplicity) + " " +
+                  std::to_string(row.expectedOnDelete) + " 1 U")
+        << "'" << row.multiplicity << "' " << row.fromInside << row.toInside;
   }
-  // The action of the far end shows as well.
-  ASSERT_EQ(
-      Load(Edmx(Schema("N", Type("T", Link("L", "N.A", "from", "to")) +
-                                Association("A", End("from", "N.T", "1"),
-                                            End("to", "N.U", "*", "<OnDelete Action='Cascade'/>")) +
-                                Container(Set("S", "N.T"))))),
-      0);
-  EXPECT_EQ(Read(core, "SchemaAssociationOnDelete"), "1");
 }
 
 TEST_F(SchemaReader, NavigationResolvesAcrossSchemasAndRolesIgnoreCase) {
@@ -247,10 +163,6 @@ TEST_F(SchemaReader, UnresolvedNavigationFailsAfterTheEntityEvents) {
   const Row rows[] = {
       {"<NavigationProperty Name='L' Relationship='N.Missing' FromRole='a' ToRole='b'/>",
        "Cannot find relationship: N.Missing."},
-      {"<NavigationProperty Name='L' Relationship='A' FromRole='a' ToRole='b'/>",
-       "Cannot find relationship: A."},
-      {"<NavigationProperty Name='L' Relationship='N.A' FromRole='c' ToRole='b'/>",
-       "Cannot find role: c."},
       {"<NavigationProperty Name='L' Relationship='N.A' FromRole='a' ToRole='d'/>",
        "Cannot find role: d."},
       {"<NavigationProperty Name='L' Relationship='N.A'/>", "Cannot find role: ."},
@@ -292,43 +204,6 @@ TEST_F(SchemaReader, EveryContainerAddsSetsAndOtherChildrenArePassedOver) {
   for (const char* count : {"SchemaPropertyCount", "SchemaKeysCount", "SchemaAssociationCount"})
     EXPECT_EQ(Read(core, count), "0") << count;
   EXPECT_EQ(Read(core, "SchemaPropertyName"), "");
-  // The qualified name of a type matches ignoring case.
-  ASSERT_EQ(core.entitySets.Peek(3)->entityType.View(), "N.T");
-  core.entitySets.Peek(3)->entityType.Assign("n.t");
-  ASSERT_EQ(core.SetSchemaEntity("D"), 0);
-  EXPECT_EQ(Read(core, "SchemaPropertyCount"), "1");
-}
-
-TEST_F(SchemaReader, ASchemaWithoutNamespaceKeepsNamesWhole) {
-  // Qualified names are then the empty namespace, "." and the name, and nothing is stripped.
-  const std::string document =
-      Edmx("<Schema><EntityType Name='T'>" + Link("L", ".A", "a", "b") + "</EntityType>" +
-           Association("A", End("a", "T", "1"), End("b", ".T", "*")) + Container(Set("S", ".T")) +
-           "</Schema>");
-  ASSERT_EQ(Load(document), 0) << LastError();
-  EXPECT_EQ(Read(core, "SchemaAssociationCount"), "1");
-  EXPECT_EQ(Read(core, "SchemaAssociationRelationship"), ".A");
-  EXPECT_EQ(Read(core, "SchemaAssociationFromRoleEntity"), "T");
-  EXPECT_EQ(Read(core, "SchemaAssociationToRoleEntity"), ".T");
-}
-
-TEST_F(SchemaReader, LongListsKeepTheirOrder) {
-  std::string properties, sets;
-  for (int i = 0; i < 300; ++i)
-    properties += "<Property Name='P" + std::to_string(i) + "' Type='Edm.Int32'/>" +
-                  (i % 7 ? "" : "<Key><PropertyRef Name='P" + std::to_string(i) + "'/></Key>");
-  for (int i = 0; i < 120; ++i)
-    sets += Set("S" + std::to_string(i), "N.T");
-  ASSERT_EQ(Load(Edmx(Schema("N", Type("T", properties) + Container(sets)))), 0);
-  ASSERT_EQ(core.entitySets.Count(), 120);
-  EXPECT_EQ(core.entitySets.Peek(119)->name.View(), "S119");
-  ASSERT_EQ(core.events.size(), 420u);
-  EXPECT_EQ(core.events[120], "Property P0 Edm.Int32 1");
-  EXPECT_EQ(core.events[419], "Property P299 Edm.Int32 1");
-  // Only the first Key element's references count.
-  EXPECT_EQ(Read(core, "SchemaKeysCount"), "1");
-  ASSERT_EQ(core.SetSchemaPropertyIndex(299), 0);
-  EXPECT_EQ(Read(core, "SchemaPropertyName"), "P299");
 }
 
 TEST_F(SchemaReader, ANewDocumentReplacesTheSchemaAndTheCursors) {
@@ -343,9 +218,7 @@ TEST_F(SchemaReader, ANewDocumentReplacesTheSchemaAndTheCursors) {
   ASSERT_EQ(core.SetSchemaAssociationIndex(1), 0);
   ASSERT_EQ(Load(Edmx(Schema("Q", Type("U", "<Property Name='Z'/>") + Container(Set("V", "Q.U"))))),
             0);
-  EXPECT_EQ(Read(core, "SchemaEntityCount"), "1");
-  EXPECT_EQ(Read(core, "SchemaEntityName"), "V");
-  EXPECT_EQ(Read(core, "SchemaPropertyName"), "Z");
+  EXPECT_EQ(Read(core, "SchemaEntityName") + " " + Read(core, "SchemaPropertyName"), "V Z");
   EXPECT_EQ(core.schemaAssociationIndex, 0);
   EXPECT_EQ(core.associations.Count(), 0);
 }
@@ -364,10 +237,11 @@ TEST_F(SchemaReader, WithoutMemoryTheReadFailsWith200AndNeverHalfway) {
              Type("T", Doc("s", "d") + "<Key><PropertyRef Name='P0'/></Key>" + properties +
                            Link("L", "Namespace.Long.X", "a", "b")) +
                  "<ComplexType Name='C'><Property Name='F'>" + Doc("f", "") +
-                 "</Property></ComplexType>" +
-                 Association("X", End("a", "Namespace.Long.T", "1", "<OnDelete Action='Cascade'/>"),
-                             End("b", "Namespace.Long.T", "*")) +
-                 Container(Set("S", "Namespace.Long.T"))) +
+                 "</Property></ComplexType><Association Name='X'>" + Doc("x", "x text") +
+                 End("a", "Namespace.Long.T", "1", "<OnDelete Action='Cascade'/>" + Doc("a", "")) +
+                 End("b", "Namespace.Long.T", "*") + "</Association>" +
+                 Container("<EntitySet Name='S' EntityType='Namespace.Long.T'>" +
+                           Doc("set", "set text") + "</EntitySet>")) +
       "</edmxWithALongPrefixThatMakesEveryPathLonger:DataServices>"
       "</edmxWithALongPrefixThatMakesEveryPathLonger:Edmx>";
   int failures = 0;
@@ -383,8 +257,13 @@ TEST_F(SchemaReader, WithoutMemoryTheReadFailsWith200AndNeverHalfway) {
       EXPECT_EQ(Read(fresh, "SchemaAssociationToRoleEntity"), "T");
       EXPECT_EQ(Read(fresh, "SchemaAssociationOnDelete"), "1");
       EXPECT_EQ(Read(fresh, "SchemaKeys", 0), "P0");
+      // Documentation is read wherever it stands.
       EXPECT_EQ(Read(fresh, "SchemaTypeFieldSummary"), "f");
       EXPECT_EQ(fresh.entityTypes.Peek(0)->summary.View(), "s");
+      EXPECT_EQ(Read(fresh, "SchemaEntityDescription"), "set text");
+      EXPECT_EQ(Read(fresh, "SchemaAssociationDescription") + "|" +
+                    Read(fresh, "SchemaAssociationFromRoleSummary"),
+                "x text|a");
       break;
     }
     ++failures;
