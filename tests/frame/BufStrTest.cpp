@@ -6,6 +6,7 @@
 #include <gtest/gtest.h>
 
 #include <string>
+#include <vector>
 
 namespace quillon {
 namespace {
@@ -17,12 +18,18 @@ TEST(BufStr, MovesToTheHeapPastItsLimitAndBackWhenShortAgain) {
   EXPECT_FALSE(text.OnHeap());
   ASSERT_EQ(text.Append("b", 1), 0);
   EXPECT_TRUE(text.OnHeap());
-  // Byte by byte through several reallocations: content and terminator stay right.
+  EXPECT_EQ(text.Capacity(), 150);
+  // Byte by byte: each overflow grows to half again the requested length, and content and
+  // terminator stay right through the moves.
   std::string expected = full + "b";
+  std::vector<int> growth;
   while (text.Length() < 400) {
+    const int before = text.Capacity();
     ASSERT_EQ(text.AppendChar('c'), 0);
     expected += 'c';
+    if (text.Capacity() != before) growth.push_back(text.Length());
   }
+  EXPECT_EQ(growth, (std::vector<int>{151, 227, 341}));
   EXPECT_EQ(text.View(), expected);
   EXPECT_EQ(text.Data()[400], '\0');
   ASSERT_EQ(text.Resize(50, nullptr), 0);

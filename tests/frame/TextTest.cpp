@@ -104,6 +104,17 @@ TEST(Text, Base64RoundTripsAndForgivesNoise) {
   noisy.Assign("Zm9v\r\n Ym!Fy=ignored");
   EXPECT_EQ(Base64Decode(noisy, false), 6);
   EXPECT_EQ(noisy.View(), "foobar");
+
+  // Wrapped lines carry lineLength / 4 * 3 bytes, or 48 when lineLength is no multiple of 4.
+  const std::string bytes(120, 'x');
+  BufStr wrapped;
+  ASSERT_EQ(Base64Encode(wrapped, bytes.data(), 120, true, 76, false), 0);
+  EXPECT_EQ(wrapped.Find("\r\n"), 76);
+  EXPECT_EQ(wrapped.Length(), 160 + 4); // breaks before bytes 57 and 114
+  wrapped.Clear();
+  ASSERT_EQ(Base64Encode(wrapped, bytes.data(), 96, true, 70, false), 0);
+  EXPECT_EQ(wrapped.Find("\r\n"), 64);
+  EXPECT_EQ(wrapped.Length(), 128 + 2);
 }
 
 TEST(Text, HexForms) {
