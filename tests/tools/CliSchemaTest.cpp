@@ -2,33 +2,17 @@
 // "schema" member of the JSON document, read through the public properties.
 #include "support/Corpus.h"
 
+#include "support/CliRunner.h"
+
 #include <gtest/gtest.h>
 
-#include <array>
-#include <cstdio>
 #include <cstdlib>
 #include <string>
-#include <sys/wait.h>
 
 namespace {
 
-struct CliRun {
-  int status;
-  std::string out;
-};
-
-CliRun RunCli(const std::string& arguments) {
-  const std::string command = std::string(std::getenv("QUILLON_CLI")) + " " + arguments + " 2>&1";
-  FILE* pipe = popen(command.c_str(), "r");
-  if (!pipe) return {-1, "popen failed"};
-  std::string out;
-  std::array<char, 4096> buffer;
-  size_t n;
-  while ((n = fread(buffer.data(), 1, buffer.size(), pipe)) > 0)
-    out.append(buffer.data(), n);
-  const int status = pclose(pipe);
-  return {WIFEXITED(status) ? WEXITSTATUS(status) : -1, out};
-}
+using quillon::test::CliRun;
+using quillon::test::RunCli;
 
 size_t Occurrences(const std::string& text, const std::string& what) {
   size_t count = 0;
@@ -40,7 +24,7 @@ size_t Occurrences(const std::string& text, const std::string& what) {
 class CliSchema : public ::testing::Test {
 protected:
   void SetUp() override {
-    if (!std::getenv("QUILLON_CLI"))
+    if (!quillon::test::HaveCli())
       GTEST_SKIP() << "QUILLON_CLI names the program under test; CTest sets it";
     QUILLON_REQUIRE_CORPUS();
   }

@@ -1,41 +1,23 @@
 // Runs the command-line program as a user would and checks its output and exit status.
+#include "support/CliRunner.h"
+
 #include <gtest/gtest.h>
 
-#include <array>
-#include <cstdio>
 #include <cstdlib>
 #include <filesystem>
 #include <fstream>
 #include <string>
-#include <sys/wait.h>
 #include <unistd.h>
 
 namespace {
 
-struct CliRun {
-  int status;
-  std::string out;
-};
-
-CliRun RunCli(const std::string& arguments) {
-  const char* cli = std::getenv("QUILLON_CLI");
-  if (!cli) return {-1, "QUILLON_CLI is not set"};
-  const std::string command = std::string(cli) + " " + arguments + " 2>&1";
-  FILE* pipe = popen(command.c_str(), "r");
-  if (!pipe) return {-1, "popen failed"};
-  std::string out;
-  std::array<char, 4096> buffer;
-  size_t n;
-  while ((n = fread(buffer.data(), 1, buffer.size(), pipe)) > 0)
-    out.append(buffer.data(), n);
-  const int status = pclose(pipe);
-  return {WIFEXITED(status) ? WEXITSTATUS(status) : -1, out};
-}
+using quillon::test::CliRun;
+using quillon::test::RunCli;
 
 class Cli : public ::testing::Test {
 protected:
   void SetUp() override {
-    if (!std::getenv("QUILLON_CLI"))
+    if (!quillon::test::HaveCli())
       GTEST_SKIP() << "QUILLON_CLI names the program under test; CTest sets it";
   }
 };
@@ -157,8 +139,9 @@ TEST_F(Cli, AFailedReadShowsItsCodeAndText) {
 TEST_F(Cli, EntryDocumentsAndOperations) {
   CliRun run = RunCli("-c ReadFile=" + kFeed + " -p EntryIndex=1 -c GenerateEntryXML");
   EXPECT_EQ(run.status, 0) << run.out;
-  EXPECT_NE(run.out.find("<?xml version=\"1.0\" encoding=\"utf-8\" standalone=\"yes\"?>\r\n<entry "),
-            std::string::npos)
+  EXPECT_NE(
+      run.out.find("<?xml version=\"1.0\" encoding=\"utf-8\" standalone=\"yes\"?>\r\n<entry "),
+      std::string::npos)
       << run.out;
   EXPECT_NE(run.out.find("<d:Name>Oak chair</d:Name>"), std::string::npos);
   // Without the HTTP transport the operations say so; nothing pretends to have been sent.
