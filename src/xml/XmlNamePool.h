@@ -3,6 +3,8 @@
 // scanner keeps the last resolution of a name's prefix in the entry, tagged with its scope.
 #pragma once
 
+#include "xml/XmlScanBytes.h"
+
 #include <cstdint>
 #include <string_view>
 
@@ -19,13 +21,24 @@ public:
 
   // Forgets every name, keeping the blocks for the next document.
   void Clear();
-  // The id of `name`, entered on first sight; 0 or 200.
-  int Intern(std::string_view name, uint32_t* id);
+  // The id of `name`, entered on first sight; 0 or 200. A document repeats its names in the same
+  // order, so the name that followed the last one the time before is tried first.
+  int Intern(std::string_view name, uint32_t* id) {
+    if (last != kNone) {
+      const uint32_t guess = At(last).next;
+      if (guess != kNone && At(guess).length == name.size() &&
+          SameBytes(Text(guess), name.data(), name.size())) {
+        last = guess;
+        *id = guess;
+        return 0;
+      }
+    }
+    return Lookup(name, id);
+  }
   // The name of an id from Intern; empty for kNone.
   std::string_view Name(uint32_t id) const {
     if (id == kNone) return {};
-    const Entry& entry = At(id);
-    return {reinterpret_cast<const char*>(&entry + 1), entry.length};
+    return {Text(id), At(id).length};
   }
   // Bytes before the first ':' of the name, or -1 without one.
   int ColonAt(uint32_t id) const { return At(id).colon; }
@@ -50,8 +63,17 @@ private:
     uint32_t hash;
     uint32_t scope;  // the scope version of `mapping`; 0: none cached
     int32_t mapping; // the cached resolution
+    uint32_t next;   // the name interned right after this one last time, or kNone
   };
   Entry& At(uint32_t id) const { return *reinterpret_cast<Entry*>(data + id); }
+  const char* Text(uint32_t id) const { return reinterpret_cast<const char*>(&At(id) + 1); }
+  // Intern through the hash table, entering the name when it is new; 0 or 200.
+  int Lookup(std::string_view name, uint32_t* id);
+  // Notes `id` as the successor of the last name, and as the last.
+  void Follow(uint32_t id) {
+    if (last != kNone) At(last).next = id;
+    last = id;
+  }
   int GrowSlots();
 
   char* data = nullptr;      // entries, each padded to a multiple of 4 bytes
@@ -60,6 +82,7 @@ private:
   uint32_t* slots = nullptr; // open addressing by hash: id + 1, or 0 for a free slot
   uint32_t slotCount = 0;    // a power of two, or 0
   uint32_t used = 0;         // slots taken
+  uint32_t last = kNone;     // the name interned last
 };
 
 } // namespace quillon

@@ -139,6 +139,7 @@ public:
   int32_t encoding = encAscii;        // XmlInputEncoding
   uint32_t partialCodePoint = 0;      // UTF-8: the bits of the sequence so far
   int32_t pendingBytes = 0;           // UTF-8: continuation bytes still due
+  uint8_t markupPath = 1; // ordinary markup read in whole constructs; tests turn it off to compare
 
 private:
   static constexpr uint32_t kNotKept = XmlTree::kNotKept;
@@ -207,6 +208,21 @@ private:
   // other byte through Step. Returns where it stopped: `end`, or behind a failing byte.
   const char* ScanFast(const char* p, const char* end, int* rc);
   const char* ScanRun(const char* p, const char* end, int* rc);
+  // Whole constructs of ordinary markup from `p`, where text begins (XmlScanMarkup.cpp). Returns
+  // where ScanFast goes on, or behind a failing byte with `*rc` set.
+  const char* ScanMarkup(const char* p, const char* end, int* rc);
+  // A start or end tag whose '<' is at `open`, or as much of it as is ordinary.
+  const char* StartTagMarkup(const char* open, const char* end, int* rc);
+  const char* EndTagMarkup(const char* open, const char* end, int* rc);
+  // The steps of ordinary markup: a text run up to '<', an attribute, the start of the element
+  // of the tag just read, the end of the innermost element. Each returns 0 or the failing code.
+  int MarkupText(const char* run, const char* open);
+  int MarkupAttribute(std::string_view name, std::string_view value, uint32_t keptAt);
+  int MarkupStartElement(bool isEmpty);
+  int MarkupEndElement(bool wasEmpty);
+  bool UseMarkupPath() const {
+    return markupPath && BuildDOM && sgmlTags.IsEmpty() && charsetMode != 1;
+  }
   int TagEnd();
   // The byte `back` places before `at` in the pushed stream, across the start of this push.
   char ByteBefore(const char* at, int back) const;

@@ -1,0 +1,110 @@
+// Searches over runs of input bytes for the scanner's fast paths: a byte out of a few, the end of
+// a whitespace run, the end of a name. Each returns the first byte that stops it, or `end`, and
+// reads nothing at or behind `end`. SSE2 takes 16 bytes at a time where a run can be long.
+#pragma once
+
+#include "xml/XmlCharClass.h"
+
+#include <cstdint>
+#include <cstring>
+
+#if defined(__SSE2__)
+#include <emmintrin.h>
+#endif
+
+namespace quillon {
+
+#if defined(__SSE2__)
+inline constexpr int kScanBlock = 16;
+
+// The offset of the first set bit of a block mask; the mask is not 0.
+inline int FirstHit(int mask) {
+  return __builtin_ctz(static_cast<unsigned>(mask));
+}
+#endif
+
+// The first byte at or after `p` that equals one of three bytes.
+inline const char* FindAny3(const char* p, const char* end, char a, char b, char c) {
+#if defined(__SSE2__)
+  const __m128i va = _mm_set1_epi8(a);
+  const __m128i vb = _mm_set1_epi8(b);
+  const __m128i vc = _mm_set1_epi8(c);
+  while (end - p >= kScanBlock) {
+    const __m128i block = _mm_loadu_si128(reinterpret_cast<const __m128i*>(p));
+    const __m128i hits =
+        _mm_or_si128(_mm_or_si128(_mm_cmpeq_epi8(block, va), _mm_cmpeq_epi8(block, vb)),
+                     _mm_cmpeq_epi8(block, vc));
+    if (const int mask = _mm_movemask_epi8(hits)) return p + FirstHit(mask);
+    p += kScanBlock;
+  }
+#endif
+  while (p < end && *p != a && *p != b && *p != c)
+    ++p;
+  return p;
+}
+
+// The first byte at or after `p` that is not XML whitespace (0x20 and 0x09 to 0x0D).
+inline const char* SkipXmlSpaces(const char* p, const char* end) {
+#if defined(__SSE2__)
+  // Runs behind markup are a line break and an indent; most end within the first block.
+  const __m128i space = _mm_set1_epi8(' ');
+  const __m128i tab = _mm_set1_epi8('\t');
+  const __m128i controlSpan = _mm_set1_epi8('\r' - '\t');
+  while (end - p >= kScanBlock) {
+    const __m128i block = _mm_loadu_si128(reinterpret_cast<const __m128i*>(p));
+    // TAB to CR: the byte less TAB is at most CR - TAB, unsigned.
+    const __m128i fromTab = _mm_sub_epi8(block, tab);
+    const __m128i control = _mm_cmpeq_epi8(_mm_min_epu8(fromTab, controlSpan), fromTab);
+    const __m128i blank = _mm_or_si128(control, _mm_cmpeq_epi8(block, space));
+    if (const int mask = ~_mm_movemask_epi8(blank) & 0xFFFF) return p + FirstHit(mask);
+    p += kScanBlock;
+  }
+#endif
+  while (p < end && IsXmlSpace(*p))
+    ++p;
+  return p;
+}
+
+// The first byte at or after `p` that cannot continue a name.
+inline const char* SkipNameChars(const char* p, const char* end) {
+  while (p < end && IsXmlNameChar(*p))
+    ++p;
+  return p;
+}
+
+// The first byte at or after `p` that ends an attribute name: whitespace, '=', '>' or '/'.
+inline const char* SkipAttrNameChars(const char* p, const char* end) {
+  while (p < end && !(XmlClass(*p) & xcAttrNameEnd))
+    ++p;
+  return p;
+}
+
+// Unaligned words of the input, for hashing and comparing names.
+inline uint64_t LoadWord8(const char* p) {
+  uint64_t word;
+  std::memcpy(&word, p, sizeof word);
+  return word;
+}
+
+inline uint64_t LoadWord4(const char* p) {
+  uint32_t word;
+  std::memcpy(&word, p, sizeof word);
+  return word;
+}
+
+// Equality of two texts of `length` bytes. Names are short: they are read in words, the last
+// word overlapping the one before, which beats a call to memcmp.
+inline bool SameBytes(const char* a, const char* b, size_t length) {
+  if (length >= 8) {
+    for (size_t at = 0; at + 8 < length; at += 8)
+      if (LoadWord8(a + at) != LoadWord8(b + at)) return false;
+    return LoadWord8(a + length - 8) == LoadWord8(b + length - 8);
+  }
+  if (length >= 4)
+    return LoadWord4(a) == LoadWord4(b) && LoadWord4(a + length - 4) == LoadWord4(b + length - 4);
+  for (size_t at = 0; at < length; ++at)
+    if (a[at] != b[at]) return false;
+  return true;
+}
+
+} // namespace quillon
