@@ -72,6 +72,13 @@ inline const char* SkipNameChars(const char* p, const char* end) {
   return p;
 }
 
+// The first byte at or after `p` that cannot continue the name of a reference ("&name;", "&#n;").
+inline const char* SkipReferenceName(const char* p, const char* end) {
+  while (p < end && (IsXmlNameChar(*p) || *p == '#'))
+    ++p;
+  return p;
+}
+
 // The first byte at or after `p` that ends an attribute name: whitespace, '=', '>' or '/'.
 inline const char* SkipAttrNameChars(const char* p, const char* end) {
   while (p < end && !(XmlClass(*p) & xcAttrNameEnd))

@@ -5,8 +5,8 @@
 // break inside text, a comment, an end tag that closes another element, the end of a push inside
 // a construct...), with `state` and the buffers as Step would leave them before that byte, so that
 // ScanFast goes on from there. Each construct makes the same changes as Step and the element
-// stack (XmlElements.cpp) make for it, in the same order and with the same failures, taking the
-// branches of the general steps that apply here and nothing else; the fuzz target compares both.
+// stack make for it, in the same order and with the same failures; the element steps are in
+// XmlMarkupElements.cpp, and the fuzz target compares the scanner with and without this path.
 #include "xml/xmlpimpl.h"
 
 #include "frame/Errors.h"
@@ -15,14 +15,8 @@
 namespace quillon {
 
 namespace {
-constexpr std::string_view kXmlns = "xmlns";
-
 bool IsQuote(char c) {
   return c == '"' || c == '\'';
-}
-
-bool IsNamespaceDeclaration(std::string_view name) {
-  return name.size() >= kXmlns.size() && SameBytes(name.data(), kXmlns.data(), kXmlns.size());
 }
 } // namespace
 
@@ -39,6 +33,13 @@ const char* xmlpimpl::ScanMarkup(const char* p, const char* end, int* rc) {
       p = text;
     }
     const char* open = FindAny3(p, end, '<', '&', '\n');
+    while (open < end && *open == '&') {
+      const char* nameEnd = SkipReferenceName(open + 1, end);
+      if (nameEnd == end) return p;
+      p = TextReference(p, open, nameEnd, rc);
+      if (*rc != errNone) return p;
+      open = FindAny3(p, end, '<', '&', '\n');
+    }
     if (open == end || *open != '<') return p;
     if ((*rc = MarkupText(p, open)) != errNone) return open + 1;
     w.token.Clear();
@@ -82,6 +83,28 @@ int xmlpimpl::MarkupText(const char* run, const char* open) {
   return FlushTrimRun(run, static_cast<int>(open - run));
 }
 
+// The run joins the pending text and the reference is read as Step reads it: DecodeEntity flushes
+// the text before it, and a value that ends in whitespace is flushed with it.
+const char* xmlpimpl::TextReference(const char* run, const char* amp, const char* nameEnd,
+                                    int* rc) {
+  Work& w = *work;
+  if ((*rc = w.text.Append(run, static_cast<int>(amp - run))) != errNone) return amp + 1;
+  state = xsTextEntity;
+  const char* name = amp + 1;
+  if ((*rc = w.entity.Assign(std::string_view(name, static_cast<size_t>(nameEnd - name)))) !=
+      errNone)
+    return name + 1;
+  const char endByte = *nameEnd;
+  if ((*rc = DecodeEntity(endByte)) != errNone ||
+      (*rc = w.text.Append(w.entityValue.View())) != errNone)
+    return nameEnd + 1;
+  const XmlScanText& value = w.entityValue;
+  if (!value.IsEmpty() && IsXmlSpace(value[value.Length() - 1]) && (*rc = FlushAll()) != errNone)
+    return nameEnd + 1;
+  state = xsText;
+  return endByte == ';' ? nameEnd + 1 : nameEnd;
+}
+
 // "<name", then name="value" pairs (or '-quoted) and '/' up to '>'. The tag is taken as far as it
 // is ordinary: a value with a reference, a value without quotes, a name without a value or a tag
 // that runs past `end` is left to ScanFast at the attribute (in xsInTag) or the name (in
@@ -113,8 +136,14 @@ const char* xmlpimpl::StartTagMarkup(const char* open, const char* end, int* rc)
     const char* quote = SkipXmlSpaces(nameEnd + 1, end);
     if (quote == end || !IsQuote(*quote)) return attrName;
     const char* close = FindAny3(quote + 1, end, *quote, '&', '&');
-    if (close == end || *close != *quote) return attrName;
+    if (close == end) return attrName;
     const std::string_view qname(attrName, static_cast<size_t>(nameEnd - attrName));
+    if (*close != *quote) {
+      if (qname.size() >= kScanBufferInline) return attrName;
+      p = ReferencedValue(qname, quote, end, rc);
+      if (*rc != errNone || state != xsInTag) return p;
+      continue;
+    }
     const std::string_view value(quote + 1, static_cast<size_t>(close - quote - 1));
     *rc = MarkupAttribute(qname, value, KeepOriginalText ? StreamOffset(quote + 1) : kNotKept);
     p = close + 1;
@@ -129,77 +158,41 @@ const char* xmlpimpl::StartTagMarkup(const char* open, const char* end, int* rc)
   return p + 1;
 }
 
-// StoreAttribute of a pair that is no declaration.
-int xmlpimpl::MarkupAttribute(std::string_view name, std::string_view value, uint32_t keptAt) {
-  if (IsNamespaceDeclaration(name)) return StoreAttribute(name, value, keptAt);
+// Step reads the name into `token` and moves it to attrName, where it cannot fail for a name that
+// fits the inline buffers; the value is gathered in `token` with its references decoded, and
+// StoreAttribute takes both from there.
+const char* xmlpimpl::ReferencedValue(std::string_view name, const char* quote, const char* end,
+                                      int* rc) {
   Work& w = *work;
-  if (w.attrCount == kMaxAttributes) return errOutOfMemory;
-  PendingAttribute& attribute = w.attributes[w.attrCount];
-  if (tree.Names().Intern(name, &attribute.name) != errNone) return errOutOfMemory;
-  attribute.keptAt = keptAt;
-  attribute.valueLength = static_cast<uint32_t>(value.size());
-  if (keptAt == kNotKept) {
-    attribute.valueAt = static_cast<uint32_t>(w.values.Length());
-    if (w.values.Append(value) != errNone || w.values.AppendChar(0) != errNone)
-      return errOutOfMemory;
-  }
-  ++w.attrCount;
-  return errNone;
-}
-
-// StartElement without a listener: the element and its attributes resolved, through the
-// resolutions cached with their names, and appended to the tree.
-int xmlpimpl::MarkupStartElement(bool isEmpty) {
-  Work& w = *work;
-  int rc;
-  if (w.depth == kMaxOpen) return errOutOfMemory;
-  if ((rc = TakeKeptText()) != errNone) return rc;
-  const uint32_t name = w.elementName;
-  OpenElement& open = w.open[w.depth++];
-  open.name = name;
-  open.textStart = static_cast<uint32_t>(w.elementText.Length());
-  const int depth = w.depth;
-  XmlNamePool& names = tree.Names();
-  XmlNameTable& prefixes = w.prefixes;
-  // A cached resolution is one without a report: a name without a prefix, or a known prefix.
-  int mapping = names.CachedMapping(name, w.scopeVersion);
-  bool wholeName = names.ColonAt(name) < 0;
-  if (mapping == -2) {
-    std::string_view ns, local;
-    if ((rc = ResolveElementName(name, &ns, &local, &mapping)) != errNone) return rc;
-    wholeName = local.size() == names.Name(name).size();
-  }
-  const int scopeCount = prefixes.Count();
-  const uint32_t scopeTop = scopeCount > 0 ? prefixes.Offset(scopeCount - 1) : 0;
-  const int attrCount = w.attrCount;
-  if ((rc = tree.AppendElement(name | (wholeName ? XmlTree::kWholeName : 0), depth,
-                               mapping >= 0 ? prefixes.Offset(mapping) : 0, scopeTop, scopeCount,
-                               isEmpty, attrCount, markupStart, inputCount)) != errNone)
-    return rc;
-  for (int i = 0; i < attrCount; ++i) {
-    const PendingAttribute& attribute = w.attributes[i];
-    uint32_t attrName = attribute.name | XmlTree::kWholeName;
-    uint32_t attrMapping = 0;
-    if (names.ColonAt(attribute.name) >= 0) {
-      std::string_view local;
-      rc = ResolveAttributeName(attribute.name, &local, &attrMapping);
-      if (local.size() != names.Name(attribute.name).size()) attrName = attribute.name;
+  const char quoteChar = *quote;
+  const uint8_t valueState = quoteChar == '"' ? xsDoubleQuoted : xsSingleQuoted;
+  const uint8_t referenceState = quoteChar == '"' ? xsDoubleQuotedEntity : xsSingleQuotedEntity;
+  w.attrName.Assign(name);
+  state = valueState;
+  const char* p = quote + 1;
+  for (;;) {
+    const char* stop = FindAny3(p, end, quoteChar, '&', '&');
+    if (stop > p && (*rc = w.token.Append(p, static_cast<int>(stop - p))) != errNone) return p + 1;
+    if (stop == end) return end;
+    if (*stop == quoteChar) {
+      state = xsInTag;
+      *rc = StoreAttribute();
+      return stop + 1;
     }
-    if (rc == errNone) {
-      const char* value =
-          attribute.keptAt == kNotKept ? w.values.Data() + attribute.valueAt : nullptr;
-      rc = tree.AppendAttribute(attrName, attrMapping, value, attribute.valueLength,
-                                attribute.keptAt);
-    }
-    if (rc != errNone) {
-      tree.SetAttrCount(depth, i);
-      return rc;
-    }
+    state = referenceState;
+    w.entity.Clear();
+    const char* reference = stop + 1;
+    const char* nameEnd = SkipReferenceName(reference, end);
+    if (nameEnd > reference &&
+        (*rc = w.entity.Append(reference, static_cast<int>(nameEnd - reference))) != errNone)
+      return reference + 1;
+    if (nameEnd == end) return end;
+    if ((*rc = DecodeEntity(*nameEnd)) != errNone ||
+        (*rc = w.token.Append(w.entityValue.View())) != errNone)
+      return nameEnd + 1;
+    state = valueState;
+    p = *nameEnd == ';' ? nameEnd + 1 : nameEnd;
   }
-  w.elementName = kNoName;
-  w.attrCount = 0;
-  w.values.Clear();
-  return errNone;
 }
 
 // "</name>" that closes the innermost element; any other end tag, and "</" before a byte that
@@ -219,36 +212,6 @@ const char* xmlpimpl::EndTagMarkup(const char* open, const char* end, int* rc) {
   state = xsAfterMarkup;
   *rc = MarkupEndElement(false);
   return p + 1;
-}
-
-// EndElement of the innermost element, without a listener. Its name was resolved when it opened,
-// in the same scope, so resolving it again could not fail.
-int xmlpimpl::MarkupEndElement(bool wasEmpty) {
-  Work& w = *work;
-  const int depth = w.depth;
-  const OpenElement& open = w.open[depth - 1];
-  const uint32_t contentEnd = wasEmpty ? inputCount : markupStart;
-  int rc;
-  // A text that is one run of the kept text stays there.
-  if (w.textKeptAt != kNotKept && w.elementText.Length() == static_cast<int>(open.textStart))
-    rc = tree.CompleteElement(depth, nullptr, w.textKeptLength, w.textKeptAt, contentEnd,
-                              inputCount);
-  else if ((rc = TakeKeptText()) == errNone)
-    rc = tree.CompleteElement(depth, w.elementText.Data() + open.textStart,
-                              static_cast<uint32_t>(w.elementText.Length()) - open.textStart,
-                              kNotKept, contentEnd, inputCount);
-  if (rc != errNone) return rc;
-  w.textKeptAt = kNotKept;
-  w.elementText.Truncate(static_cast<int>(open.textStart));
-  XmlNameTable& prefixes = w.prefixes;
-  while (prefixes.Count() > 0 &&
-         prefixes.Depth(prefixes.Count() - 1) == static_cast<uint32_t>(depth)) {
-    prefixes.Pop();
-    ++w.scopeVersion;
-  }
-  w.depth = depth - 1;
-  w.token.Clear();
-  return errNone;
 }
 
 } // namespace quillon

@@ -217,6 +217,12 @@ private:
   // The steps of ordinary markup: a text run up to '<', an attribute, the start of the element
   // of the tag just read, the end of the innermost element. Each returns 0 or the failing code.
   int MarkupText(const char* run, const char* open);
+  // A reference in text from '&' at `amp` to the byte that ends its name, with the run before it;
+  // where the text goes on.
+  const char* TextReference(const char* run, const char* amp, const char* nameEnd, int* rc);
+  // A quoted value whose opening quote is at `quote` and which holds a reference, stored as
+  // attribute `name`; where the tag goes on.
+  const char* ReferencedValue(std::string_view name, const char* quote, const char* end, int* rc);
   int MarkupAttribute(std::string_view name, std::string_view value, uint32_t keptAt);
   int MarkupStartElement(bool isEmpty);
   int MarkupEndElement(bool wasEmpty);
