@@ -17,12 +17,19 @@ bool IsNamespaceDeclaration(std::string_view name) {
 } // namespace
 
 // StoreAttribute of a pair that is no declaration.
-int xmlpimpl::MarkupAttribute(std::string_view name, std::string_view value, uint32_t keptAt) {
+int xmlpimpl::MarkupAttribute(std::string_view name, uint32_t known, std::string_view value,
+                              uint32_t keptAt, uint32_t* previousName,
+                              XmlNamePool::Sequel* sequel) {
   if (IsNamespaceDeclaration(name)) return StoreAttribute(name, value, keptAt);
   Work& w = *work;
   if (w.attrCount == kMaxAttributes) return errOutOfMemory;
   PendingAttribute& attribute = w.attributes[w.attrCount];
-  if (tree.Names().Intern(name, &attribute.name) != errNone) return errOutOfMemory;
+  attribute.name = known;
+  if (known == kNoName &&
+      tree.Names().InternAfter(*previousName, *sequel, name, &attribute.name) != errNone)
+    return errOutOfMemory;
+  *previousName = attribute.name;
+  *sequel = XmlNamePool::sqNextAttribute;
   attribute.keptAt = keptAt;
   attribute.valueLength = static_cast<uint32_t>(value.size());
   if (keptAt == kNotKept) {

@@ -44,7 +44,6 @@ XmlNamePool::~XmlNamePool() {
 void XmlNamePool::Clear() {
   length = 0;
   used = 0;
-  last = kNone;
   if (slots) std::memset(slots, 0, sizeof(uint32_t) * slotCount);
 }
 
@@ -66,7 +65,7 @@ int XmlNamePool::GrowSlots() {
   return errNone;
 }
 
-int XmlNamePool::Lookup(std::string_view name, uint32_t* id) {
+int XmlNamePool::Intern(std::string_view name, uint32_t* id) {
   if ((used + 1) * 2 > slotCount && GrowSlots() != errNone) return errOutOfMemory;
   const uint32_t hash = HashName(name.data(), name.size());
   uint32_t at = hash & (slotCount - 1);
@@ -75,7 +74,6 @@ int XmlNamePool::Lookup(std::string_view name, uint32_t* id) {
     if (entry.hash == hash && entry.length == name.size() &&
         SameBytes(reinterpret_cast<const char*>(&entry + 1), name.data(), name.size())) {
       *id = slots[at] - 1;
-      Follow(*id);
       return errNone;
     }
   }
@@ -96,7 +94,8 @@ int XmlNamePool::Lookup(std::string_view name, uint32_t* id) {
   entry.hash = hash;
   entry.scope = 0;
   entry.mapping = -1;
-  entry.next = kNone;
+  for (uint32_t& sequel : entry.next)
+    sequel = kNone;
   char* text = reinterpret_cast<char*>(&entry + 1);
   if (!name.empty()) std::memcpy(text, name.data(), name.size());
   std::memset(text + name.size(), 0, size - sizeof(Entry) - name.size());
@@ -104,7 +103,6 @@ int XmlNamePool::Lookup(std::string_view name, uint32_t* id) {
   slots[at] = length + 1;
   length += static_cast<uint32_t>(size);
   ++used;
-  Follow(*id);
   return errNone;
 }
 

@@ -3,8 +3,10 @@
 // scanner keeps the last resolution of a name's prefix in the entry, tagged with its scope.
 #pragma once
 
+#include "frame/Errors.h"
 #include "xml/XmlScanBytes.h"
 
+#include <cstddef>
 #include <cstdint>
 #include <string_view>
 
@@ -21,20 +23,38 @@ public:
 
   // Forgets every name, keeping the blocks for the next document.
   void Clear();
-  // The id of `name`, entered on first sight; 0 or 200. A document repeats its names in the same
-  // order, so the name that followed the last one the time before is tried first.
-  int Intern(std::string_view name, uint32_t* id) {
-    if (last != kNone) {
-      const uint32_t guess = At(last).next;
-      if (guess != kNone && At(guess).length == name.size() &&
-          SameBytes(Text(guess), name.data(), name.size())) {
-        last = guess;
-        *id = guess;
-        return 0;
-      }
+  // The id of `name`, entered on first sight; 0 or 200.
+  int Intern(std::string_view name, uint32_t* id);
+  // What a name is followed by: the name of the next start tag, the first attribute of its tag
+  // (the name of an element), or the next attribute of the same tag (the name of an attribute).
+  enum Sequel : int { sqNextElement, sqFirstAttribute, sqNextAttribute, sqCount };
+  // Intern of a name that follows `previous` (an id, or kNone) as `sequel`. Documents repeat their
+  // names in the same order, so the name that followed `previous` that way last time is tried
+  // before the table.
+  int InternAfter(uint32_t previous, Sequel sequel, std::string_view name, uint32_t* id) {
+    if (previous == kNone) return Intern(name, id);
+    const uint32_t guess = At(previous).next[sequel];
+    if (guess != kNone && At(guess).length == name.size() &&
+        SameBytes(Text(guess), name.data(), name.size())) {
+      *id = guess;
+      return errNone;
     }
-    return Lookup(name, id);
+    if (Intern(name, id) != errNone) return errOutOfMemory;
+    At(previous).next[sequel] = *id;
+    return errNone;
   }
+  // The name that followed `previous` (an id, or kNone) as `sequel` last time, when the text at
+  // `text` begins with it and goes on before `end`; else kNone.
+  uint32_t Expected(uint32_t previous, Sequel sequel, const char* text, const char* end) const {
+    if (previous == kNone) return kNone;
+    const uint32_t guess = At(previous).next[sequel];
+    if (guess == kNone) return kNone;
+    const uint32_t size = At(guess).length;
+    return end - text > static_cast<ptrdiff_t>(size) && SameBytes(Text(guess), text, size) ? guess
+                                                                                           : kNone;
+  }
+  // Bytes of the name of an id from Intern.
+  uint32_t Length(uint32_t id) const { return At(id).length; }
   // The name of an id from Intern; empty for kNone.
   std::string_view Name(uint32_t id) const {
     if (id == kNone) return {};
@@ -61,19 +81,12 @@ private:
     uint32_t length; // bytes of the name; the name and a NUL follow the entry
     int32_t colon;   // bytes before the first ':', or -1
     uint32_t hash;
-    uint32_t scope;  // the scope version of `mapping`; 0: none cached
-    int32_t mapping; // the cached resolution
-    uint32_t next;   // the name interned right after this one last time, or kNone
+    uint32_t scope;         // the scope version of `mapping`; 0: none cached
+    int32_t mapping;        // the cached resolution
+    uint32_t next[sqCount]; // by Sequel: the name that followed this one last time, or kNone
   };
   Entry& At(uint32_t id) const { return *reinterpret_cast<Entry*>(data + id); }
   const char* Text(uint32_t id) const { return reinterpret_cast<const char*>(&At(id) + 1); }
-  // Intern through the hash table, entering the name when it is new; 0 or 200.
-  int Lookup(std::string_view name, uint32_t* id);
-  // Notes `id` as the successor of the last name, and as the last.
-  void Follow(uint32_t id) {
-    if (last != kNone) At(last).next = id;
-    last = id;
-  }
   int GrowSlots();
 
   char* data = nullptr;      // entries, each padded to a multiple of 4 bytes
@@ -82,7 +95,6 @@ private:
   uint32_t* slots = nullptr; // open addressing by hash: id + 1, or 0 for a free slot
   uint32_t slotCount = 0;    // a power of two, or 0
   uint32_t used = 0;         // slots taken
-  uint32_t last = kNone;     // the name interned last
 };
 
 } // namespace quillon

@@ -21,6 +21,38 @@ inline constexpr int kScanBlock = 16;
 inline int FirstHit(int mask) {
   return __builtin_ctz(static_cast<unsigned>(mask));
 }
+
+// Lanes of `block` whose byte lies in from..from + span, unsigned.
+inline __m128i InRange(__m128i block, char from, char span) {
+  const __m128i offset = _mm_sub_epi8(block, _mm_set1_epi8(from));
+  return _mm_cmpeq_epi8(_mm_min_epu8(offset, _mm_set1_epi8(span)), offset);
+}
+
+// Lanes of `block` whose byte is XML whitespace: 0x20, or TAB to CR.
+inline __m128i SpaceLanes(__m128i block) {
+  return _mm_or_si128(_mm_cmpeq_epi8(block, _mm_set1_epi8(' ')), InRange(block, '\t', '\r' - '\t'));
+}
+
+// Lanes of `block` whose byte continues a name, as xcNameChar has it: letters, digits, - . : _
+// and every byte from 0x80 but 0xD7 and 0xF7.
+inline __m128i NameLanes(__m128i block) {
+  const __m128i letter = InRange(_mm_or_si128(block, _mm_set1_epi8(0x20)), 'a', 'z' - 'a');
+  const __m128i digitOrColon = InRange(block, '0', ':' - '0');
+  const __m128i dashOrDot = InRange(block, '-', '.' - '-');
+  const __m128i underscore = _mm_cmpeq_epi8(block, _mm_set1_epi8('_'));
+  const __m128i excluded =
+      _mm_or_si128(_mm_cmpeq_epi8(block, _mm_set1_epi8(static_cast<char>(0xD7))),
+                   _mm_cmpeq_epi8(block, _mm_set1_epi8(static_cast<char>(0xF7))));
+  const __m128i high = _mm_andnot_si128(excluded, _mm_cmplt_epi8(block, _mm_setzero_si128()));
+  return _mm_or_si128(_mm_or_si128(letter, digitOrColon),
+                      _mm_or_si128(_mm_or_si128(dashOrDot, underscore), high));
+}
+
+// The offset of the first lane that is not set, or kScanBlock.
+inline int FirstClear(__m128i lanes) {
+  const int mask = ~_mm_movemask_epi8(lanes) & 0xFFFF;
+  return mask ? FirstHit(mask) : kScanBlock;
+}
 #endif
 
 // The first byte at or after `p` that equals one of three bytes.
@@ -47,16 +79,9 @@ inline const char* FindAny3(const char* p, const char* end, char a, char b, char
 inline const char* SkipXmlSpaces(const char* p, const char* end) {
 #if defined(__SSE2__)
   // Runs behind markup are a line break and an indent; most end within the first block.
-  const __m128i space = _mm_set1_epi8(' ');
-  const __m128i tab = _mm_set1_epi8('\t');
-  const __m128i controlSpan = _mm_set1_epi8('\r' - '\t');
   while (end - p >= kScanBlock) {
-    const __m128i block = _mm_loadu_si128(reinterpret_cast<const __m128i*>(p));
-    // TAB to CR: the byte less TAB is at most CR - TAB, unsigned.
-    const __m128i fromTab = _mm_sub_epi8(block, tab);
-    const __m128i control = _mm_cmpeq_epi8(_mm_min_epu8(fromTab, controlSpan), fromTab);
-    const __m128i blank = _mm_or_si128(control, _mm_cmpeq_epi8(block, space));
-    if (const int mask = ~_mm_movemask_epi8(blank) & 0xFFFF) return p + FirstHit(mask);
+    const int at = FirstClear(SpaceLanes(_mm_loadu_si128(reinterpret_cast<const __m128i*>(p))));
+    if (at < kScanBlock) return p + at;
     p += kScanBlock;
   }
 #endif
@@ -67,6 +92,13 @@ inline const char* SkipXmlSpaces(const char* p, const char* end) {
 
 // The first byte at or after `p` that cannot continue a name.
 inline const char* SkipNameChars(const char* p, const char* end) {
+#if defined(__SSE2__)
+  while (end - p >= kScanBlock) {
+    const int at = FirstClear(NameLanes(_mm_loadu_si128(reinterpret_cast<const __m128i*>(p))));
+    if (at < kScanBlock) return p + at;
+    p += kScanBlock;
+  }
+#endif
   while (p < end && IsXmlNameChar(*p))
     ++p;
   return p;
@@ -81,6 +113,17 @@ inline const char* SkipReferenceName(const char* p, const char* end) {
 
 // The first byte at or after `p` that ends an attribute name: whitespace, '=', '>' or '/'.
 inline const char* SkipAttrNameChars(const char* p, const char* end) {
+#if defined(__SSE2__)
+  while (end - p >= kScanBlock) {
+    const __m128i block = _mm_loadu_si128(reinterpret_cast<const __m128i*>(p));
+    const __m128i stops =
+        _mm_or_si128(_mm_or_si128(SpaceLanes(block), _mm_cmpeq_epi8(block, _mm_set1_epi8('='))),
+                     _mm_or_si128(_mm_cmpeq_epi8(block, _mm_set1_epi8('>')),
+                                  _mm_cmpeq_epi8(block, _mm_set1_epi8('/'))));
+    if (const int mask = _mm_movemask_epi8(stops)) return p + FirstHit(mask);
+    p += kScanBlock;
+  }
+#endif
   while (p < end && !(XmlClass(*p) & xcAttrNameEnd))
     ++p;
   return p;

@@ -18,6 +18,11 @@ namespace {
 bool IsQuote(char c) {
   return c == '"' || c == '\'';
 }
+
+// The bytes behind a tag name that Step takes as its end in an ordinary tag.
+bool IsTagNameEnd(char c) {
+  return c == '>' || c == '/' || IsXmlSpace(c);
+}
 } // namespace
 
 const char* xmlpimpl::ScanMarkup(const char* p, const char* end, int* rc) {
@@ -32,7 +37,7 @@ const char* xmlpimpl::ScanMarkup(const char* p, const char* end, int* rc) {
       state = xsText;
       p = text;
     }
-    const char* open = FindAny3(p, end, '<', '&', '\n');
+    const char* open = p < end && *p == '<' ? p : FindAny3(p, end, '<', '&', '\n');
     while (open < end && *open == '&') {
       const char* nameEnd = SkipReferenceName(open + 1, end);
       if (nameEnd == end) return p;
@@ -111,29 +116,52 @@ const char* xmlpimpl::TextReference(const char* run, const char* amp, const char
 // xsTagName) where it stands.
 const char* xmlpimpl::StartTagMarkup(const char* open, const char* end, int* rc) {
   Work& w = *work;
+  XmlNamePool& names = tree.Names();
   const char* name = open + 1;
   markupStart = StreamOffset(open);
   state = xsTagName;
-  const char* p = SkipNameChars(name, end);
-  if (p == end || (*p != '>' && *p != '/' && !IsXmlSpace(*p))) return name;
+  // The name this tag had the last time the last one was seen is read without a scan: a name is
+  // all name bytes, so with a byte behind it that continues no name it ends where it did then.
+  uint32_t known = names.Expected(w.lastStartName, XmlNamePool::sqNextElement, name, end);
+  const char* p = known == kNoName ? name : name + names.Length(known);
+  if (known == kNoName || !IsTagNameEnd(*p)) {
+    known = kNoName;
+    p = SkipNameChars(name, end);
+    if (p == end || !IsTagNameEnd(*p)) return name;
+  }
   // EndOfTagName: the pending text was flushed at '<' and `token` emptied.
   SetCurrent(p);
-  if (tree.Names().Intern(std::string_view(name, static_cast<size_t>(p - name)), &w.elementName) !=
-      errNone) {
+  if (known != kNoName) {
+    w.elementName = known;
+  } else if (names.InternAfter(w.lastStartName, XmlNamePool::sqNextElement,
+                               std::string_view(name, static_cast<size_t>(p - name)),
+                               &w.elementName) != errNone) {
     *rc = errOutOfMemory;
     return p + 1;
   }
+  w.lastStartName = w.elementName;
   if (!w.attrName.IsEmpty()) w.attrName.Clear();
   state = xsInTag;
+  // Each attribute name is looked for as the one that followed the name before it.
+  uint32_t previousName = w.elementName;
+  XmlNamePool::Sequel sequel = XmlNamePool::sqFirstAttribute;
   for (;;) {
     while (p < end && (IsXmlSpace(*p) || *p == '/'))
       ++p;
     if (p == end) return p;
     if (*p == '>') break;
+    // An attribute name ends at whitespace, '=', '>' or '/', its first byte aside; an expected
+    // name holds none of them behind its first byte, so '=' behind it ends it where it did.
     const char* attrName = p;
-    const char* nameEnd = SkipAttrNameChars(p + 1, end);
-    if (nameEnd == end || *nameEnd != '=') return attrName;
-    const char* quote = SkipXmlSpaces(nameEnd + 1, end);
+    known = names.Expected(previousName, sequel, attrName, end);
+    const char* nameEnd = known == kNoName ? attrName : attrName + names.Length(known);
+    if (known == kNoName || *nameEnd != '=') {
+      known = kNoName;
+      nameEnd = SkipAttrNameChars(attrName + 1, end);
+      if (nameEnd == end || *nameEnd != '=') return attrName;
+    }
+    const char* quote = nameEnd + 1;
+    if (quote < end && !IsQuote(*quote)) quote = SkipXmlSpaces(quote, end);
     if (quote == end || !IsQuote(*quote)) return attrName;
     const char* close = FindAny3(quote + 1, end, *quote, '&', '&');
     if (close == end) return attrName;
@@ -145,7 +173,9 @@ const char* xmlpimpl::StartTagMarkup(const char* open, const char* end, int* rc)
       continue;
     }
     const std::string_view value(quote + 1, static_cast<size_t>(close - quote - 1));
-    *rc = MarkupAttribute(qname, value, KeepOriginalText ? StreamOffset(quote + 1) : kNotKept);
+    *rc =
+        MarkupAttribute(qname, known, value, KeepOriginalText ? StreamOffset(quote + 1) : kNotKept,
+                        &previousName, &sequel);
     p = close + 1;
     if (*rc != errNone) return p;
   }
@@ -202,11 +232,13 @@ const char* xmlpimpl::EndTagMarkup(const char* open, const char* end, int* rc) {
   const char* name = open + 2;
   markupStart = StreamOffset(open);
   state = xsEndTagName;
-  if (name == end || !IsXmlNameStart(*name, AllowLeadingDigit) || w.depth == 0) return name;
-  const char* p = SkipNameChars(name, end);
-  if (p == end || *p != '>') return name;
+  if (w.depth == 0) return name;
+  // An element's name is all name bytes, so when it stands here with '>' behind it a scan of the
+  // name would stop at that '>' too.
   const std::string_view top = NameOf(w.open[w.depth - 1].name);
-  if (static_cast<size_t>(p - name) != top.size() || !SameBytes(name, top.data(), top.size()))
+  const char* p = name + top.size();
+  if (end - name <= static_cast<ptrdiff_t>(top.size()) || *p != '>' ||
+      !SameBytes(name, top.data(), top.size()) || !IsXmlNameStart(*name, AllowLeadingDigit))
     return name;
   SetCurrent(p);
   state = xsAfterMarkup;

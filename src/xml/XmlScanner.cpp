@@ -75,6 +75,7 @@ void xmlpimpl::Reset() {
     w.attrCount = 0;
     w.depth = 0;
     w.elementName = kNoName;
+    w.lastStartName = kNoName;
     w.textKeptAt = kNotKept;
     w.prefixes.Clear();
     ++w.scopeVersion;

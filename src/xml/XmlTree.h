@@ -266,13 +266,15 @@ inline int XmlTree::AppendElement(uint32_t name, int depth, uint32_t mapping, ui
 
 inline int XmlTree::AppendAttribute(uint32_t name, uint32_t mapping, const char* value,
                                     uint32_t length, uint32_t keptAt) {
-  XmlTextSpan span;
-  if (Place(value, length, keptAt, &span) != errNone) return errOutOfMemory;
+  // The value is placed straight into the record, which goes again when that fails.
   Attribute* record = attributes.Add();
   if (!record) return errOutOfMemory;
+  if (Place(value, length, keptAt, &record->value) != errNone) {
+    attributes.RemoveLast();
+    return errOutOfMemory;
+  }
   record->name = name;
   record->mapping = mapping;
-  record->value = span;
   return errNone;
 }
 

@@ -177,16 +177,17 @@ private:
     // into elementText: at textKeptAt (kNotKept: none), of textKeptLength bytes.
     uint32_t textKeptAt = kNotKept;
     uint32_t textKeptLength = 0;
-    XmlScanBuffer text;             // pending character data
-    int textBlank = 0;              // length of the front of `text` known to be whitespace
-    XmlScanBuffer entity;           // name of the reference being read, without '&' and ';'
-    XmlScanBuffer token;            // the current name or value
-    XmlScanBuffer entityValue;      // decoded value of the last reference
-    uint32_t elementName = kNoName; // the start tag being read; survives it in SGML mode
-    XmlScanBuffer attrName;         // the attribute name waiting for its value
-    XmlScanBuffer message;          // a failure text, or markup set aside by the SGML rule
-    BufStr xpathText;               // the cursor's path, always one that leads back to it
-    BufStr pathCopy;                // the walker's private copy of its path
+    XmlScanBuffer text;               // pending character data
+    int textBlank = 0;                // length of the front of `text` known to be whitespace
+    XmlScanBuffer entity;             // name of the reference being read, without '&' and ';'
+    XmlScanBuffer token;              // the current name or value
+    XmlScanBuffer entityValue;        // decoded value of the last reference
+    uint32_t elementName = kNoName;   // the start tag being read; survives it in SGML mode
+    uint32_t lastStartName = kNoName; // the name of the last start tag of the markup path
+    XmlScanBuffer attrName;           // the attribute name waiting for its value
+    XmlScanBuffer message;            // a failure text, or markup set aside by the SGML rule
+    BufStr xpathText;                 // the cursor's path, always one that leads back to it
+    BufStr pathCopy;                  // the walker's private copy of its path
   };
 
   int MakeWork();
@@ -223,7 +224,10 @@ private:
   // A quoted value whose opening quote is at `quote` and which holds a reference, stored as
   // attribute `name`; where the tag goes on.
   const char* ReferencedValue(std::string_view name, const char* quote, const char* end, int* rc);
-  int MarkupAttribute(std::string_view name, std::string_view value, uint32_t keptAt);
+  // `known` is the name's id when it is known, else kNoName; `previousName` and `sequel` say
+  // what the name follows, and are moved on to it.
+  int MarkupAttribute(std::string_view name, uint32_t known, std::string_view value,
+                      uint32_t keptAt, uint32_t* previousName, XmlNamePool::Sequel* sequel);
   int MarkupStartElement(bool isEmpty);
   int MarkupEndElement(bool wasEmpty);
   bool UseMarkupPath() const {
