@@ -732,9 +732,8 @@ int xmlpimpl::AppendElementText(const char* text, int length) {
   return errNone;
 }
 
-int xmlpimpl::TakeKeptText() {
+int xmlpimpl::CopyKeptText() {
   Work& w = *work;
-  if (w.textKeptAt == kNotKept) return errNone;
   const uint32_t at = w.textKeptAt;
   w.textKeptAt = kNotKept;
   const char* bytes = KeptBytes(at, at + w.textKeptLength);

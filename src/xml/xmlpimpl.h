@@ -246,7 +246,8 @@ private:
   // Appends to the text of the innermost open element; 0 or 200 with its text.
   int AppendElementText(const char* text, int length);
   // Copies a run noted as lying in the kept text into elementText; 0 or 200 with its text.
-  int TakeKeptText();
+  int TakeKeptText() { return work->textKeptAt == kNotKept ? 0 : CopyKeptText(); }
+  int CopyKeptText();
   // The kept text up to offset `end`, appending what this push holds of it; null on failure.
   const char* KeptBytes(uint32_t at, uint32_t end);
   // The offset in the pushed stream of a byte of this push.
