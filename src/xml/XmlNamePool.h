@@ -1,6 +1,6 @@
 // The qualified names of one document, each kept once. A name is known by its id, the offset of
 // its entry, and lies NUL-terminated in the pool; element and attribute records hold ids. The
-// scanner keeps the last resolution of a name's prefix in the entry, tagged with its scope.
+// scanner keeps in the entry the last resolution of its prefix and the names that followed it.
 #pragma once
 
 #include "frame/Errors.h"

@@ -230,6 +230,8 @@ private:
                       uint32_t keptAt, uint32_t* previousName, XmlNamePool::Sequel* sequel);
   int MarkupStartElement(bool isEmpty);
   int MarkupEndElement(bool wasEmpty);
+  // Whether ScanMarkup may take ordinary markup: the tree is built, and neither the SGML rule
+  // nor double-byte characters apply.
   bool UseMarkupPath() const {
     return markupPath && BuildDOM && sgmlTags.IsEmpty() && charsetMode != 1;
   }
