@@ -94,8 +94,9 @@ int XmlNamePool::Intern(std::string_view name, uint32_t* id) {
   entry.hash = hash;
   entry.scope = 0;
   entry.mapping = -1;
-  for (uint32_t& sequel : entry.next)
-    sequel = kNone;
+  for (uint32_t(&sequels)[kSequelsKept] : entry.next)
+    for (uint32_t& sequel : sequels)
+      sequel = kNone;
   char* text = reinterpret_cast<char*>(&entry + 1);
   if (!name.empty()) std::memcpy(text, name.data(), name.size());
   std::memset(text + name.size(), 0, size - sizeof(Entry) - name.size());

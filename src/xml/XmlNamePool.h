@@ -28,30 +28,31 @@ public:
   // What a name is followed by: the name of the next start tag, the first attribute of its tag
   // (the name of an element), or the next attribute of the same tag (the name of an attribute).
   enum Sequel : int { sqNextElement, sqFirstAttribute, sqNextAttribute, sqCount };
-  // Intern of a name that follows `previous` (an id, or kNone) as `sequel`. Documents repeat their
-  // names in the same order, so the name that followed `previous` that way last time is tried
-  // before the table.
+  // Intern of a name that follows `previous` (an id, or kNone) as `sequel`, noted as that
+  // name's latest sequel of the kind.
   int InternAfter(uint32_t previous, Sequel sequel, std::string_view name, uint32_t* id) {
-    if (previous == kNone) return Intern(name, id);
-    const uint32_t guess = At(previous).next[sequel];
-    if (guess != kNone && At(guess).length == name.size() &&
-        SameBytes(Text(guess), name.data(), name.size())) {
-      *id = guess;
-      return errNone;
-    }
     if (Intern(name, id) != errNone) return errOutOfMemory;
-    At(previous).next[sequel] = *id;
+    if (previous != kNone) {
+      uint32_t* latest = At(previous).next[sequel];
+      if (latest[0] != *id) {
+        latest[1] = latest[0];
+        latest[0] = *id;
+      }
+    }
     return errNone;
   }
-  // The name that followed `previous` (an id, or kNone) as `sequel` last time, when the text at
-  // `text` begins with it and goes on before `end`; else kNone.
+  // One of the last two names that followed `previous` (an id, or kNone) as `sequel`, when the
+  // text at `text` begins with it and goes on before `end`; else kNone. Documents repeat their
+  // names in the same order, so this mostly finds a name without the table.
   uint32_t Expected(uint32_t previous, Sequel sequel, const char* text, const char* end) const {
     if (previous == kNone) return kNone;
-    const uint32_t guess = At(previous).next[sequel];
-    if (guess == kNone) return kNone;
-    const uint32_t size = At(guess).length;
-    return end - text > static_cast<ptrdiff_t>(size) && SameBytes(Text(guess), text, size) ? guess
-                                                                                           : kNone;
+    for (const uint32_t guess : At(previous).next[sequel]) {
+      if (guess == kNone) return kNone;
+      const uint32_t size = At(guess).length;
+      if (end - text > static_cast<ptrdiff_t>(size) && SameBytes(Text(guess), text, size))
+        return guess;
+    }
+    return kNone;
   }
   // Bytes of the name of an id from Intern.
   uint32_t Length(uint32_t id) const { return At(id).length; }
@@ -77,13 +78,15 @@ public:
   size_t Bytes() const { return length + sizeof(uint32_t) * slotCount; }
 
 private:
+  static constexpr int kSequelsKept = 2;
   struct Entry {
     uint32_t length; // bytes of the name; the name and a NUL follow the entry
     int32_t colon;   // bytes before the first ':', or -1
     uint32_t hash;
-    uint32_t scope;         // the scope version of `mapping`; 0: none cached
-    int32_t mapping;        // the cached resolution
-    uint32_t next[sqCount]; // by Sequel: the name that followed this one last time, or kNone
+    uint32_t scope;  // the scope version of `mapping`; 0: none cached
+    int32_t mapping; // the cached resolution
+    // By Sequel: the last two names that followed this one, the latest first, or kNone.
+    uint32_t next[sqCount][kSequelsKept];
   };
   Entry& At(uint32_t id) const { return *reinterpret_cast<Entry*>(data + id); }
   const char* Text(uint32_t id) const { return reinterpret_cast<const char*>(&At(id) + 1); }
