@@ -33,7 +33,10 @@ const char* xmlpimpl::StartTagMarkup(const char* open, const char* end, int* rc)
   Work& w = *work;
   XmlNamePool& names = tree.Names();
   const char* name = open + 1;
-  markupStart = StreamOffset(open);
+  // The tag's offsets go to the element steps as values: read back from the fields just stored,
+  // they would wait for those stores.
+  const uint32_t tagStart = StreamOffset(open);
+  markupStart = tagStart;
   state = xsTagName;
   // The name this tag had the last time the last one was seen is read without a scan: a name is
   // all name bytes, so with a byte behind it that continues no name it ends where it did then.
@@ -96,9 +99,10 @@ const char* xmlpimpl::StartTagMarkup(const char* open, const char* end, int* rc)
   }
   // TagEnd
   SetCurrent(p);
+  const uint32_t tagEnd = StreamOffset(p) + 1;
   const bool isEmpty = p[-1] == '/';
-  *rc = MarkupStartElement(isEmpty);
-  if (*rc == errNone && isEmpty) *rc = MarkupEndElement(true);
+  *rc = MarkupStartElement(isEmpty, tagStart, tagEnd);
+  if (*rc == errNone && isEmpty) *rc = MarkupEndElement(tagEnd, tagEnd);
   state = xsAfterMarkup;
   return p + 1;
 }
@@ -167,7 +171,7 @@ const char* xmlpimpl::ReferencedValue(std::string_view name, const char* quote, 
 
 // StartElement without a listener: the element and its attributes resolved, through the
 // resolutions cached with their names, and appended to the tree.
-int xmlpimpl::MarkupStartElement(bool isEmpty) {
+int xmlpimpl::MarkupStartElement(bool isEmpty, uint32_t tagStart, uint32_t tagEnd) {
   Work& w = *work;
   int rc;
   if (w.depth == kMaxOpen) return errOutOfMemory;
@@ -192,7 +196,7 @@ int xmlpimpl::MarkupStartElement(bool isEmpty) {
   const int attrCount = w.attrCount;
   if ((rc = tree.AppendElement(name | (wholeName ? XmlTree::kWholeName : 0), depth,
                                mapping >= 0 ? prefixes.Offset(mapping) : 0, scopeTop, scopeCount,
-                               isEmpty, attrCount, markupStart, inputCount)) != errNone)
+                               isEmpty, attrCount, tagStart, tagEnd)) != errNone)
     return rc;
   for (int i = 0; i < attrCount; ++i) {
     const PendingAttribute& attribute = w.attributes[i];
@@ -232,7 +236,8 @@ int xmlpimpl::MarkupStartElement(bool isEmpty) {
 const char* xmlpimpl::EndTagMarkup(const char* open, const char* end, int* rc) {
   Work& w = *work;
   const char* name = open + 2;
-  markupStart = StreamOffset(open);
+  const uint32_t tagStart = StreamOffset(open);
+  markupStart = tagStart;
   state = xsEndTagName;
   if (w.depth == 0) return name;
   // An element's name is all name bytes, so when it stands here with '>' behind it a scan of the
@@ -244,26 +249,24 @@ const char* xmlpimpl::EndTagMarkup(const char* open, const char* end, int* rc) {
     return name;
   SetCurrent(p);
   state = xsAfterMarkup;
-  *rc = MarkupEndElement(false);
+  *rc = MarkupEndElement(tagStart, StreamOffset(p) + 1);
   return p + 1;
 }
 
 // EndElement of the innermost element, without a listener. Its name was resolved when it opened,
 // in the same scope, so resolving it again could not fail.
-int xmlpimpl::MarkupEndElement(bool wasEmpty) {
+int xmlpimpl::MarkupEndElement(uint32_t contentEnd, uint32_t tagEnd) {
   Work& w = *work;
   const int depth = w.depth;
   const OpenElement& open = w.open[depth - 1];
-  const uint32_t contentEnd = wasEmpty ? inputCount : markupStart;
   int rc;
   // A text that is one run of the kept text stays there.
   if (w.textKeptAt != kNotKept && w.elementText.Length() == static_cast<int>(open.textStart))
-    rc = tree.CompleteElement(depth, nullptr, w.textKeptLength, w.textKeptAt, contentEnd,
-                              inputCount);
+    rc = tree.CompleteElement(depth, nullptr, w.textKeptLength, w.textKeptAt, contentEnd, tagEnd);
   else if ((rc = TakeKeptText()) == errNone)
     rc = tree.CompleteElement(depth, w.elementText.Data() + open.textStart,
                               static_cast<uint32_t>(w.elementText.Length()) - open.textStart,
-                              kNotKept, contentEnd, inputCount);
+                              kNotKept, contentEnd, tagEnd);
   if (rc != errNone) return rc;
   w.textKeptAt = kNotKept;
   w.elementText.Truncate(static_cast<int>(open.textStart));

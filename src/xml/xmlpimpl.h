@@ -217,6 +217,8 @@ private:
   const char* EndTagMarkup(const char* open, const char* end, int* rc);
   // The steps of ordinary markup: a text run up to '<', an attribute, the start of the element
   // of the tag just read, the end of the innermost element. Each returns 0 or the failing code.
+  // Offsets in the kept text: `tagStart` of the tag's '<', `tagEnd` behind its '>'; the end of
+  // an element's contents is the start of its end tag, or the end of its empty tag.
   int MarkupText(const char* run, const char* open);
   // A reference in text from '&' at `amp` to the byte that ends its name, with the run before it;
   // where the text goes on.
@@ -228,8 +230,8 @@ private:
   // what the name follows, and are moved on to it.
   int MarkupAttribute(std::string_view name, uint32_t known, std::string_view value,
                       uint32_t keptAt, uint32_t* previousName, XmlNamePool::Sequel* sequel);
-  int MarkupStartElement(bool isEmpty);
-  int MarkupEndElement(bool wasEmpty);
+  int MarkupStartElement(bool isEmpty, uint32_t tagStart, uint32_t tagEnd);
+  int MarkupEndElement(uint32_t contentEnd, uint32_t tagEnd);
   // Whether ScanMarkup may take ordinary markup: the tree is built, and neither the SGML rule
   // nor double-byte characters apply.
   bool UseMarkupPath() const {
