@@ -28,6 +28,8 @@ constexpr std::array<uint8_t, 256> BuildClassTable() {
   table[0xB7] |= xcNameChar;
   for (int c : {'\n', '&', '<'})
     table[c] |= xcTextStop;
+  for (char c : {' ', '\t', '\n', '\r', '\f', '\v', '=', '>', '/'})
+    table[static_cast<uint8_t>(c)] |= xcAttrNameEnd;
   for (int c = 0x81; c <= 0x9F; ++c)
     table[c] |= xcLeadByte;
   for (int c = 0xE0; c <= 0xEF; ++c)

@@ -12,18 +12,6 @@ namespace quillon {
 namespace {
 constexpr uint32_t kMaxBytes = 0x3FFFFFF0u;
 
-uint64_t Load8(const char* p) {
-  uint64_t word;
-  std::memcpy(&word, p, 8);
-  return word;
-}
-
-uint64_t Load4(const char* p) {
-  uint32_t word;
-  std::memcpy(&word, p, 4);
-  return word;
-}
-
 uint64_t Mix(uint64_t hash, uint64_t word) {
   hash = (hash ^ word) * 0xC2B2AE3D27D4EB4Full;
   return hash ^ (hash >> 29);
@@ -35,10 +23,10 @@ uint32_t HashName(const char* name, size_t length) {
   uint64_t hash = length * 0x9E3779B97F4A7C15ull;
   if (length >= 8) {
     for (size_t at = 0; at + 8 < length; at += 8)
-      hash = Mix(hash, Load8(name + at));
-    hash = Mix(hash, Load8(name + length - 8));
+      hash = Mix(hash, LoadWord8(name + at));
+    hash = Mix(hash, LoadWord8(name + length - 8));
   } else if (length >= 4) {
-    hash = Mix(hash, Load4(name) << 32 | Load4(name + length - 4));
+    hash = Mix(hash, LoadWord4(name) << 32 | LoadWord4(name + length - 4));
   } else if (length > 0) {
     hash = Mix(hash, static_cast<uint8_t>(name[0]) | static_cast<uint8_t>(name[length / 2]) << 8 |
                          static_cast<uint32_t>(static_cast<uint8_t>(name[length - 1])) << 16);
@@ -46,18 +34,6 @@ uint32_t HashName(const char* name, size_t length) {
   return static_cast<uint32_t>(hash >> 32) ^ static_cast<uint32_t>(hash);
 }
 
-// Equality of two names of `length` bytes, read the same way.
-bool SameName(const char* a, const char* b, size_t length) {
-  if (length >= 8) {
-    for (size_t at = 0; at + 8 < length; at += 8)
-      if (Load8(a + at) != Load8(b + at)) return false;
-    return Load8(a + length - 8) == Load8(b + length - 8);
-  }
-  if (length >= 4) return Load4(a) == Load4(b) && Load4(a + length - 4) == Load4(b + length - 4);
-  for (size_t at = 0; at < length; ++at)
-    if (a[at] != b[at]) return false;
-  return true;
-}
 } // namespace
 
 XmlNamePool::~XmlNamePool() {
@@ -96,7 +72,7 @@ int XmlNamePool::Intern(std::string_view name, uint32_t* id) {
   for (; slots[at]; at = (at + 1) & (slotCount - 1)) {
     const Entry& entry = At(slots[at] - 1);
     if (entry.hash == hash && entry.length == name.size() &&
-        SameName(reinterpret_cast<const char*>(&entry + 1), name.data(), name.size())) {
+        SameBytes(reinterpret_cast<const char*>(&entry + 1), name.data(), name.size())) {
       *id = slots[at] - 1;
       return errNone;
     }
@@ -118,6 +94,9 @@ int XmlNamePool::Intern(std::string_view name, uint32_t* id) {
   entry.hash = hash;
   entry.scope = 0;
   entry.mapping = -1;
+  for (uint32_t(&sequels)[kSequelsKept] : entry.next)
+    for (uint32_t& sequel : sequels)
+      sequel = kNone;
   char* text = reinterpret_cast<char*>(&entry + 1);
   if (!name.empty()) std::memcpy(text, name.data(), name.size());
   std::memset(text + name.size(), 0, size - sizeof(Entry) - name.size());

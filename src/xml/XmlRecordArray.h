@@ -27,6 +27,8 @@ public:
     return &items[count++];
   }
   void Clear() { count = 0; }
+  // Forgets the last record; there is one.
+  void RemoveLast() { --count; }
   // Makes room for `total` records in one block; a hint, so a failure is left to Add.
   void Reserve(uint32_t total) {
     if (total <= room || uint64_t{total} * sizeof(T) >= 0x7FFFFFFFu) return;

@@ -2,52 +2,15 @@
 // does byte by byte, in bulk: a run of bytes that a state only appends (or skips) is taken at
 // once, and the transitions that make up ordinary markup (text to '<', a tag name, name="value",
 // "/>", '>', "</name>") are made inline. Everything else goes through Step one byte at a time.
-// The fuzz target compares the two paths on every input.
+// Where text begins, ScanMarkup reads ordinary markup in whole constructs first (unless a test
+// turned it off). The fuzz target compares all three ways on every input.
 #include "xml/xmlpimpl.h"
 
 #include "frame/Errors.h"
 #include "xml/XmlCharClass.h"
-
-#if defined(__SSE2__)
-#include <emmintrin.h>
-#endif
+#include "xml/XmlScanBytes.h"
 
 namespace quillon {
-
-namespace {
-// The first byte at or after `p` that equals one of three bytes, or `end`.
-inline const char* FindAny3(const char* p, const char* end, char a, char b, char c) {
-#if defined(__SSE2__)
-  const __m128i va = _mm_set1_epi8(a);
-  const __m128i vb = _mm_set1_epi8(b);
-  const __m128i vc = _mm_set1_epi8(c);
-  while (end - p >= 16) {
-    const __m128i block = _mm_loadu_si128(reinterpret_cast<const __m128i*>(p));
-    const __m128i hits =
-        _mm_or_si128(_mm_or_si128(_mm_cmpeq_epi8(block, va), _mm_cmpeq_epi8(block, vb)),
-                     _mm_cmpeq_epi8(block, vc));
-    if (const int mask = _mm_movemask_epi8(hits))
-      return p + __builtin_ctz(static_cast<unsigned>(mask));
-    p += 16;
-  }
-#endif
-  while (p < end && *p != a && *p != b && *p != c)
-    ++p;
-  return p;
-}
-
-inline const char* SkipNameChars(const char* p, const char* end) {
-  while (p < end && IsXmlNameChar(*p))
-    ++p;
-  return p;
-}
-
-inline const char* SkipSpaces(const char* p, const char* end) {
-  while (p < end && IsXmlSpace(*p))
-    ++p;
-  return p;
-}
-} // namespace
 
 // The common states are labels, and a transition between two of them is a jump, so that
 // ordinary markup does not pass through the dispatch on `state` at every step. `state` is kept
@@ -75,10 +38,20 @@ const char* xmlpimpl::ScanFast(const char* p, const char* end, int* rc) {
     goto label;                                                                                    \
   }
 
+  // Where text begins, ScanMarkup takes over until it hands a byte back; that byte then goes
+  // through the labels below before ScanMarkup is asked again.
+  const bool markup = UseMarkupPath();
+  const char* handedAt = nullptr;
   for (;;) {
     if (p >= end) {
       *rc = errNone;
       return p;
+    }
+    if (markup && p != handedAt && (state == xsText || state == xsAfterMarkup)) {
+      p = ScanMarkup(p, end, &code);
+      if (code != errNone) goto failed;
+      handedAt = p;
+      continue;
     }
     switch (state) {
     case xsText:
@@ -120,7 +93,7 @@ const char* xmlpimpl::ScanFast(const char* p, const char* end, int* rc) {
     }
 
   text : {
-    if (charsetMode == 1) continue;
+    if (charsetMode == 1 || (markup && p != handedAt)) continue;
     const char* run = p;
     p = FindAny3(p, end, '<', '&', '\n');
     if (p == end || *p != '<') {
@@ -142,7 +115,8 @@ const char* xmlpimpl::ScanFast(const char* p, const char* end, int* rc) {
   }
 
   afterMarkup : {
-    const char* stop = SkipSpaces(p, end);
+    if (markup && p != handedAt) continue;
+    const char* stop = SkipXmlSpaces(p, end);
     if (stop > p) CHECK(w.text.Append(p, static_cast<int>(stop - p)));
     p = stop;
     if (p == end) continue;
@@ -209,7 +183,7 @@ const char* xmlpimpl::ScanFast(const char* p, const char* end, int* rc) {
            *nameEnd != '/')
       ++nameEnd;
     if (nameEnd < end && *nameEnd == '=') {
-      const char* open = SkipSpaces(nameEnd + 1, end);
+      const char* open = SkipXmlSpaces(nameEnd + 1, end);
       if (open < end && (*open == '"' || *open == '\'')) {
         const char* close = FindAny3(open + 1, end, *open, '&', '&');
         if (close < end && *close == *open) {
@@ -243,7 +217,7 @@ const char* xmlpimpl::ScanFast(const char* p, const char* end, int* rc) {
   }
 
   beforeValue : {
-    p = SkipSpaces(p, end);
+    p = SkipXmlSpaces(p, end);
     if (p == end) continue;
     if (*p == '"')
       state = xsDoubleQuoted;

@@ -96,7 +96,8 @@ private:
   char store[Inline];
 };
 
-// The size of the scanner's names and values.
-using XmlScanBuffer = XmlScanTextN<48>;
+// The size of the scanner's names and values: a text shorter than this never allocates.
+inline constexpr int kScanBufferInline = 48;
+using XmlScanBuffer = XmlScanTextN<kScanBufferInline>;
 
 } // namespace quillon

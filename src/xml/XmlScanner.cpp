@@ -10,8 +10,9 @@
 //
 // Each byte is pushed once: OnInputByte, appended to the kept text, counted, then Step. Step
 // loops while a row says "again". Without a listener on the sink the bytes go through ScanFast
-// (XmlScanFast.cpp) instead, which does the same in bulk, and the kept text is appended in
-// blocks; ScanRun takes a run of bytes that the present state only appends or skips.
+// (XmlScanFast.cpp) instead, which does the same in bulk and hands ordinary markup to ScanMarkup
+// (XmlScanMarkup.cpp), and the kept text is appended in blocks; ScanRun takes a run of bytes that
+// the present state only appends or skips.
 #include "xml/xmlpimpl.h"
 
 #include "frame/Errors.h"
@@ -75,6 +76,7 @@ void xmlpimpl::Reset() {
     w.attrCount = 0;
     w.depth = 0;
     w.elementName = kNoName;
+    w.lastStartName = kNoName;
     w.textKeptAt = kNotKept;
     w.prefixes.Clear();
     ++w.scopeVersion;
@@ -731,9 +733,8 @@ int xmlpimpl::AppendElementText(const char* text, int length) {
   return errNone;
 }
 
-int xmlpimpl::TakeKeptText() {
+int xmlpimpl::CopyKeptText() {
   Work& w = *work;
-  if (w.textKeptAt == kNotKept) return errNone;
   const uint32_t at = w.textKeptAt;
   w.textKeptAt = kNotKept;
   const char* bytes = KeptBytes(at, at + w.textKeptLength);

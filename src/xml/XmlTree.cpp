@@ -19,7 +19,6 @@ namespace quillon {
 
 namespace {
 constexpr uint32_t kMaxPool = 0x3FFFFFF0u;
-constexpr uint32_t kMaxLength = (1u << 30) - 1;
 } // namespace
 
 XmlTree::~XmlTree() {
@@ -71,15 +70,9 @@ size_t XmlTree::Bytes() const {
          static_cast<size_t>(pool.Length()) + names.Bytes();
 }
 
-int XmlTree::Place(const char* text, uint32_t length, uint32_t keptAt, XmlTextSpan* span) {
-  if (length > kMaxLength) return errOutOfMemory;
+int XmlTree::PlaceInPool(const char* text, uint32_t length, XmlTextSpan* span) {
+  if (length > kMaxTextLength) return errOutOfMemory;
   span->length = length;
-  if (keptAt != kNotKept) {
-    span->offset = keptAt;
-    span->place = tpKept;
-    copies.Expect(length);
-    return errNone;
-  }
   const uint64_t at = static_cast<uint64_t>(pool.Length());
   if (at + length + 1 >= kMaxPool) return errOutOfMemory;
   char* bytes = pool.Extend(static_cast<int>(length + 1));
@@ -123,64 +116,9 @@ int XmlTree::AppendMapping(std::string_view prefix, std::string_view uri, uint32
   return errNone;
 }
 
-int XmlTree::AppendElement(uint32_t name, int depth, uint32_t mapping, uint32_t scopeTop,
-                           int scopeCount, bool isEmpty, int attrCount, uint32_t subtreeStart,
-                           uint32_t contentStart) {
-  if (depth < 1 || depth > kMaxDepth) return errOutOfMemory;
-  Element* record = elements.Add();
-  if (!record) return errOutOfMemory;
-  record->end = 0;
-  record->parent = depth > 1 ? tables->depthElements[depth - 1] : 0;
-  record->childCount = isEmpty ? -1 : 0;
-  record->name = name;
-  record->mapping = mapping;
-  record->scopeTop = scopeTop;
-  record->scopeCount = static_cast<uint16_t>(scopeCount);
-  record->attrCount = static_cast<uint16_t>(attrCount);
-  record->firstAttr = attributes.Count();
-  record->text = {};
-  record->subtreeStart = subtreeStart;
-  record->contentStart = contentStart;
-  record->contentEnd = 0;
-  record->subtreeEnd = 0;
-  tables->depthElements[depth] = elements.Count();
-  return errNone;
-}
-
-int XmlTree::AppendAttribute(uint32_t name, uint32_t mapping, const char* value, uint32_t length,
-                             uint32_t keptAt) {
-  XmlTextSpan span;
-  if (Place(value, length, keptAt, &span) != errNone) return errOutOfMemory;
-  Attribute* record = attributes.Add();
-  if (!record) return errOutOfMemory;
-  record->name = name;
-  record->mapping = mapping;
-  record->value = span;
-  return errNone;
-}
-
-int XmlTree::CompleteElement(int depth, const char* text, uint32_t length, uint32_t keptAt,
-                             uint32_t contentEnd, uint32_t subtreeEnd) {
-  const uint32_t element = ElementAtDepth(depth);
-  if (!IsElement(element)) return errNone;
-  if (length)
-    if (int rc = Place(text, length, keptAt, &ElementAt(element).text); rc != errNone) return rc;
-  Element& record = ElementAt(element);
-  record.end = elements.Count() + 1;
-  record.contentEnd = contentEnd;
-  record.subtreeEnd = subtreeEnd;
-  if (record.parent) ++ElementAt(record.parent).childCount;
-  return errNone;
-}
-
 void XmlTree::SetAttrCount(int depth, int count) {
   if (const uint32_t element = ElementAtDepth(depth))
     ElementAt(element).attrCount = static_cast<uint16_t>(count);
-}
-
-uint32_t XmlTree::ElementAtDepth(int depth) const {
-  if (!tables || depth < 1 || depth > kMaxDepth) return 0;
-  return tables->depthElements[depth];
 }
 
 uint32_t XmlTree::ParentOf(uint32_t element) const {

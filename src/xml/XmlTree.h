@@ -4,6 +4,7 @@
 #pragma once
 
 #include "frame/BufStr.h"
+#include "frame/Errors.h"
 #include "xml/XmlCopyStore.h"
 #include "xml/XmlNamePool.h"
 #include "xml/XmlRecordArray.h"
@@ -32,6 +33,8 @@ public:
   static constexpr int kMaxDepth = 256;
   // A text given to the tree as lying in the kept text at this offset is not copied.
   static constexpr uint32_t kNotKept = 0xFFFFFFFFu;
+  // The longest text a span can hold.
+  static constexpr uint32_t kMaxTextLength = (1u << 30) - 1;
 
   XmlTree() = default;
   ~XmlTree();
@@ -63,19 +66,22 @@ public:
   // `name` is a name id, with kWholeName when the local name is the whole qualified name. Offsets
   // into the kept text: `subtreeStart` of its '<', `contentStart` behind its '>'.
   static constexpr uint32_t kWholeName = 0x80000000u;
-  int AppendElement(uint32_t name, int depth, uint32_t mapping, uint32_t scopeTop, int scopeCount,
-                    bool isEmpty, int attrCount, uint32_t subtreeStart, uint32_t contentStart);
+  inline int AppendElement(uint32_t name, int depth, uint32_t mapping, uint32_t scopeTop,
+                           int scopeCount, bool isEmpty, int attrCount, uint32_t subtreeStart,
+                           uint32_t contentStart);
   // Appends an attribute of the last element. Its value of `length` bytes is copied from
   // `value`, unless `keptAt` gives its place in the kept text (then `value` may be null).
-  int AppendAttribute(uint32_t name, uint32_t mapping, const char* value, uint32_t length,
-                      uint32_t keptAt);
+  inline int AppendAttribute(uint32_t name, uint32_t mapping, const char* value, uint32_t length,
+                             uint32_t keptAt);
   // Closes the element of `depth`: its text (given as a value above), its end and kept-text
   // offsets, and its count in its parent.
-  int CompleteElement(int depth, const char* text, uint32_t length, uint32_t keptAt,
-                      uint32_t contentEnd, uint32_t subtreeEnd);
+  inline int CompleteElement(int depth, const char* text, uint32_t length, uint32_t keptAt,
+                             uint32_t contentEnd, uint32_t subtreeEnd);
   // Corrects the attribute count of the element of `depth` after a failed attribute.
   void SetAttrCount(int depth, int count);
-  uint32_t ElementAtDepth(int depth) const;
+  uint32_t ElementAtDepth(int depth) const {
+    return tables && depth >= 1 && depth <= kMaxDepth ? tables->depthElements[depth] : 0;
+  }
   // The fixed mapping of the "xml" prefix.
   uint32_t XmlMapping() const { return xmlMapping; }
 
@@ -199,7 +205,8 @@ private:
   };
   Element& ElementAt(uint32_t element) const { return elements[element - 1]; }
   // Stores `text` in the pool, or refers to the kept text; 0 or 200.
-  int Place(const char* text, uint32_t length, uint32_t keptAt, XmlTextSpan* span);
+  inline int Place(const char* text, uint32_t length, uint32_t keptAt, XmlTextSpan* span);
+  int PlaceInPool(const char* text, uint32_t length, XmlTextSpan* span);
   // The bytes of a span, NUL-terminated: a kept text is copied on first read.
   std::string_view SpanText(XmlTextSpan& span) const;
   std::string_view NameOf(uint32_t name) const;
@@ -219,5 +226,70 @@ private:
   uint32_t xmlMapping = 0;               // the fixed mapping of the "xml" prefix
   Tables* tables = nullptr;              // made by the first Begin
 };
+
+// The appends of every tag are inline: the scanner makes one or two per tag, and a call costs
+// about as much as the record.
+
+inline int XmlTree::Place(const char* text, uint32_t length, uint32_t keptAt, XmlTextSpan* span) {
+  if (keptAt == kNotKept) return PlaceInPool(text, length, span);
+  if (length > kMaxTextLength) return errOutOfMemory;
+  span->offset = keptAt;
+  span->length = length;
+  span->place = tpKept;
+  copies.Expect(length);
+  return errNone;
+}
+
+inline int XmlTree::AppendElement(uint32_t name, int depth, uint32_t mapping, uint32_t scopeTop,
+                                  int scopeCount, bool isEmpty, int attrCount,
+                                  uint32_t subtreeStart, uint32_t contentStart) {
+  if (depth < 1 || depth > kMaxDepth) return errOutOfMemory;
+  Element* record = elements.Add();
+  if (!record) return errOutOfMemory;
+  record->end = 0;
+  record->parent = depth > 1 ? tables->depthElements[depth - 1] : 0;
+  record->childCount = isEmpty ? -1 : 0;
+  record->name = name;
+  record->mapping = mapping;
+  record->scopeTop = scopeTop;
+  record->scopeCount = static_cast<uint16_t>(scopeCount);
+  record->attrCount = static_cast<uint16_t>(attrCount);
+  record->firstAttr = attributes.Count();
+  record->text = {};
+  record->subtreeStart = subtreeStart;
+  record->contentStart = contentStart;
+  record->contentEnd = 0;
+  record->subtreeEnd = 0;
+  tables->depthElements[depth] = elements.Count();
+  return errNone;
+}
+
+inline int XmlTree::AppendAttribute(uint32_t name, uint32_t mapping, const char* value,
+                                    uint32_t length, uint32_t keptAt) {
+  // The value is placed straight into the record, which goes again when that fails.
+  Attribute* record = attributes.Add();
+  if (!record) return errOutOfMemory;
+  if (Place(value, length, keptAt, &record->value) != errNone) {
+    attributes.RemoveLast();
+    return errOutOfMemory;
+  }
+  record->name = name;
+  record->mapping = mapping;
+  return errNone;
+}
+
+inline int XmlTree::CompleteElement(int depth, const char* text, uint32_t length, uint32_t keptAt,
+                                    uint32_t contentEnd, uint32_t subtreeEnd) {
+  const uint32_t element = ElementAtDepth(depth);
+  if (!IsElement(element)) return errNone;
+  if (length)
+    if (int rc = Place(text, length, keptAt, &ElementAt(element).text); rc != errNone) return rc;
+  Element& record = ElementAt(element);
+  record.end = elements.Count() + 1;
+  record.contentEnd = contentEnd;
+  record.subtreeEnd = subtreeEnd;
+  if (record.parent) ++ElementAt(record.parent).childCount;
+  return errNone;
+}
 
 } // namespace quillon

@@ -139,6 +139,7 @@ public:
   int32_t encoding = encAscii;        // XmlInputEncoding
   uint32_t partialCodePoint = 0;      // UTF-8: the bits of the sequence so far
   int32_t pendingBytes = 0;           // UTF-8: continuation bytes still due
+  uint8_t markupPath = 1; // ordinary markup read in whole constructs; tests turn it off to compare
 
 private:
   static constexpr uint32_t kNotKept = XmlTree::kNotKept;
@@ -176,16 +177,17 @@ private:
     // into elementText: at textKeptAt (kNotKept: none), of textKeptLength bytes.
     uint32_t textKeptAt = kNotKept;
     uint32_t textKeptLength = 0;
-    XmlScanBuffer text;             // pending character data
-    int textBlank = 0;              // length of the front of `text` known to be whitespace
-    XmlScanBuffer entity;           // name of the reference being read, without '&' and ';'
-    XmlScanBuffer token;            // the current name or value
-    XmlScanBuffer entityValue;      // decoded value of the last reference
-    uint32_t elementName = kNoName; // the start tag being read; survives it in SGML mode
-    XmlScanBuffer attrName;         // the attribute name waiting for its value
-    XmlScanBuffer message;          // a failure text, or markup set aside by the SGML rule
-    BufStr xpathText;               // the cursor's path, always one that leads back to it
-    BufStr pathCopy;                // the walker's private copy of its path
+    XmlScanBuffer text;               // pending character data
+    int textBlank = 0;                // length of the front of `text` known to be whitespace
+    XmlScanBuffer entity;             // name of the reference being read, without '&' and ';'
+    XmlScanBuffer token;              // the current name or value
+    XmlScanBuffer entityValue;        // decoded value of the last reference
+    uint32_t elementName = kNoName;   // the start tag being read; survives it in SGML mode
+    uint32_t lastStartName = kNoName; // the name of the last start tag of the markup path
+    XmlScanBuffer attrName;           // the attribute name waiting for its value
+    XmlScanBuffer message;            // a failure text, or markup set aside by the SGML rule
+    BufStr xpathText;                 // the cursor's path, always one that leads back to it
+    BufStr pathCopy;                  // the walker's private copy of its path
   };
 
   int MakeWork();
@@ -207,6 +209,34 @@ private:
   // other byte through Step. Returns where it stopped: `end`, or behind a failing byte.
   const char* ScanFast(const char* p, const char* end, int* rc);
   const char* ScanRun(const char* p, const char* end, int* rc);
+  // Whole constructs of ordinary markup from `p`, where text begins (XmlScanMarkup.cpp). Returns
+  // where ScanFast goes on, or behind a failing byte with `*rc` set.
+  const char* ScanMarkup(const char* p, const char* end, int* rc);
+  // A start or end tag whose '<' is at `open`, or as much of it as is ordinary.
+  const char* StartTagMarkup(const char* open, const char* end, int* rc);
+  const char* EndTagMarkup(const char* open, const char* end, int* rc);
+  // The steps of ordinary markup: a text run up to '<', an attribute, the start of the element
+  // of the tag just read, the end of the innermost element. Each returns 0 or the failing code.
+  // Offsets in the kept text: `tagStart` of the tag's '<', `tagEnd` behind its '>'; the end of
+  // an element's contents is the start of its end tag, or the end of its empty tag.
+  int MarkupText(const char* run, const char* open);
+  // A reference in text from '&' at `amp` to the byte that ends its name, with the run before it;
+  // where the text goes on.
+  const char* TextReference(const char* run, const char* amp, const char* nameEnd, int* rc);
+  // A quoted value whose opening quote is at `quote` and which holds a reference, stored as
+  // attribute `name`; where the tag goes on.
+  const char* ReferencedValue(std::string_view name, const char* quote, const char* end, int* rc);
+  // `known` is the name's id when it is known, else kNoName; `previousName` and `sequel` say
+  // what the name follows, and are moved on to it.
+  int MarkupAttribute(std::string_view name, uint32_t known, std::string_view value,
+                      uint32_t keptAt, uint32_t* previousName, XmlNamePool::Sequel* sequel);
+  int MarkupStartElement(bool isEmpty, uint32_t tagStart, uint32_t tagEnd);
+  int MarkupEndElement(uint32_t contentEnd, uint32_t tagEnd);
+  // Whether ScanMarkup may take ordinary markup: the tree is built, and neither the SGML rule
+  // nor double-byte characters apply.
+  bool UseMarkupPath() const {
+    return markupPath && BuildDOM && sgmlTags.IsEmpty() && charsetMode != 1;
+  }
   int TagEnd();
   // The byte `back` places before `at` in the pushed stream, across the start of this push.
   char ByteBefore(const char* at, int back) const;
@@ -220,7 +250,8 @@ private:
   // Appends to the text of the innermost open element; 0 or 200 with its text.
   int AppendElementText(const char* text, int length);
   // Copies a run noted as lying in the kept text into elementText; 0 or 200 with its text.
-  int TakeKeptText();
+  int TakeKeptText() { return work->textKeptAt == kNotKept ? 0 : CopyKeptText(); }
+  int CopyKeptText();
   // The kept text up to offset `end`, appending what this push holds of it; null on failure.
   const char* KeptBytes(uint32_t at, uint32_t end);
   // The offset in the pushed stream of a byte of this push.

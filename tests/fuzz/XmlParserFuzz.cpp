@@ -1,7 +1,8 @@
 // Arbitrary bytes through the XML parser, then over the tree: every accessor, paths taken from
 // the input, the path rewrite. Layout of an input: two option bytes, then the document up to
 // the first NUL, then paths separated by newlines. A listener (which makes the scanner go byte
-// by byte) and a split of the input must not change the tree; a difference aborts.
+// by byte) and a split of the input must not change the tree, and the scanner without its path
+// for ordinary markup must leave everything as it does with it; a difference aborts.
 #include "../xml/XmlTestSupport.h"
 #include "xml/XmlParser.h"
 #include "xml/XmlRewrite.h"
@@ -34,6 +35,33 @@ void Prepare(XmlParser& parser, uint8_t options, uint8_t more) {
   if (more & 8)
     parser.impl.flags &=
         ~(quillon::xfIgnoreBadAttributePrefixes | quillon::xfIgnoreBadElementPrefixes);
+}
+
+// Where a parse stopped and what it left, read before any path walk changes the failure text.
+struct Outcome {
+  int rc;
+  int state;
+  uint32_t inputCount;
+  uint32_t markupStart;
+  std::string error;
+  std::string kept;
+  bool operator==(const Outcome&) const = default;
+};
+
+Outcome Capture(const XmlParser& parser, int rc) {
+  return {rc,
+          parser.impl.state,
+          parser.impl.inputCount,
+          parser.impl.markupStart,
+          std::string(parser.impl.errorText.View()),
+          std::string(parser.OriginalText())};
+}
+
+// Feeds the document whole, or in two pieces split at `at`.
+int Feed(XmlParser& parser, std::string_view document, size_t at, bool pieces) {
+  if (!pieces) return parser.Parse(document);
+  const int rc = parser.impl.Feed(document.substr(0, at));
+  return rc != 0 ? rc : parser.impl.Feed(document.substr(at));
 }
 
 void ReadEverything(XmlParser& parser) {
@@ -76,9 +104,11 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
   const std::string_view paths =
       nul == std::string_view::npos ? std::string_view() : input.substr(nul + 1);
 
+  const size_t at = document.empty() ? 0 : (more >> 4) * document.size() / 16;
   XmlParser parser;
   Prepare(parser, options, more);
   const int rc = parser.Parse(document);
+  const Outcome outcome = Capture(parser, rc);
   const std::string tree = quillon::test::DumpTree(parser, true);
 
   // The same document byte by byte under a listener, and in two pieces.
@@ -90,10 +120,21 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
     std::abort();
   XmlParser split;
   Prepare(split, options, more);
-  const size_t at = document.empty() ? 0 : (more >> 4) * document.size() / 16;
-  int splitRc = split.impl.Feed(document.substr(0, at));
-  if (splitRc == 0) splitRc = split.impl.Feed(document.substr(at));
+  const int splitRc = Feed(split, document, at, true);
+  const Outcome splitOutcome = Capture(split, splitRc);
   if (splitRc != rc || quillon::test::DumpTree(split, true) != tree) std::abort();
+
+  // Without the markup path, whole and in pieces: the same outcome down to the failure text, the
+  // kept text, the byte count and the state where the parse stopped.
+  for (bool pieces : {false, true}) {
+    XmlParser general;
+    Prepare(general, options, more);
+    general.impl.markupPath = 0;
+    const int generalRc = Feed(general, document, at, pieces);
+    if (Capture(general, generalRc) != (pieces ? splitOutcome : outcome) ||
+        quillon::test::DumpTree(general, true) != tree)
+      std::abort();
+  }
 
   parser.SetXPath("/[lastUnclosed()]");
   ReadEverything(parser);

@@ -231,11 +231,12 @@ TEST(XmlNamespaceTest, SgmlRuleClosesElementsWithoutEndTags) {
   ASSERT_EQ(parser.Parse("<p>a<br>b<img src=x><ul><li>one</ul></p>"), 0) << parser.LastErrorText();
   EXPECT_EQ(parser.OriginalText(), "<p>a<br>b</br><img src=x></img><ul><li>one</li></ul></p>");
   EXPECT_EQ(DumpTree(parser, true),
-            "<p {} [a] kept(<p>a<br>b</br><img src=x></img><ul><li>one</li></ul></p>)\n"
-            "<br {} [b] kept(<br>b</br>)\n"
-            "<img {} :src{}=x [] kept(<img src=x></img>)\n"
-            "<ul {} [] kept(<ul><li>one</li></ul>)\n"
-            "<li {} [one] kept(<li>one</li>)\n");
+            "<p {} [a] kept(<p>a<br>b</br><img src=x></img><ul><li>one</li></ul></p>|"
+            "a<br>b</br><img src=x></img><ul><li>one</li></ul>)\n"
+            "<br {} [b] kept(<br>b</br>|b)\n"
+            "<img {} :src{}=x [] kept(<img src=x></img>|)\n"
+            "<ul {} [] kept(<ul><li>one</li></ul>|<li>one</li>)\n"
+            "<li {} [one] kept(<li>one</li>|one)\n");
   const std::vector<std::string> expected = {
       "start  p p",     "chars a|a",    "start  br br", "chars b|b",    "end  br br",
       "start  img img", "end  img img", "start  ul ul", "start  li li", "chars one|one",

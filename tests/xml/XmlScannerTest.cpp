@@ -382,6 +382,84 @@ TEST(XmlScannerTest, SplittingTheInputOrAddingAListenerChangesNothing) {
   }
 }
 
+// Where a parse stopped and what it left, read before a path walk changes the failure text.
+std::string Outcome(const XmlParser& parser, int rc) {
+  return std::to_string(rc) + " state " + std::to_string(parser.impl.state) + " at " +
+         std::to_string(parser.impl.inputCount) + " markup " +
+         std::to_string(parser.impl.markupStart) + " [" + Str(parser.impl.errorText.View()) +
+         "] kept(" + Str(parser.OriginalText()) + ")";
+}
+
+// Ordinary markup is read in whole constructs, and everything else byte by byte; the two must
+// agree on every document, setting and split, failures included, down to where a parse stopped.
+TEST(XmlScannerTest, ReadingMarkupInWholeConstructsChangesNothing) {
+  std::string deep;
+  for (int i = 0; i < 300; ++i)
+    deep += "<d>";
+  std::string wide = "<w";
+  for (int i = 0; i < 300; ++i)
+    wide += " a" + std::to_string(i) + "='" + std::to_string(i) + "'";
+  wide += "/>";
+  const std::string longName(60, 'n');
+  const std::string documents[] = {
+      // names that repeat, that begin like the last ones, and that take other attributes
+      "<r><link a='1'/><link a='2'/><links a='3'/><link ab='4' a='5'/><link/>\n</r>",
+      "<r><e =x='1' y = \"2\" z='3'/><e b c=d e='f'/><e/ f='1'><e b/></e></r>",
+      // references in text and in values, whole and cut short
+      "<r><t>a &amp; b&lt;c&#32;d &unknown; e&#x41;</t><v k=\"x&quot;y&quot;\" j='&apos;'/></r>",
+      "<r><t>&amp</t><v k='&amp x' l='&#65' m=\"&\"/></r>",
+      "<r><e " + longName + "='a&amp;b' " + longName + "x='c'/></r>",
+      // text: lines, mixed content, "</" as text, whitespace
+      "<r>\n  one\n  two \n<i>x</i> y <j/>z</r>",
+      "<r> a </ b <b>c</b >d</r>",
+      "<r><a>  </a><b> x </b></r>",
+      // namespaces, known and unknown
+      "<r xmlns='u' xmlns:p='v'><p:a p:x='1' y='2'><b xmlns:p='w' p:z='3'/></p:a><q:c/></r>",
+      "<r xml:lang='en'><p:a p:b='1'/></r>",
+      // other markup between ordinary tags
+      "<?xml version='1.0'?><!DOCTYPE r [<!ENTITY e 'x'>]><r><!-- c --><![CDATA[<x>]]><?pi ?></r>",
+      // failures
+      "<r><a>x</b></r>",
+      "<r><a>x</a junk></r>",
+      "<r><a b=>",
+      "text<r/>more",
+      deep,
+      wide,
+  };
+  struct Setting {
+    const char* config;
+    bool strict; // failures for unknown prefixes and for text outside the root
+  };
+  const Setting settings[] = {
+      {"PreserveWhitespace=false", false},
+      {"PreserveWhitespace=true", false},
+      {"KeepOriginalText=false", false},
+      {"AllowLeadingDigit=true", true},
+  };
+  for (const Setting& setting : settings) {
+    for (const std::string& document : documents) {
+      const std::string_view text(document);
+      for (size_t split = 0; split <= text.size(); split += split < 40 ? 1 : 7) {
+        std::string outcomes[2];
+        std::string trees[2];
+        for (int markup = 0; markup < 2; ++markup) {
+          XmlParser parser;
+          parser.PrepareForDocument();
+          parser.ConfigText(setting.config, nullptr);
+          if (setting.strict) parser.impl.flags = 0;
+          parser.impl.markupPath = static_cast<uint8_t>(markup);
+          int rc = parser.impl.Feed(text.substr(0, split));
+          if (rc == 0) rc = parser.impl.Feed(text.substr(split));
+          outcomes[markup] = Outcome(parser, rc);
+          trees[markup] = DumpTree(parser, true);
+        }
+        EXPECT_EQ(outcomes[1], outcomes[0]) << setting.config << " " << document << " at " << split;
+        EXPECT_EQ(trees[1], trees[0]) << setting.config << " " << document << " at " << split;
+      }
+    }
+  }
+}
+
 TEST(XmlScannerTest, OutOfMemoryAtAnyAllocationGivesCode200) {
   const char* document = "<f xmlns='urn:a' xmlns:m='urn:m'><e m:k='1'>text that is long enough "
                          "to leave the inline buffers of the scanner behind it, twice over and "

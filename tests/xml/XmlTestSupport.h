@@ -30,7 +30,7 @@ inline std::string TextOf(XmlParser& parser, std::string_view path) {
 }
 
 // Every element of the tree in document order: qualified name, {namespace}, attributes with
-// prefix and namespace, text in [], and the kept text of the subtree.
+// prefix and namespace, text in [], and the kept text of the subtree and of its contents.
 inline void DumpElement(XmlParser& parser, std::string& out, bool withKeptText) {
   out += "<" + Str(parser.XElement()) + " {" + Str(parser.XNamespace()) + "}";
   for (int i = 0; i < parser.AttrCount(); ++i)
@@ -38,9 +38,10 @@ inline void DumpElement(XmlParser& parser, std::string& out, bool withKeptText) 
            Str(parser.AttrNamespace(i)) + "}=" + Str(parser.AttrValue(i));
   out += " [" + Str(parser.XText()) + "]";
   if (withKeptText) {
-    std::string_view kept;
-    parser.XSubTree(&kept);
-    out += " kept(" + Str(kept) + ")";
+    std::string_view subtree, contents;
+    parser.XSubTree(&subtree);
+    parser.XContents(&contents);
+    out += " kept(" + Str(subtree) + "|" + Str(contents) + ")";
   }
   out += "\n";
   const int count = parser.XChildrenCount();

@@ -1,0 +1,88 @@
+// The scanner's block searches against the byte classes they stand for: every byte value at
+// every place of a run, inside the 16-byte blocks and in the tail behind them, and the word
+// compare of names at every length.
+#include "xml/XmlScanBytes.h"
+#include "xml/XmlCharClass.h"
+
+#include <gtest/gtest.h>
+
+#include <cstring>
+#include <string>
+
+namespace quillon::test {
+namespace {
+
+// A run of `length` bytes of `fill` with `stop` at `at`.
+std::string RunWith(size_t length, char fill, size_t at, char stop) {
+  std::string run(length, fill);
+  run[at] = stop;
+  return run;
+}
+
+// Where a byte-by-byte search would stop.
+const char* StopOf(const std::string& run, bool (*continues)(char)) {
+  const char* p = run.data();
+  while (p < run.data() + run.size() && continues(*p))
+    ++p;
+  return p;
+}
+
+bool ContinuesName(char c) {
+  return IsXmlNameChar(c);
+}
+bool ContinuesSpace(char c) {
+  return IsXmlSpace(c);
+}
+bool ContinuesAttrName(char c) {
+  return !(XmlClass(c) & xcAttrNameEnd);
+}
+bool ContinuesText(char c) {
+  return c != '<' && c != '&' && c != '\n';
+}
+
+TEST(XmlScanBytesTest, BlockSearchesStopWhereTheByteClassesSay) {
+  constexpr size_t kLength = 37; // two blocks and a tail
+  for (int value = 0; value < 256; ++value) {
+    const char c = static_cast<char>(value);
+    for (size_t at = 0; at < kLength; ++at) {
+      const std::string names = RunWith(kLength, 'a', at, c);
+      const char* end = names.data() + names.size();
+      EXPECT_EQ(SkipNameChars(names.data(), end), StopOf(names, ContinuesName))
+          << "name byte " << value << " at " << at;
+      EXPECT_EQ(SkipAttrNameChars(names.data(), end), StopOf(names, ContinuesAttrName))
+          << "attribute byte " << value << " at " << at;
+      EXPECT_EQ(FindAny3(names.data(), end, '<', '&', '\n'), StopOf(names, ContinuesText))
+          << "text byte " << value << " at " << at;
+      const std::string spaces = RunWith(kLength, '\t', at, c);
+      EXPECT_EQ(SkipXmlSpaces(spaces.data(), spaces.data() + spaces.size()),
+                StopOf(spaces, ContinuesSpace))
+          << "space byte " << value << " at " << at;
+    }
+  }
+}
+
+TEST(XmlScanBytesTest, SearchesStopAtTheEnd) {
+  // The byte at `end` would stop every search; none may look at it.
+  const std::string run = "abcdefghijklmnopqrstuvwxyz0123456789 <&\n";
+  for (size_t length = 0; length <= 36; ++length) {
+    const char* end = run.data() + length;
+    EXPECT_EQ(SkipNameChars(run.data(), end), end) << length;
+    EXPECT_EQ(SkipAttrNameChars(run.data(), end), end) << length;
+    EXPECT_EQ(FindAny3(run.data(), end, ' ', '<', '&'), end) << length;
+  }
+}
+
+TEST(XmlScanBytesTest, WordCompareOfNamesAgreesWithMemcmpAtEveryLength) {
+  const std::string name = "m:properties.d:ReleaseDate-Catalog_Address";
+  for (size_t length = 0; length <= name.size(); ++length) {
+    EXPECT_TRUE(SameBytes(name.data(), name.data(), length)) << length;
+    for (size_t at = 0; at < length; ++at) {
+      std::string other = name;
+      other[at] = static_cast<char>(other[at] ^ 0x20);
+      EXPECT_FALSE(SameBytes(name.data(), other.data(), length)) << length << " at " << at;
+    }
+  }
+}
+
+} // namespace
+} // namespace quillon::test
