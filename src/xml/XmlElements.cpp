@@ -218,15 +218,7 @@ int xmlpimpl::StoreAttribute(std::string_view name, std::string_view value, uint
     if (w.attrCount == kMaxAttributes) return errOutOfMemory;
     PendingAttribute& attribute = w.attributes[w.attrCount];
     if (tree.Names().Intern(name, &attribute.name) != errNone) return errOutOfMemory;
-    attribute.keptAt = keptAt;
-    attribute.valueLength = static_cast<uint32_t>(value.size());
-    if (keptAt == kNotKept) {
-      attribute.valueAt = static_cast<uint32_t>(w.values.Length());
-      if (w.values.Append(value) != errNone || w.values.AppendChar(0) != errNone)
-        return errOutOfMemory;
-    }
-    ++w.attrCount;
-    return errNone;
+    return AddPendingAttribute(attribute, value, keptAt);
   }
   // "xmlns" declares the default namespace, "xmlns:p" and also "xmlnsp" the prefix p.
   std::string_view prefix = name.substr(kXmlnsPrefix.size());

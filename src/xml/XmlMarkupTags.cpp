@@ -121,15 +121,7 @@ inline int xmlpimpl::MarkupAttribute(std::string_view name, uint32_t known, std:
     return errOutOfMemory;
   *previousName = attribute.name;
   *sequel = XmlNamePool::sqNextAttribute;
-  attribute.keptAt = keptAt;
-  attribute.valueLength = static_cast<uint32_t>(value.size());
-  if (keptAt == kNotKept) {
-    attribute.valueAt = static_cast<uint32_t>(w.values.Length());
-    if (w.values.Append(value) != errNone || w.values.AppendChar(0) != errNone)
-      return errOutOfMemory;
-  }
-  ++w.attrCount;
-  return errNone;
+  return AddPendingAttribute(attribute, value, keptAt);
 }
 
 // Step reads the name into `token` and moves it to attrName, where it cannot fail for a name that

@@ -191,6 +191,19 @@ private:
   };
 
   int MakeWork();
+  // Sets the value of `attribute`, copying it into `values` unless it is kept as it is, and
+  // counts the attribute in.
+  int AddPendingAttribute(PendingAttribute& attribute, std::string_view value, uint32_t keptAt) {
+    attribute.keptAt = keptAt;
+    attribute.valueLength = static_cast<uint32_t>(value.size());
+    if (keptAt == kNotKept) {
+      attribute.valueAt = static_cast<uint32_t>(work->values.Length());
+      if (work->values.Append(value) != errNone || work->values.AppendChar(0) != errNone)
+        return errOutOfMemory;
+    }
+    ++work->attrCount;
+    return errNone;
+  }
   // Input layer
   int PushBytes(const char* begin, const char* end);
   int FeedUtf8(const char* begin, const char* end);
