@@ -276,10 +276,7 @@ int xmlpimpl::StartElement(bool isEmpty) {
         const uint32_t attrName =
             attribute.name |
             (attrLocal.size() == NameOf(attribute.name).size() ? XmlTree::kWholeName : 0);
-        const char* value =
-            attribute.keptAt == kNotKept ? w.values.Data() + attribute.valueAt : nullptr;
-        rc = tree.AppendAttribute(attrName, attrMapping, value, attribute.valueLength,
-                                  attribute.keptAt);
+        rc = AppendPendingAttribute(attribute, attrName, attrMapping);
       }
       if (rc != errNone) {
         // The records so far stay readable.

@@ -206,12 +206,7 @@ int xmlpimpl::MarkupStartElement(bool isEmpty, uint32_t tagStart, uint32_t tagEn
         if (local.size() != names.Name(attribute.name).size()) attrName = attribute.name;
       }
     }
-    if (rc == errNone) {
-      const char* value =
-          attribute.keptAt == kNotKept ? w.values.Data() + attribute.valueAt : nullptr;
-      rc = tree.AppendAttribute(attrName, attrMapping, value, attribute.valueLength,
-                                attribute.keptAt);
-    }
+    if (rc == errNone) rc = AppendPendingAttribute(attribute, attrName, attrMapping);
     if (rc != errNone) {
       tree.SetAttrCount(depth, i);
       return rc;

@@ -204,6 +204,12 @@ private:
     ++work->attrCount;
     return errNone;
   }
+  // Appends `attribute` of the tag just read to the tree, with its resolved name and mapping.
+  int AppendPendingAttribute(const PendingAttribute& attribute, uint32_t name, uint32_t mapping) {
+    const char* value =
+        attribute.keptAt == kNotKept ? work->values.Data() + attribute.valueAt : nullptr;
+    return tree.AppendAttribute(name, mapping, value, attribute.valueLength, attribute.keptAt);
+  }
   // Input layer
   int PushBytes(const char* begin, const char* end);
   int FeedUtf8(const char* begin, const char* end);
