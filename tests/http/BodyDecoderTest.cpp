@@ -62,9 +62,11 @@ std::string Gzip(std::string_view data, uint8_t flags = 0) {
   AppendLittle32(out, 0x5F5E1000); // mtime
   out += "\x00\x03";               // extra flags, OS Unix
   out.resize(10);
-  if (flags & 0x04) {
-    out += std::string("\x06\x00", 2);
-    out += std::string("AB\x02\x00xy", 6);
+  if (flags & 0x04) { // 262 bytes: the length's high byte counts
+    out += std::string("\x06\x01"
+                       "AB\x02\x01",
+                       6);
+    out += std::string(258, 'x');
   }
   if (flags & 0x08) out += std::string("feed.xml\0", 9);
   if (flags & 0x10) out += std::string("made for the decoder test\0", 26);
