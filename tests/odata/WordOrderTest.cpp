@@ -18,6 +18,8 @@ TEST(WordOrder, PairsInOrder) {
       {"Item9", "ItemA"},              // digits before letters
       {"co-op", "coop"},               // equal once the hyphen is passed over; bytes decide
       {"it's", "its"},                 // the same with an apostrophe
+      {"coop", "co-or"},               // "coop" before "coor": the hyphen is no symbol here
+      {"its", "it'z"},                 // nor is the apostrophe
       {"name", "Name"},                // lower case first on a tie
       {"naMe", "nAme"},                // the first place where the case differs decides
       {"Price", "PriceList"},          // a prefix comes first
