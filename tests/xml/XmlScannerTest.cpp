@@ -54,6 +54,14 @@ TEST(XmlScannerTest, ReferencesDecodeOrStayAsWritten) {
       {"<a>&lt;&gt;&amp;&apos;&quot;</a>", "<>&'\""},
       {"<a>&LT;</a>", "&LT;"}, // names compare with case
       {"<a>&#xE9;&#x20AC;</a>", "\xC3\xA9\xE2\x82\xAC"},
+      // Each end of each UTF-8 length.
+      {"<a>&#x7F;</a>", "\x7F"},
+      {"<a>&#x80;</a>", "\xC2\x80"},
+      {"<a>&#x7FF;</a>", "\xDF\xBF"},
+      {"<a>&#x800;</a>", "\xE0\xA0\x80"},
+      {"<a>&#xFFFF;</a>", "\xEF\xBF\xBF"},
+      {"<a>&#x10000;</a>", "&#x10000;"},
+      {"<a>&#xD7FF;&#xDFFF;&#xE000;</a>", "\xED\x9F\xBF?\xEE\x80\x80"},
       {"<a>&#xD800;</a>", "?"}, // a lone surrogate converts to '?'
       {"<a>a & b</a>", "a & b"},
       {"<a>&;</a>", "&;"},
