@@ -1,7 +1,9 @@
 #include "frame/Text.h"
+#include "frame/CharClass.h"
 
 #include <gtest/gtest.h>
 
+#include <cctype>
 #include <string>
 
 namespace quillon {
@@ -34,6 +36,22 @@ TEST(Text, NumberParsingStopsAtTheFirstOtherCharacter) {
   EXPECT_STREQ(out, "0");
 }
 
+// Every byte against the C library's classes in the "C" locale, where bytes from 0x80 up have none.
+TEST(Text, CharClassOfEveryByte) {
+  for (int b = 0; b < 256; ++b) {
+    const char c = static_cast<char>(b);
+    SCOPED_TRACE(b);
+    EXPECT_EQ(IsDigitChar(c), std::isdigit(b) != 0);
+    EXPECT_EQ(IsHexChar(c), std::isxdigit(b) != 0);
+    EXPECT_EQ(IsAlphaChar(c), std::isalpha(b) != 0);
+    EXPECT_EQ(IsLowerChar(c), std::islower(b) != 0);
+    EXPECT_EQ(IsBlankChar(c), std::isspace(b) != 0);
+    EXPECT_EQ(LowerChar(c), static_cast<char>(std::tolower(b)));
+    EXPECT_EQ(UpperChar(c), static_cast<char>(std::toupper(b)));
+    EXPECT_EQ(HexValue(c), std::isxdigit(b) ? std::stoi(std::string(1, c), nullptr, 16) : -1);
+  }
+}
+
 TEST(Text, TruthAndCaseInsensitiveEquality) {
   for (const char* yes : {"TRUE", "true", "Yes", "1"})
     EXPECT_TRUE(IsTrueText(yes)) << yes;
@@ -60,6 +78,11 @@ TEST(Text, PercentEncodingByTable) {
       {"a=1&b=$2", "a%3D1%26b%3D%242", "a=1&b=$2"},
       {"*-.@_~+", "*-.@_%7E%2B", "*-.@_%7E%2B"},
       {"\xC3\xA9\x01\x7F", "%C3%A9%01%7F", "%C3%A9%01%7F"},
+      // Every ASCII symbol, so that a byte added to or taken from a table shows.
+      {" !\"#$%&'()*+,-./:;<=>?@[\\]^_`{|}~",
+       "%20%21%22%23%24%25%26%27%28%29*%2B%2C-.%2F%3A%3B%3C%3D%3E%3F@%5B%5C%5D%5E_%60%7B%7C%7D%7E",
+       "%20%21%22%23$%25&%27%28%29*%2B%2C-./%3A%3B%3C=%3E%3F@%5B%5C%5D%5E_%60%7B%7C%7D%7E"},
+      {"09AZaz", "09AZaz", "09AZaz"},
   };
   for (const Row& row : rows) {
     BufStr value, query;
