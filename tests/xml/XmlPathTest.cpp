@@ -248,11 +248,10 @@ TEST_F(XmlPathTest, RememberedNameStepsFindWhatAFreshSearchFinds) {
     return p.SetXPath(path) == 0 ? Str(p.AttributeByName("i") ? p.AttributeByName("i") : "-")
                                  : "<none>";
   };
-  const char* const walks[] = {"/r/a[1]",  "/r/a[2]",   "/r/a[3]/a[2]", "/r/a[3]",
-                               "/r/b[2]",  "/r/a[5]",   "/r/p:a[2]",    "/r/a[3]/a[1]",
-                               "/r/a[6]",  "/r/a[7]",   "/r/a[4]",      "/r/urn:pa[1]",
-                               "/r/a[2]",  "/r/p:a[1]", "/r/a[0]",      "/r/a[3]/a[3]",
-                               "/r/a[6]"};
+  const char* const walks[] = {
+      "/r/a[1]",   "/r/a[2]",      "/r/a[3]/a[2]", "/r/a[3]",      "/r/b[2]", "/r/a[5]",
+      "/r/p:a[2]", "/r/a[3]/a[1]", "/r/a[6]",      "/r/a[7]",      "/r/a[4]", "/r/urn:pa[1]",
+      "/r/a[2]",   "/r/p:a[1]",    "/r/a[0]",      "/r/a[3]/a[3]", "/r/a[6]"};
   for (const char* path : walks) {
     ASSERT_EQ(ParseOwned(fresh, document), 0);
     EXPECT_EQ(found(parser, path), found(fresh, path)) << path;
