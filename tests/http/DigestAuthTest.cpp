@@ -8,6 +8,7 @@
 #include <gtest/gtest.h>
 
 #include <string>
+#include <vector>
 
 namespace quillon {
 namespace {
@@ -101,8 +102,8 @@ TEST(DigestAuthTest, ResponseForms) {
                                static_cast<int>(r.body.size())),
               errNone);
     BufStr response;
-    ASSERT_EQ(DigestResponse(state, response), errNone) << "row: " << r.row;
-    EXPECT_EQ(response.View(), r.expected) << "row: " << r.row;
+    ASSERT_EQ(DigestResponse(state, response), errNone) << r.row;
+    EXPECT_EQ(response.View(), r.expected) << r.row;
   }
 }
 
@@ -159,20 +160,19 @@ TEST(DigestAuthTest, ChallengeParsing) {
   };
   DigestState state;
   for (const Row& r : rows) {
+    SCOPED_TRACE(r.challenge);
     // Every field comes from this challenge alone, whatever the one before left.
     ASSERT_EQ(ParseDigestChallenge(state, "realm=old, qop=auth, nonce=old, opaque=old, "
                                           "algorithm=old"),
               errNone);
     state.nonceCount = 7;
-    ASSERT_EQ(ParseDigestChallenge(state, r.challenge), errNone) << "row: " << r.challenge;
-    EXPECT_EQ(std::string(state.realm.View()) + "|" + std::string(state.qop.View()) + "|" +
-                  std::string(state.algorithm.View()) + "|" + std::string(state.nonce.View()) +
-                  "|" + std::string(state.opaque.View()),
-              std::string(r.realm) + "|" + r.qop + "|" + r.algorithm + "|" + r.nonce + "|" +
-                  r.opaque)
-        << "row: " << r.challenge;
-    EXPECT_EQ(state.nonceCount, 0u) << "row: " << r.challenge;
-    EXPECT_EQ(state.cnonce.Length(), *r.qop ? 8 : 0) << "row: " << r.challenge;
+    ASSERT_EQ(ParseDigestChallenge(state, r.challenge), errNone);
+    EXPECT_EQ(
+        (std::vector<std::string_view>{state.realm.View(), state.qop.View(), state.algorithm.View(),
+                                       state.nonce.View(), state.opaque.View()}),
+        (std::vector<std::string_view>{r.realm, r.qop, r.algorithm, r.nonce, r.opaque}));
+    EXPECT_EQ(state.nonceCount, 0u);
+    EXPECT_EQ(state.cnonce.Length(), *r.qop ? 8 : 0);
   }
 }
 
