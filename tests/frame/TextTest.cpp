@@ -95,7 +95,7 @@ TEST(Text, PercentEncodingByTable) {
 
 TEST(Text, Base64RoundTripsAndForgivesNoise) {
   struct Row {
-    const char* plain;
+    std::string plain;
     const char* standard;
     const char* urlSafe;
   };
@@ -109,17 +109,26 @@ TEST(Text, Base64RoundTripsAndForgivesNoise) {
       {"fooba", "Zm9vYmE=", "Zm9vYmE"},
       {"foobar", "Zm9vYmFy", "Zm9vYmFy"},
       {"\xFB\xFF\xBF", "+/+/", "-_-_"},
+      // Every digit of both alphabets in order.
+      {std::string(
+           "\x00\x10\x83\x10\x51\x87\x20\x92\x8B\x30\xD3\x8F\x41\x14\x93\x51\x55\x97\x61\x96"
+           "\x9B\x71\xD7\x9F\x82\x18\xA3\x92\x59\xA7\xA2\x9A\xAB\xB2\xDB\xAF\xC3\x1C"
+           "\xB3\xD3\x5D\xB7\xE3\x9E\xBB\xF3\xDF\xBF",
+           48),
+       "ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789+/",
+       "ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789-_"},
   };
   for (const Row& row : rows) {
     BufStr standard, urlSafe;
-    const int n = static_cast<int>(strlen(row.plain));
-    ASSERT_EQ(Base64Encode(standard, row.plain, n, false, 0, false), 0);
-    ASSERT_EQ(Base64Encode(urlSafe, row.plain, n, false, 0, true), 0);
-    EXPECT_EQ(standard.View(), row.standard) << row.plain;
-    EXPECT_EQ(urlSafe.View(), row.urlSafe) << row.plain;
-    EXPECT_EQ(Base64Decode(standard, false), n) << row.plain;
+    const int n = static_cast<int>(row.plain.size());
+    ASSERT_EQ(Base64Encode(standard, row.plain.data(), n, false, 0, false), 0);
+    ASSERT_EQ(Base64Encode(urlSafe, row.plain.data(), n, false, 0, true), 0);
+    SCOPED_TRACE(row.standard);
+    EXPECT_EQ(standard.View(), row.standard);
+    EXPECT_EQ(urlSafe.View(), row.urlSafe);
+    EXPECT_EQ(Base64Decode(standard, false), n);
     EXPECT_EQ(standard.View(), row.plain);
-    EXPECT_EQ(Base64Decode(urlSafe, true), n) << row.plain;
+    EXPECT_EQ(Base64Decode(urlSafe, true), n);
     EXPECT_EQ(urlSafe.View(), row.plain);
   }
 
