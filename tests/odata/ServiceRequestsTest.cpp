@@ -151,6 +151,14 @@ TEST_F(ServiceRequests, FailedStatusesBecome151Or902) {
   // A success without a body is plain success.
   core.answer = {0, 204, "  \r\n", ""};
   EXPECT_EQ(core.QueryService(), 0);
+
+  // The edges of the 4xx range.
+  const std::pair<int, int> edges[] = {
+      {399, errServiceError}, {400, errHttpStatus}, {499, errHttpStatus}, {500, errServiceError}};
+  for (const auto& [status, code] : edges) {
+    core.answer = {errHttpStatus, status, "body", "HTTP protocol error."};
+    EXPECT_EQ(core.QueryService(), code) << status;
+  }
 }
 
 } // namespace

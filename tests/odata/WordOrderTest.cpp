@@ -24,6 +24,9 @@ TEST(WordOrder, PairsInOrder) {
       {"naMe", "nAme"},                // the first place where the case differs decides
       {"Price", "PriceList"},          // a prefix comes first
       {"Zeta", "\xC3\x89tat"},         // bytes from 0x80 up after the ASCII letters
+      {"Item~", "Item0"},              // the last symbol still before the first digit
+      {"Item9", "Itema"},              // the last digit before the first letter
+      {"Itemz", "Item\x80"},           // the last letter before the first high byte
       {"", "a"},
   };
   for (const auto& [first, second] : rows) {
