@@ -18,9 +18,6 @@ TEST(CodePage, WideToBytesCountsTheTerminator) {
   const Row rows[] = {
       {65001, u"caf\u00e9", "caf\xC3\xA9"},
       {0, u"caf\u00e9", "caf\xC3\xA9"}, // 0 is the default code page, UTF-8 here
-      {1252, u"caf\u00e9 \u20ac", "caf\xE9 \x80"},
-      {1251, u"\u0414", "\xC4"},
-      {28591, u"\u00ff", "\xFF"},
       {932, u"\u65e5\u672c", "\x93\xFA\x96\x7B"},
       {20127, u"a\u00e9", "a?"}, // a character the code page lacks becomes '?'
       {65001, u"", ""},
