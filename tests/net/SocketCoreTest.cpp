@@ -87,7 +87,7 @@ TEST(WaitStepTest, DeadlineEndsTheWaitInBothModes) {
     SocketCore core;
     core.useWindowsMessages = windowMessages;
     ASSERT_EQ(core.ConfigText("TimeoutInMilliseconds=True", nullptr), 0);
-    core.SetTimeout(30, true);
+    core.SetTimeout(200, true); // long enough for a step on a loaded machine
     core.ArmDeadline();
     int steps = 0;
     while (core.WaitStep(5, core.windowHandle))
