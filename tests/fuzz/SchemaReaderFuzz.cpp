@@ -18,10 +18,10 @@ void ReadEverySchemaProperty(QuillonCore& core) {
   quillon::ForEachProperty(
       [](const PropertyRow& row, void* context) {
         if (row.id < 83 || row.id > 124) return;
-        auto& core = *static_cast<QuillonCore*>(context);
+        auto& target = *static_cast<QuillonCore*>(context);
         PropertyValue value;
         for (int index = -1; index <= (row.indexName ? 2 : -1); ++index)
-          row.get(core, index, value);
+          row.get(target, index, value);
       },
       &core);
 }
