@@ -7,10 +7,9 @@ set -uo pipefail
 name="$1"
 env_file="$2/$name/peer.env"
 [ -f "$env_file" ] || { echo "check: no $env_file (peer $name not started)"; exit 1; }
-set -a
-# shellcheck disable=SC1090
-. "$env_file"
-set +a
+while IFS= read -r line; do
+  export "$line"
+done <"$env_file"
 failures=0
 rows=0
 
@@ -20,7 +19,7 @@ expect() {
   shift 2
   rows=$((rows + 1))
   output="$("$@" 2>&1)"
-  if ! printf '%s' "$output" | grep -Eq -- "$pattern"; then
+  if ! printf '%s' "$output" | grep -Eiq -- "$pattern"; then
     failures=$((failures + 1))
     echo "FAIL $name/$row: expected /$pattern/ from: $*"
     printf '%s\n' "$output" | head -n 20 | sed 's/^/    /'
@@ -103,9 +102,21 @@ sslserver_expired)
   expect insecure "Protocol  : TLSv1.2" curl -sS -k "$HTTPS_URL/"
   ;;
 odata)
-  expect metadata "<edmx:Edmx" curl -sS "${URL}\$metadata"
-  expect feed "<feed .*<entry" sh -c "curl -sS -H 'Accept: application/atom+xml' '${URL}Products' | tr -d '\n'"
-  expect etag "^ETag: W/\"" head_of -H "Accept: application/atom+xml" "${URL}${ETAG_ENTRY}"
+  entries() { curl -sS "$1" | grep -o "<entry>" | wc -l; }
+  expect metadata "<edmx:Edmx.*Type=\"Edm.DateTime\".*Type=\"Edm.Decimal\".*<ComplexType Name=\"Address\">" \
+    sh -c "curl -sS '${URL}\$metadata' | tr -d '\n'"
+  expect service-document "<collection href=\"Products\">" curl -sS "$URL"
+  expect feed-atom "Content-Type: application/atom\+xml" head_of "${URL}Products"
+  expect feed-page "^$PAGE_SIZE$" entries "${URL}Products"
+  expect feed-last-page "^3$" entries "${URL}Products?\$skiptoken=10"
+  expect json-next "__next" curl -sS -H "Accept: application/json" "${URL}Products"
+  expect non-ascii "<d:Name m:type=\"Edm.String\">Crème brûlée</d:Name>" curl -sS "${URL}Products(9)"
+  expect etag "^ETag: W/\"" head_of "${URL}${ETAG_ENTRY}"
+  expect complex "<d:City m:type=\"Edm.String\">København</d:City>" curl -sS "${URL}SupplierAddress?ID=6"
+  expect stale-etag "^412$" curl -sS -o /dev/null -w "%{http_code}" -X MERGE -H "If-Match: W/\"stale\"" \
+    -H "Content-Type: application/json" -d '{"Rating":1}' "${URL}Products(13)"
+  expect error-document "<error xmlns=\"http://schemas.microsoft.com/ado/2007/08/dataservices/metadata\"><code>404" \
+    curl -sS "${URL}Products(999)"
   ;;
 *)
   echo "check: no checks for peer $name"

@@ -99,9 +99,10 @@ peer_free_port() {
   return 1
 }
 
-# Waits up to 10 seconds for a command to succeed while the server stays alive.
+# Waits up to $peer_wait_seconds (10) seconds for a command to succeed while the server stays alive.
 peer_wait() {
-  for _ in $(seq 1 200); do
+  local deadline=$((SECONDS + ${peer_wait_seconds:-10}))
+  while [ $SECONDS -lt $deadline ]; do
     peer_alive "$peer_pid" || return 1
     if "$@" >/dev/null 2>&1; then
       return 0
