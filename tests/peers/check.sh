@@ -19,7 +19,7 @@ expect() {
   shift 2
   rows=$((rows + 1))
   output="$("$@" 2>&1)"
-  if ! printf '%s' "$output" | grep -Eiq -- "$pattern"; then
+  if ! grep -Eiq -- "$pattern" <<<"$output"; then
     failures=$((failures + 1))
     echo "FAIL $name/$row: expected /$pattern/ from: $*"
     printf '%s\n' "$output" | head -n 20 | sed 's/^/    /'
