@@ -1,6 +1,6 @@
 // Text at the border. The host speaks UTF-8; the engine works in its code page, which is UTF-8
 // unless Config("CodePage=...") says otherwise, so the common case is a plain copy.
-#include "frame/ControlSurface.h"
+#include "surface/ControlSurface.h"
 
 #include "frame/Errors.h"
 #include "platform/CodePage.h"
@@ -13,12 +13,12 @@ bool IsUtf8(int codePage) {
 }
 } // namespace
 
-int HostToEngine(BufStrBase& out, std::string_view text, int codePage, bool exact) {
-  if (!exact) {
+int HostToEngine(BufStrBase& out, std::string_view text, int codePage, bool counted) {
+  if (!counted) {
     const size_t nul = text.find('\0');
     if (nul != std::string_view::npos) text = text.substr(0, nul);
   }
-  if (exact || IsUtf8(codePage)) return out.Assign(text);
+  if (IsUtf8(codePage)) return out.Assign(text);
   return ConvertCodePage(out, text, kUtf8CodePage, codePage);
 }
 
@@ -31,6 +31,12 @@ int EngineToHost(std::string& out, std::string_view bytes, int codePage) {
   if (int rc = ConvertCodePage(converted, bytes, codePage, kUtf8CodePage); rc != errNone) return rc;
   out.assign(converted.Data(), static_cast<size_t>(converted.Length()));
   return errNone;
+}
+
+int ValueText::Assign(std::string_view text) {
+  const int rc = scratch.Assign(text);
+  Adopt();
+  return rc;
 }
 
 } // namespace quillon
