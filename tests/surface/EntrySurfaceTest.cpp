@@ -1,5 +1,5 @@
-// The public face of the readers: Entry... and cursor properties with their index and value
-// checks, and the Entry events reaching the host's handler.
+// The readers through the public members: the index rule of each family, the writes that change
+// the records, the cursor over the response document, and the Entry events reaching the handler.
 #include <quillon/Quillon.h>
 
 #include <gtest/gtest.h>
@@ -16,65 +16,80 @@ class EntrySurface : public ::testing::Test {
 protected:
   Quillon q;
   void SetUp() override { ASSERT_EQ(q.Config("ReadFile=" + kFeed), 0); }
-  std::string Get(const char* name, int index = -1) {
-    std::string value;
-    EXPECT_EQ(q.GetProperty(name, index, value), 0) << name << "(" << index << ")";
-    return value;
-  }
-  // The code of a failing read or write, with the description it left.
-  std::pair<int, std::string> ReadFailure(const char* name, int index) {
-    std::string value;
-    const int rc = q.GetProperty(name, index, value);
-    return {rc, q.ErrorDescription()};
-  }
-  std::pair<int, std::string> WriteFailure(const char* name, int index, const char* value) {
-    const int rc = q.SetProperty(name, index, value);
-    return {rc, q.ErrorDescription()};
+  std::string LastError() {
+    std::string text;
+    q.Config("LastError", &text);
+    return text;
   }
 };
 
-TEST_F(EntrySurface, IndexedRowsTestTheirIndexes) {
-  using Failure = std::pair<int, std::string>;
-  ASSERT_EQ(Get("EntryPropertiesCount"), "6");
-  for (int bad : {-1, 6})
-    EXPECT_EQ(ReadFailure("EntryPropertiesValue", bad), (Failure{381, "Invalid Index"})) << bad;
-  EXPECT_EQ(ReadFailure("AttrName", 5), (Failure{381, "Invalid Index"})); // the root has one
-  // A write tests the index in the engine.
-  EXPECT_EQ(WriteFailure("EntryPropertiesValue", 6, "x"),
-            (Failure{432, "Invalid index (out of bounds)."}));
-  for (const char* readOnly : {"EntryCount", "EntryPropertiesXPath", "XChildrenCount"})
-    EXPECT_EQ(WriteFailure(readOnly, 0, "1"), (Failure{383, "Property is read-only."})) << readOnly;
-  EXPECT_EQ(WriteFailure("ChannelTitleTextType", -1, "3"),
-            (Failure{380, "Value is out of range."}));
+// The host sees "Invalid array index." with the property's help number; lastError keeps what the
+// family leaves there.
+TEST_F(EntrySurface, IndexesOutsideTheirListFailByFamily) {
+  struct Row {
+    const char* name;
+    int index;
+    int helpNumber;
+    const char* lastError;
+  };
+  ASSERT_EQ(q.EntryPropertiesCount(), 6);
+  const Row rows[] = {
+      {"EntryPropertiesValue", -1, 28149, "Invalid Index"},
+      {"EntryPropertiesValue", 6, 28149, "Invalid Index"},
+      {"EntryLinksTitle", 9, 28143, "Invalid Index"},
+      {"AttrName", 5, 28237, "Invalid Index"}, // the root has one attribute
+      {"CookieName", 0, 28132, "Invalid cookie index (out of range)."},
+      {"ParsedHeaderField", 0, 28166, "Invalid cookie index (out of range)."}, // left alone
+      {"SchemaKeys", 0, 28206, "Invalid Index"},
+  };
+  for (const Row& row : rows) {
+    std::string value = "stale";
+    EXPECT_EQ(q.GetProperty(row.name, row.index, value), 381) << row.name;
+    EXPECT_EQ(q.LastFailure().value, 0x800A017Du) << row.name;
+    EXPECT_EQ(q.LastFailure().helpNumber, row.helpNumber) << row.name;
+    EXPECT_EQ(q.ErrorDescription(), "Invalid array index.") << row.name;
+    EXPECT_EQ(LastError(), row.lastError) << row.name;
+  }
+  // Writes test the index in the engine, with its own code.
+  EXPECT_EQ(q.SetEntryPropertiesValue(6, "x"), 432);
+  EXPECT_EQ(q.ErrorDescription(), "Invalid index (out of bounds).");
+  EXPECT_EQ(q.LastFailure().helpNumber, 28149);
+  EXPECT_EQ(q.SetCookieValue(0, "x"), 156);
+  EXPECT_EQ(q.LastFailure().value, 0x800A4EBDu);
+  EXPECT_EQ(q.EntryPropertiesValue(-1), "");
+  EXPECT_EQ(q.LastResult(), 381);
 }
 
 TEST_F(EntrySurface, IndexWritesChangeTheRecords) {
-  ASSERT_EQ(q.SetProperty("EntryPropertiesIsNull", 1, "true"), 0);
-  EXPECT_EQ(Get("EntryPropertiesValue", 1), ""); // a null has no value
-  ASSERT_EQ(q.SetProperty("EntryPropertiesValue", 1, "Pine desk"), 0);
-  EXPECT_EQ(Get("EntryPropertiesIsNull", 1), "0");
-  ASSERT_EQ(q.SetProperty("EntryPropertiesValue", 2, ""), 0);
-  EXPECT_EQ(Get("EntryPropertiesIsNull", 2), "1");
+  ASSERT_EQ(q.SetEntryPropertiesIsNull(1, true), 0);
+  EXPECT_EQ(q.EntryPropertiesValue(1), ""); // a null has no value
+  ASSERT_EQ(q.SetEntryPropertiesValue(1, "Pine desk"), 0);
+  EXPECT_FALSE(q.EntryPropertiesIsNull(1));
+  ASSERT_EQ(q.SetEntryPropertiesValue(2, ""), 0);
+  EXPECT_TRUE(q.EntryPropertiesIsNull(2));
   // The edits stay with the entry while another one is read.
-  ASSERT_EQ(q.SetProperty("EntryIndex", "2"), 0);
-  EXPECT_EQ(Get("EntryPropertiesValue", 1), "Café table & two stools");
-  ASSERT_EQ(q.SetProperty("EntryIndex", "0"), 0);
-  EXPECT_EQ(Get("EntryPropertiesValue", 1), "Pine desk");
-  ASSERT_EQ(q.SetProperty("EntryTitle", "Renamed & co"), 0);
-  EXPECT_EQ(Get("EntryTitle"), "Renamed & co");
+  ASSERT_EQ(q.SetEntryIndex(2), 0);
+  EXPECT_EQ(q.EntryPropertiesValue(1), "Café table & two stools");
+  ASSERT_EQ(q.SetEntryIndex(0), 0);
+  EXPECT_EQ(q.EntryPropertiesValue(1), "Pine desk");
+  ASSERT_EQ(q.SetEntryTitle("Renamed & co"), 0);
+  EXPECT_EQ(q.EntryTitle(), "Renamed & co");
+  EXPECT_EQ(q.SetEntryIndex(3), 432);
+  EXPECT_EQ(q.LastFailure().helpNumber, 28140);
 }
 
-TEST_F(EntrySurface, CursorRowsReadTheResponseDocument) {
-  ASSERT_EQ(q.SetProperty("XPath", "/feed/entry[2]/link[2]"), 0);
+TEST_F(EntrySurface, CursorMembersReadTheResponseDocument) {
+  ASSERT_EQ(q.SetXPath("/feed/entry[2]/link[2]"), 0);
   EXPECT_TRUE(q.HasXPath("/feed")); // and the cursor stays
-  EXPECT_EQ(Get("XElement") + " " + Get("XParent"), "link entry");
-  EXPECT_EQ(Get("AttrValue", 3), "Products(2)/Supplier");
-  ASSERT_EQ(q.SetProperty("XPath", "../content/properties"), 0);
-  EXPECT_EQ(Get("XElement") + " " + Get("XPrefix"), "m:properties m");
-  ASSERT_EQ(Get("XChildrenCount"), "5");
-  EXPECT_EQ(Get("XChildName", 1) + " " + Get("XChildXText", 1), "d:Name Oak chair");
-  EXPECT_EQ(q.SetProperty("XPath", "/feed/nothing"), 208);
+  EXPECT_EQ(q.XElement() + " " + q.XParent(), "link entry");
+  EXPECT_EQ(q.AttrValue(3), "Products(2)/Supplier");
+  ASSERT_EQ(q.SetXPath("../content/properties"), 0);
+  EXPECT_EQ(q.XElement() + " " + q.XPrefix(), "m:properties m");
+  ASSERT_EQ(q.XChildrenCount(), 5);
+  EXPECT_EQ(q.XChildName(1) + " " + q.XChildXText(1), "d:Name Oak chair");
+  EXPECT_EQ(q.SetXPath("/feed/nothing"), 208);
   EXPECT_EQ(q.ErrorDescription(), "No such child.");
+  EXPECT_EQ(q.LastFailure().helpNumber, 28249);
 }
 
 class EntryLog final : public QuillonEvents {
