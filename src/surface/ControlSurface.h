@@ -93,8 +93,8 @@ struct PropertyRow {
 
 // The rows in the order of their ids; row i has the id i + 1.
 std::span<const PropertyRow> PropertyRows();
-// The row of a public name (case-insensitive), or null. A binary search over the names sorted at
-// compile time.
+// The row of a public name (case-insensitive), or null, through a hash table built at compile
+// time.
 const PropertyRow* FindProperty(std::string_view name);
 // The help number of the property with `id`.
 constexpr int PropertyHelpNumber(int id) {

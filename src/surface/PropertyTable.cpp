@@ -116,21 +116,31 @@ constexpr int CompareNoCase(std::string_view a, std::string_view b) {
   return a.size() < b.size() ? -1 : a.size() > b.size() ? 1 : 0;
 }
 
-// Row numbers in the order of their names.
-constexpr auto kByName = [] {
-  std::array<uint8_t, kRowCount> order{};
-  for (int i = 0; i < kRowCount; ++i)
-    order[i] = static_cast<uint8_t>(i);
-  std::sort(order.begin(), order.end(),
-            [](uint8_t a, uint8_t b) { return CompareNoCase(kRows[a].name, kRows[b].name) < 0; });
-  return order;
-}();
-constexpr bool NamesDiffer() {
-  for (int i = 1; i < kRowCount; ++i)
-    if (CompareNoCase(kRows[kByName[i - 1]].name, kRows[kByName[i]].name) == 0) return false;
-  return true;
+// The name index: a hash of the case-folded name picks a slot of an open-addressed table, built
+// at compile time, so that a lookup folds the name once and compares it with one row, rarely two.
+constexpr uint32_t HashNoCase(std::string_view name) {
+  uint32_t hash = 2166136261u; // FNV-1a
+  for (char c : name)
+    hash = (hash ^ static_cast<unsigned char>(Fold(c))) * 16777619u;
+  return hash;
 }
-static_assert(NamesDiffer(), "no two properties share a name");
+constexpr size_t kSlotCount = 512; // a power of two, above three times the rows
+constexpr uint8_t kEmptySlot = 0xFF;
+constexpr auto kSlots = [] {
+  std::array<uint8_t, kSlotCount> slots{};
+  slots.fill(kEmptySlot);
+  for (int i = 0; i < kRowCount; ++i) {
+    size_t slot = HashNoCase(kRows[i].name) & (kSlotCount - 1);
+    while (slots[slot] != kEmptySlot) {
+      if (CompareNoCase(kRows[slots[slot]].name, kRows[i].name) == 0)
+        throw "two properties share a name";
+      slot = (slot + 1) & (kSlotCount - 1);
+    }
+    slots[slot] = static_cast<uint8_t>(i);
+  }
+  return slots;
+}();
+static_assert(kRowCount < kEmptySlot && kSlotCount >= 3 * kRowCount);
 
 } // namespace
 
@@ -139,12 +149,12 @@ std::span<const PropertyRow> PropertyRows() {
 }
 
 const PropertyRow* FindProperty(std::string_view name) {
-  const auto at =
-      std::lower_bound(kByName.begin(), kByName.end(), name, [](uint8_t row, std::string_view key) {
-        return CompareNoCase(kRows[row].name, key) < 0;
-      });
-  if (at == kByName.end() || CompareNoCase(kRows[*at].name, name) != 0) return nullptr;
-  return &kRows[*at];
+  for (size_t slot = HashNoCase(name) & (kSlotCount - 1); kSlots[slot] != kEmptySlot;
+       slot = (slot + 1) & (kSlotCount - 1)) {
+    const PropertyRow& row = kRows[kSlots[slot]];
+    if (row.name.size() == name.size() && CompareNoCase(row.name, name) == 0) return &row;
+  }
+  return nullptr;
 }
 
 // Typed members
