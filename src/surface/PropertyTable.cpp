@@ -102,6 +102,10 @@ constexpr bool IdsFollowTheRows() {
   return true;
 }
 static_assert(kRowCount == 159, "the public table has 159 properties");
+// The public enumerations hand their values to the engine's as they stand.
+static_assert(static_cast<int>(AuthSchemes::authOAuth) == authOAuth &&
+              static_cast<int>(AuthSchemes::authNegotiate) == authNegotiate);
+static_assert(static_cast<int>(ProxySSLTypes::psTunnel) == psTunnel);
 static_assert(IdsFollowTheRows(), "rows stand in the order of their ids, from 1");
 
 constexpr char Fold(char c) {
@@ -174,6 +178,12 @@ const PropertyRow* FindProperty(std::string_view name) {
 #undef QUILLON_DEFINE_SETTER_ro
 
 // By name
+namespace {
+bool IsText(ValueKind kind) {
+  return kind == ValueKind::Text || kind == ValueKind::Counted || kind == ValueKind::Bytes;
+}
+} // namespace
+
 int Quillon::GetProperty(std::string_view name, std::string& value) {
   return GetProperty(name, -1, value);
 }
@@ -181,16 +191,7 @@ int Quillon::GetProperty(std::string_view name, std::string& value) {
 int Quillon::GetProperty(std::string_view name, int index, std::string& value) {
   const PropertyRow* row = FindProperty(name);
   if (!row) return impl->SurfaceFailure(errUnknownMember, "Unknown property.", 0);
-  switch (row->kind) {
-  case ValueKind::Text:
-  case ValueKind::Counted:
-  case ValueKind::Bytes:
-    return impl->ReadText(*row, index, value);
-  case ValueKind::Int:
-  case ValueKind::Bool:
-  case ValueKind::Enum:
-    break;
-  }
+  if (IsText(row->kind)) return impl->ReadText(*row, index, value);
   int64_t number = 0;
   if (int rc = impl->ReadNumber(*row, index, number); rc != errNone) return rc;
   if (row->kind == ValueKind::Bool)
@@ -207,16 +208,7 @@ int Quillon::SetProperty(std::string_view name, std::string_view value) {
 int Quillon::SetProperty(std::string_view name, int index, std::string_view value) {
   const PropertyRow* row = FindProperty(name);
   if (!row) return impl->SurfaceFailure(errUnknownMember, "Unknown property.", 0);
-  switch (row->kind) {
-  case ValueKind::Text:
-  case ValueKind::Counted:
-  case ValueKind::Bytes:
-    return impl->WriteText(*row, index, value);
-  case ValueKind::Int:
-  case ValueKind::Bool:
-  case ValueKind::Enum:
-    break;
-  }
+  if (IsText(row->kind)) return impl->WriteText(*row, index, value);
   BufStr text;
   if (text.Assign(value.substr(0, value.find('\0'))) != errNone)
     return impl->BorderFailure(errOutOfMemory);
