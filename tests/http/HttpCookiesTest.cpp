@@ -7,6 +7,7 @@
 #include "odata/QuillonCore.h"
 #include "quillon/Quillon.h"
 #include "support/QuietSink.h"
+#include "surface/SurfaceErrors.h"
 
 #include <gtest/gtest.h>
 

@@ -9,6 +9,7 @@
 #include "platform/MessageQueue.h"
 #include "quillon/Quillon.h"
 #include "support/ScriptPeer.h"
+#include "surface/SurfaceErrors.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
