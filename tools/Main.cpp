@@ -29,6 +29,8 @@ using namespace quillon::cli;
 
 namespace {
 
+constexpr int kStatusRefused = 151; // an HTTP status other than 2xx that was not followed
+
 struct Step {
   enum { kConfig, kSetProperty, kGetProperty } kind;
   std::string text;
@@ -225,6 +227,11 @@ int main(int argc, char** argv) {
   }
   if (rc != 0) {
     std::fprintf(stderr, "quillon: error %d: %s\n", rc, component.ErrorDescription().c_str());
+    // A refusal by status keeps the service's own words in the body; they are shown as they came.
+    std::string body;
+    if (rc == kStatusRefused && component.GetProperty("TransferredData", -1, body) == 0 &&
+        !body.empty())
+      std::fprintf(stderr, "quillon: the service answered:\n%s\n", body.c_str());
     return 1;
   }
   return 0;
