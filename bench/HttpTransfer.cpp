@@ -72,6 +72,10 @@ struct Nginx {
   Nginx() {
     dir = fs::temp_directory_path() / ("quillon-bench-http-" + std::to_string(::getpid()));
     fs::create_directories(dir / "www" / "put");
+    // The workers may run as another user; they write the PUT files and request bodies.
+    fs::create_directories(dir / "body");
+    for (const fs::path& writable : {dir / "www" / "put", dir / "body"})
+      fs::permissions(writable, fs::perms::all);
     port = FreePort();
     url = "http://127.0.0.1:" + std::to_string(port);
     std::ofstream(dir / "nginx.conf")
@@ -212,12 +216,21 @@ void BenchPut(const Nginx& server) {
     const auto start = Clock::now();
     client.SetURL(url.c_str(), 0);
     const int rc = client.RunAction(quillon::actPut);
-    each.push_back(rc == 0 ? Seconds(start) * 1000 : 1e9);
+    if (rc != 0) {
+      std::printf("put     PUT %d failed: %d %s\n", i, rc, client.lastError.Data());
+      return;
+    }
+    each.push_back(Seconds(start) * 1000);
   }
+  const auto over = std::count_if(each.begin(), each.end(), [](double ms) { return ms > 10; });
+  const auto slowest = std::max_element(each.begin(), each.end());
+  const long slowestIndex = slowest - each.begin();
+  const double worst = *slowest;
   std::sort(each.begin(), each.end());
-  std::printf("put     500 PUTs of 1 KB, kept connection: median %.3f ms, slowest %.3f ms "
-              "(goal: none over 10 ms)  ratio %.2f\n",
-              each[each.size() / 2], each.back(), each.back() / 10.0);
+  std::printf("put     500 PUTs of 1 KB, kept connection: median %.3f ms, p99 %.3f ms, slowest "
+              "%.3f ms (PUT %ld), %ld over 10 ms  ratio %.2f (slowest / 10 ms, goal <= 1)\n",
+              each[each.size() / 2], each[each.size() * 99 / 100], worst, slowestIndex,
+              static_cast<long>(over), worst / 10.0);
 }
 
 // Every property of every entry, read as a host reads them.

@@ -119,6 +119,9 @@ public:
 
   // Response reader (ResponseReader.cpp, ResponseBody.cpp)
   int OnDataEvent(char* data, int length, bool isLine) override;
+  // The line length of the head, also while a body is read through the larger buffer.
+  uint32_t GetMaxLineLength() override;
+  int SetMaxLineLength(uint32_t size) override;
   // Finishes the response: closes LocalFile, drops the connection unless it is kept, fires
   // EndTransfer once.
   void EndResponse();
@@ -319,6 +322,7 @@ public:
   bool endingResponse = false; // EndResponse is dropping the connection itself
   bool asyncSending = false;   // OnConnected sends the request of an asynchronous action
   bool headerLinePart = false; // the last header line came as a part of a longer one
+  uint32_t headLineLength = 0; // MaxLineLength while a raw body uses the larger buffer; 0 else
 
 private:
   // The connection of ComposeRequest: direct, plain proxy or tunnel; `absolute` tells whether
@@ -340,6 +344,9 @@ private:
   // Ends the exchange with a failure of the response reader: the wait stops with `code`.
   int FailResponse(int code, const char* text);
   int WriteLocalFile(std::string_view piece);
+  // A raw body is read in large pieces: the port's buffer grows for it and shrinks back to the
+  // line length for the next head, keeping what it holds.
+  void UseBodyBuffer(bool large);
   bool IsRedirectResponse() const;
   // The one-exchange part of RunAction: the action's method and sender.
   int DispatchAction(int action);

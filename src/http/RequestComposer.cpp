@@ -108,6 +108,7 @@ int HttpClient::ArmResponseReader(const char* method) {
   responseCut = false;
   responseError = 0;
   headerLinePart = false;
+  UseBodyBuffer(false);
   return SetLineTerminator("\n", 1);
 }
 

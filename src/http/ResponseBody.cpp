@@ -10,6 +10,10 @@
 
 namespace quillon {
 
+namespace {
+constexpr int64_t kMaxReserve = 1 << 30; // a larger announced length grows as it comes
+} // namespace
+
 int HttpClient::WriteLocalFile(std::string_view piece) {
   if (!LocalFileHandle.IsOpen() && StatusCode >= 200 && StatusCode <= 299) {
     const bool wide = LocalFile.isWide != 0;
@@ -57,6 +61,13 @@ int HttpClient::DeliverBody(const char* data, int length) {
   if (!LocalFile.IsEmpty())
     if (int rc = WriteLocalFile(piece); rc != errNone) return rc;
   if (!LocalFileHandle.IsOpen()) {
+    // A body of known length is given its room at once.
+    if (TransferredData.IsEmpty() && !decoder.IsActive() && ResponseContentLength > 0 &&
+        ResponseContentLength < kMaxReserve)
+      TransferredData.Reserve(
+          static_cast<int>(MaxTransferredData > 0 && MaxTransferredData < ResponseContentLength
+                               ? MaxTransferredData
+                               : ResponseContentLength));
     int64_t room = static_cast<int64_t>(piece.size());
     if (MaxTransferredData > 0 && TransferredData.Length() + room > MaxTransferredData)
       room = MaxTransferredData - TransferredData.Length();

@@ -21,6 +21,8 @@ namespace quillon {
 namespace {
 // The head of a response may not grow beyond this; a server that sends an endless head fails.
 constexpr int kMaxHeadBytes = 262144;
+// The port's buffer while a body without framing is read.
+constexpr uint32_t kBodyBufferSize = 65536;
 
 std::string_view CutWord(std::string_view& text) {
   const size_t space = text.find(' ');
@@ -193,8 +195,36 @@ int HttpClient::EndOfHeaders() {
   }
   ResponseState = rsReadingBody;
   SetLineTerminator(nullptr, 0);
+  UseBodyBuffer(true);
   if (ResponseContentLength == 0) EndResponse();
   return errNone;
+}
+
+uint32_t HttpClient::GetMaxLineLength() {
+  return headLineLength ? headLineLength : TransferPort::GetMaxLineLength();
+}
+
+void HttpClient::UseBodyBuffer(bool large) {
+  // With TLS the records are cut from the channel's own buffer, which stays as it is.
+  if (secureEnabled || large == (headLineLength != 0)) return;
+  const uint32_t lineLength = large ? lineBuffer.capacity : headLineLength;
+  const uint32_t size = large ? kBodyBufferSize : headLineLength;
+  char* bytes;
+  uint32_t count = 0;
+  BufStr kept;
+  if (lineBuffer.TakeAll(bytes, count) && kept.Assign(bytes, static_cast<int>(count)) != errNone) {
+    lineBuffer.Append(bytes, count);
+    return;
+  }
+  // Unread bytes that the smaller buffer cannot hold keep the larger one.
+  if (count <= size && lineBuffer.Resize(size) == errNone) headLineLength = large ? lineLength : 0;
+  lineBuffer.Append(kept.Data(), count);
+}
+
+int HttpClient::SetMaxLineLength(uint32_t size) {
+  const int rc = TransferPort::SetMaxLineLength(size);
+  if (rc == errNone) headLineLength = 0;
+  return rc;
 }
 
 int HttpClient::ReadChunkData(char* data, int length, bool isLine) {

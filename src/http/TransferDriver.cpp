@@ -126,9 +126,14 @@ int HttpClient::RunAction(int action) {
 
   BufStr saved;
   saved.Assign(lastError);
+  // Events still pending (a close after the response, say) run now; the steps end as soon as
+  // one finds nothing to deliver.
   if (action != actReset && GetTimeout() >= 0)
-    for (int i = 0; i < 100; ++i)
+    for (int i = 0; i < 100; ++i) {
+      const uint32_t delivered = eventsDelivered;
       WaitStep(0, windowHandle);
+      if (eventsDelivered == delivered) break;
+    }
   if (wasInterrupted) {
     rc = errInterrupted;
     wasInterrupted = false;

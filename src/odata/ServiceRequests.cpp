@@ -18,7 +18,6 @@
 #include "odata/ODataErrors.h"
 
 #include <cctype>
-#include <cstring>
 
 namespace quillon {
 
@@ -126,24 +125,24 @@ int QuillonCore::RunRequest(int action, const char* url, const char* body, int b
   // A response cut short is never read, nor taken for the service's words.
   if (rc != errNone && responseCut) return rc;
 
-  const char* data = TransferredData.Data();
-  int length = TransferredData.Length();
-  if (length >= 3 && std::memcmp(data, "\xEF\xBB\xBF", 3) == 0) {
-    data += 3;
-    length -= 3;
-  }
-  BufStr responseBody;
-  if (responseBody.Assign(data, length) != errNone) return DescribeError(errOutOfMemory);
-  responseBody.Trim();
+  // The body is read where it lies: three leading bytes EF BB BF and the blanks and controls at
+  // both ends (bytes from 0x80 up among them) are not part of it.
+  std::string_view reply = TransferredData.View();
+  if (reply.starts_with("\xEF\xBB\xBF")) reply.remove_prefix(3);
+  while (!reply.empty() && static_cast<signed char>(reply.front()) <= 32)
+    reply.remove_prefix(1);
+  while (!reply.empty() && static_cast<signed char>(reply.back()) <= 32)
+    reply.remove_suffix(1);
 
   if (rc != errNone) {
-    if (responseBody.IsEmpty()) return rc;
+    if (reply.empty()) return rc;
     if (rc == errHttpStatus && StatusCode >= 400 && StatusCode <= 499) return rc;
-    lastError.Assign(responseBody);
+    lastError.Assign(reply);
     return errServiceError;
   }
-  if (responseBody.IsEmpty()) return errNone;
-  return DispatchResponse(responseBody);
+  if (reply.empty()) return errNone;
+  if (int begin = BeginResponse(); begin != errNone) return begin;
+  return ReadResponse(parser.Parse(reply));
 }
 
 } // namespace quillon
