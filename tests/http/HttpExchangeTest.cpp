@@ -14,7 +14,6 @@
 #include <functional>
 #include <string>
 #include <thread>
-#include <vector>
 
 namespace quillon::test {
 namespace {
@@ -240,99 +239,6 @@ TEST(HttpExchangeTest, OddAndBrokenAnswers) {
                 "Disconnected(0)");
     }
     ExpectUsable(client, peer, row.name);
-  }
-}
-
-TEST(HttpExchangeTest, RedirectAndChallengeTurns) {
-  struct Row {
-    const char* name;
-    std::function<void(TestClient&)> setup;
-    int action;
-    // What each connection expects and sends; %U in them is the URL of the first request.
-    std::vector<std::pair<std::string, std::string>> legs;
-    int code;
-    const char* text;
-  };
-  const std::string found = "HTTP/1.1 302 Found\r\nLocation: ";
-  const std::string digest =
-      "HTTP/1.1 401 Unauthorized\r\nWWW-Authenticate: Digest realm=\"r\", nonce=\"n\", "
-      "qop=\"auth\"\r\nContent-Length: 0\r\n\r\n";
-  const auto follow = [](TestClient& c) { c.FollowRedirects = 1; };
-  const Row rows[] = {
-      {"relative Location",
-       follow,
-       actGet,
-       {{"GET /a/b {*}\r\n\r\n", found + "c\r\nContent-Length: 3\r\n\r\nxyz"},
-        {"GET /a/c {*}\r\n\r\n", kOk}},
-       errNone,
-       ""},
-      {"POST answered by 303 goes on as GET",
-       [](TestClient& c) {
-         c.FollowRedirects = 1;
-         c.PostData.Assign("body");
-       },
-       actPost,
-       {{"POST /a/b {*}\r\n\r\nbody", "HTTP/1.1 303 See Other\r\nLocation: /d\r\n\r\n"},
-        {"GET /d {*}\r\n\r\n", kOk}},
-       errNone,
-       ""},
-      {"redirect to the same URL",
-       follow,
-       actGet,
-       {{"GET /a/b {*}\r\n\r\n", found + "%U\r\n\r\n"}},
-       151,
-       "Attempting to redirect to identical URL.  Aborting connection."},
-      {"more redirects than allowed",
-       [](TestClient& c) {
-         c.FollowRedirects = 1;
-         c.MaxRedirectAttempts = 1;
-       },
-       actGet,
-       {{"GET /a/b {*}\r\n\r\n", found + "/1\r\n\r\n"},
-        {"GET /1 {*}\r\n\r\n", found + "/2\r\n\r\n"}},
-       310,
-       "There were too many redirects."},
-      {"redirects not followed",
-       nullptr,
-       actGet,
-       {{"GET /a/b {*}\r\n\r\n", found + "/x\r\n\r\n"}},
-       151,
-       "HTTP protocol error. 302 Found."},
-      {"Digest challenge answered once",
-       [](TestClient& c) {
-         c.SetAuthScheme(authDigest);
-         c.SetUser("u");
-         c.SetPassword("p");
-       },
-       actGet,
-       {{"GET /a/b {*}\r\n\r\n", digest},
-        {"GET /a/b {*}Authorization: Digest username=\"u\", realm=\"r\", nonce=\"n\", "
-         "uri=\"/a/b\"{*}\r\n\r\n",
-         kOk}},
-       errNone,
-       ""},
-      {"second challenge refused",
-       [](TestClient& c) { c.SetAuthScheme(authDigest); },
-       actGet,
-       {{"GET /a/b {*}\r\n\r\n", digest}, {"GET /a/b {*}\r\n\r\n", digest}},
-       151,
-       "HTTP protocol error. 401 Unauthorized."},
-  };
-  for (const Row& row : rows) {
-    ScriptPeer peer;
-    for (size_t i = 0; i < row.legs.size(); ++i) {
-      if (i > 0) peer.NextConnection();
-      peer.Expect(row.legs[i].first).Send(Replace(row.legs[i].second, "%U", Url(peer, "/a/b")));
-      peer.Close();
-    }
-    peer.Start();
-    TestClient client;
-    if (row.setup) row.setup(client);
-    EXPECT_EQ(client.Run(Url(peer, "/a/b"), row.action), row.code) << row.name;
-    EXPECT_EQ(client.lastError.View(), row.text) << row.name;
-    EXPECT_TRUE(peer.Finished(2000)) << row.name;
-    for (const std::string& failure : peer.Failures())
-      ADD_FAILURE() << row.name << ": " << failure;
   }
 }
 

@@ -140,52 +140,5 @@ TEST(ResponseReaderSplitTest, EveryTwoPieceSplitReadsAsTheWhole) {
   }
 }
 
-// The ends of the table above, spelled out once: what a cut, a redirect and an interim
-// response leave behind.
-TEST(ResponseReaderSplitTest, OutcomesOfTheTableRows) {
-  struct Expect {
-    const char* name;
-    const char* events; // without Header lines
-    bool done, cut;
-  };
-  const Expect expects[] = {
-      {"interim 100 then 200",
-       "Status(HTTP/1.1 200 OK) | StartTransfer(1) | Transfer(1, ok) | "
-       "EndTransfer(1)",
-       true, false},
-      {"HEAD with a length", "Status(HTTP/1.1 200 OK) | EndTransfer(1)", true, false},
-      {"length body cut short",
-       "Status(HTTP/1.1 200 OK) | StartTransfer(1) | Transfer(1, abcd) | "
-       "EndTransfer(1)",
-       true, true},
-      {"headers cut short", "Status(HTTP/1.1 200 OK) | EndTransfer(1)", true, true},
-      {"redirect body dropped", "Status(HTTP/1.1 302 Found)", false, false},
-      {"not HTTP at all", "Transfer(1, garbage\nmore) | EndTransfer(1)", true, false},
-      {"close-delimited body",
-       "Status(HTTP/1.0 200 OK) | StartTransfer(1) | "
-       "Transfer(1, until the close) | EndTransfer(1)",
-       true, false},
-  };
-  for (const Expect& expect : expects) {
-    const Row* row = nullptr;
-    for (const Row& candidate : kRows)
-      if (std::string(candidate.name) == expect.name) row = &candidate;
-    ASSERT_NE(row, nullptr) << expect.name;
-    HttpEventLog log;
-    HttpClient client;
-    client.SetEventSink(&log);
-    client.KeepAlive = 1;
-    client.FollowRedirects = 1;
-    client.ArmResponseReader(row->method);
-    FeedPiece(client, row->response);
-    if (row->close) FeedEnd(client);
-    EXPECT_EQ(log.WithoutHeaders(),
-              std::string(expect.events) + (row->close ? " | Disconnected(0)" : ""))
-        << expect.name;
-    EXPECT_EQ(client.ResponseDone != 0, expect.done) << expect.name;
-    EXPECT_EQ(client.responseCut, expect.cut) << expect.name;
-  }
-}
-
 } // namespace
 } // namespace quillon::test
