@@ -52,8 +52,10 @@ step "The schema" GetSchema
 # An entry left by an earlier run goes first.
 "$cli" -p "ServiceRootURI=$root" -p "ResourcePath=Products(1000)" -p "OtherHeaders=If-Match: *" \
   DeleteEntry >/dev/null 2>&1 || true
+# A new entry is the one put together at EntryIndex -1: its count is read once (the 0 printed),
+# then set, and its properties filled by index.
 created="$(step "Create Products(1000)" -p ResourcePath=Products -p EntryIndex=-1 \
-  -p EntryPropertiesCount=3 -p "EntryPropertiesName(0)=ID" -p "EntryPropertiesType(0)=Edm.Int32" \
+  -g EntryPropertiesCount -p EntryPropertiesCount=3 -p "EntryPropertiesName(0)=ID" -p "EntryPropertiesType(0)=Edm.Int32" \
   -p "EntryPropertiesValue(0)=1000" -p "EntryPropertiesName(1)=Name" \
   -p "EntryPropertiesValue(1)=Walnut desk" -p "EntryPropertiesName(2)=Price" \
   -p "EntryPropertiesType(2)=Edm.Decimal" -p "EntryPropertiesValue(2)=349.00" CreateEntry)"
@@ -61,7 +63,8 @@ echo "$created"
 etag="$(sed -n 's/^  ETag: *//p' <<<"$created" | head -1)"
 
 update() {
-  step "$1" -p "ResourcePath=Products(1000)" -p EntryIndex=-1 -p EntryPropertiesCount=2 \
+  step "$1" -p "ResourcePath=Products(1000)" -p EntryIndex=-1 -g EntryPropertiesCount \
+    -p EntryPropertiesCount=2 \
     -p "EntryPropertiesName(0)=Name" -p "EntryPropertiesValue(0)=$2" \
     -p "EntryPropertiesName(1)=Price" -p "EntryPropertiesType(1)=Edm.Decimal" \
     -p "EntryPropertiesValue(1)=359.00" -p "EntryETag=$3" UpdateEntry

@@ -385,11 +385,8 @@ PtrList<EntryProperty>* EntryRecord::Properties() {
 }
 
 PtrList<EntryProperty>* EntryRecord::PropertiesForEdit() {
-  // The list starts from the document; once edited it is no longer read from it.
-  ScanProperties();
   if (!MakeLists()) return nullptr;
   propertiesEdited = 1;
-  propertiesRead = 1;
   return &lists->properties;
 }
 

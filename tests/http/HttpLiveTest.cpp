@@ -176,6 +176,7 @@ TEST(HttpLiveTest, EveryODataOperationAgainstTheSampleService) {
   // Create, read back, update with the ETag, be refused with a stale one, delete.
   client.SetEntryIndex(-1);
   EntryRecord& fresh = client.CurrentEntry();
+  ASSERT_EQ(fresh.PropertyCount(), 0); // read once, then sized and filled by index
   PtrList<EntryProperty>* properties = fresh.PropertiesForEdit();
   ASSERT_NE(properties, nullptr);
   ASSERT_EQ(properties->Resize(2), errNone);
