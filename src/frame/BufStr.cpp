@@ -5,6 +5,7 @@
 
 #include "frame/Errors.h"
 #include "frame/Memory.h"
+#include "platform/Pages.h"
 
 #include <climits>
 #include <cstring>
@@ -60,6 +61,20 @@ int BufStrBase::Resize(int newLength, const char* source) {
   }
   heap[newLength] = 0;
   length = newLength;
+  return errNone;
+}
+
+int BufStrBase::Reserve(int wanted) {
+  if (wanted <= capacity) return errNone;
+  const int kept = length;
+  // Growing to `wanted` and back keeps the block; the 1.5 growth rule applies only beyond it.
+  char* block = static_cast<char*>(heap ? MemRealloc(heap, static_cast<size_t>(wanted) + 1)
+                                        : MemAlloc(static_cast<size_t>(wanted) + 1));
+  if (!block) return errOutOfMemory;
+  platform::AdviseLargeBlock(block, static_cast<size_t>(wanted) + 1);
+  if (!heap) std::memcpy(block, InlineStore(), static_cast<size_t>(kept) + 1);
+  heap = block;
+  capacity = wanted;
   return errNone;
 }
 
