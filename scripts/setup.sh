@@ -13,6 +13,8 @@ packages=(
   libexpat1-dev libxml2-dev libpugixml-dev
   # real peers the tests start on 127.0.0.1
   openssl
+  # key files: Argon2 of version 3 PuTTY keys; puttygen and ssh-keygen make the test keys
+  libargon2-dev putty-tools openssh-client
 )
 
 missing=()
