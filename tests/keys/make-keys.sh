@@ -5,6 +5,9 @@ set -euo pipefail
 dir=$1
 mkdir -p "$dir"
 cd "$dir"
+# Test programs run in parallel: the first makes the files, the others wait for it.
+exec 9>lock
+flock 9
 [ -f done ] && exit 0
 pw=pass:secret
 echo -n secret > pass.txt
@@ -44,6 +47,9 @@ for type in rsa ecdsa ed25519; do
 done
 ssh-keygen -q -t ed25519 -N secret -f openssh-encrypted
 ssh-keygen -e -f openssh-rsa.pub > rsa.rfc4716.pub
+ssh-keygen -e -m PKCS8 -f openssh-rsa.pub > openssh-rsa.pub.pem
+ssh-keygen -e -m PKCS8 -f openssh-ecdsa.pub > openssh-ecdsa.pub.pem
+o req -x509 -newkey rsa:2048 -nodes -keyout server.key -subj "/CN=127.0.0.1" -days 2 -out server.crt
 
 puttygen rsa.pem -O private -o rsa-v3.ppk
 puttygen rsa.pem -O private -o rsa-v3-secret.ppk --new-passphrase pass.txt
