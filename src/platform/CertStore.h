@@ -37,7 +37,8 @@ bool CertHasPrivateKey(const CertContext* context);
 // Ties `key` to the certificate (a reference is taken); 0, or 280 when they don't belong together.
 int CertSetPrivateKey(CertContext* context, KeyObject* key);
 // A certificate for `key` with subject and issuer "CN=pem_cert", serial 1, valid from now for one
-// day, signed by a built-in 512-bit RSA key with SHA-1; the key is not tied. Null on failure.
+// day, signed by a built-in 512-bit RSA key with SHA-1 (SHA-256 for EC and Ed25519 keys); the
+// key is not tied. Null on failure.
 CertContext* MakeThrowAwayCert(KeyObject* key);
 
 // Stores

@@ -1,0 +1,114 @@
+// The chosen certificate in a real handshake: `openssl s_server -Verify 1` on 127.0.0.1 demands
+// a client certificate, a plain OpenSSL client presents the PKCS#12 that the front exports for
+// the TLS channel, and the server's status page shows the subject it was given.
+#include "KeyFiles.h"
+
+#include "keys/CertificateFront.h"
+
+#include <openssl/ssl.h>
+
+#include <arpa/inet.h>
+#include <chrono>
+#include <csignal>
+#include <netinet/in.h>
+#include <sys/socket.h>
+#include <thread>
+
+namespace quillon {
+namespace {
+
+using test::KeyPath;
+
+int FreePort() {
+  const int s = socket(AF_INET, SOCK_STREAM, 0);
+  sockaddr_in address{};
+  address.sin_family = AF_INET;
+  address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
+  socklen_t length = sizeof address;
+  bind(s, reinterpret_cast<sockaddr*>(&address), sizeof address);
+  getsockname(s, reinterpret_cast<sockaddr*>(&address), &length);
+  close(s);
+  return ntohs(address.sin_port);
+}
+
+int Connect(int port) {
+  sockaddr_in address{};
+  address.sin_family = AF_INET;
+  address.sin_port = htons(static_cast<uint16_t>(port));
+  address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
+  for (int attempt = 0; attempt < 100; ++attempt) {
+    const int s = socket(AF_INET, SOCK_STREAM, 0);
+    if (connect(s, reinterpret_cast<sockaddr*>(&address), sizeof address) == 0) return s;
+    close(s);
+    std::this_thread::sleep_for(std::chrono::milliseconds(100));
+  }
+  return -1;
+}
+
+// The status page that s_server sends back after a handshake with the certificate and key of
+// `pfxDer`.
+std::string StatusPage(int port, const std::string& pfxDer) {
+  test::Pfx pfx(pfxDer);
+  SSL_CTX* context = SSL_CTX_new(TLS_client_method());
+  std::string page;
+  const int s = Connect(port);
+  if (pfx.ok && context && s >= 0 && SSL_CTX_use_certificate(context, pfx.cert) == 1 &&
+      SSL_CTX_use_PrivateKey(context, pfx.key) == 1) {
+    SSL* ssl = SSL_new(context);
+    SSL_set_fd(ssl, s);
+    const char request[] = "GET / HTTP/1.0\r\n\r\n";
+    if (SSL_connect(ssl) == 1 && SSL_write(ssl, request, sizeof request - 1) > 0) {
+      char buffer[4096];
+      for (int n; (n = SSL_read(ssl, buffer, sizeof buffer)) > 0;) page.append(buffer, n);
+    }
+    SSL_free(ssl);
+  }
+  if (s >= 0) close(s);
+  SSL_CTX_free(context);
+  return page;
+}
+
+TEST(ClientCertHandshake, ServerSeesTheChosenCertificate) {
+  struct Row {
+    const char* name;
+    int type;
+    const char* file;
+    const char* password;
+    const char* subject;
+  };
+  const Row rows[] = {
+      {"PFX", cstPFXFile, "rsa-aes.pfx", "secret", "CN=Quillon Client, O=Quillon Tests"},
+      {"PEM key and certificate", cstPEMKeyFile, "rsa-with-cert.pem", "", "CN=Quillon Client"},
+      {"PKCS#8 key alone", cstPEMKeyFile, "rsa-aes.p8", "secret", "CN=pem_cert"},
+      {"PPK 3", cstPPKFile, "rsa-v3-secret.ppk", "secret", "CN=pem_cert"},
+      {"EC PFX", cstPFXFile, "ec.pfx", "secret", "CN=Quillon EC Client"},
+      {"OpenSSH Ed25519", cstPEMKeyFile, "openssh-ed25519", "", "CN=pem_cert"},
+      {"OpenSSH ECDSA", cstPEMKeyFile, "openssh-ecdsa", "", "CN=pem_cert"},
+  };
+  const int port = FreePort();
+  const std::string log = test::KeyDir() + "/s_server-" + std::to_string(port) + ".log";
+  const std::string pidFile = log + ".pid";
+  const std::string start = "openssl s_server -accept 127.0.0.1:" + std::to_string(port) +
+                            " -cert " + KeyPath("server.crt") + " -key " + KeyPath("server.key") +
+                            " -Verify 1 -www -naccept " + std::to_string(std::size(rows)) + " >" +
+                            log + " 2>&1 & echo $! >" + pidFile;
+  ASSERT_EQ(std::system(start.c_str()), 0);
+  for (const Row& row : rows) {
+    SCOPED_TRACE(row.name);
+    ComponentCore core;
+    CertificateFront front(core);
+    front.SetCertStoreType(row.type);
+    front.SetCertStorePassword(row.password);
+    front.SetCertStore(KeyPath(row.file));
+    ASSERT_EQ(front.SetCertSubject("*"), 0) << core.LastErrorText();
+    BufStr pfx;
+    ASSERT_EQ(front.ExportChosenCertificate(pfx), 0);
+    const std::string page = StatusPage(port, std::string(pfx.View()));
+    EXPECT_NE(page.find("Subject: " + std::string(row.subject)), std::string::npos)
+        << page.substr(0, 400);
+  }
+  std::system(("kill $(cat " + pidFile + ") 2>/dev/null").c_str());
+}
+
+} // namespace
+} // namespace quillon
