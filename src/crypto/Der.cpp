@@ -30,7 +30,8 @@ int ReadHeader(const uint8_t* data, int size, Header& header) {
   } else {
     const int count = first - 0x80;
     if (count < 1 || count > 4 || size - at < count) return errDerMalformed;
-    for (int i = 0; i < count; ++i) length = (length << 8) | data[at++];
+    for (int i = 0; i < count; ++i)
+      length = (length << 8) | data[at++];
   }
   if (length > size - at) return errDerMalformed;
   header.headerBytes = at;
@@ -73,7 +74,8 @@ int LengthBytes(int length, uint8_t out[5], bool allowShortForm81) {
   }
   // Beyond the two-byte form that key blobs ever need, the long form keeps the element readable.
   out[0] = 0x84;
-  for (int i = 0; i < 4; ++i) out[1 + i] = static_cast<uint8_t>(length >> (24 - 8 * i));
+  for (int i = 0; i < 4; ++i)
+    out[1 + i] = static_cast<uint8_t>(length >> (24 - 8 * i));
   return 5;
 }
 } // namespace
@@ -112,7 +114,8 @@ int GetInt(const BufStrBase& buffer, int index, int32_t& valueOut, int* tagOut) 
   for (int i = 0; i < count - 4; ++i)
     if (bytes[i] != 0) return errDerMalformed;
   uint32_t value = count > 0 && (bytes[0] & 0x80) ? 0xFFFFFFFFu : 0;
-  for (int i = count > 4 ? count - 4 : 0; i < count; ++i) value = (value << 8) | bytes[i];
+  for (int i = count > 4 ? count - 4 : 0; i < count; ++i)
+    value = (value << 8) | bytes[i];
   valueOut = static_cast<int32_t>(value);
   return errNone;
 }
@@ -125,7 +128,8 @@ int GetUnsigned(const BufStrBase& buffer, int index, uint32_t& valueOut, int* ta
   const int count = static_cast<int>(content.size());
   if (count > 5 || (count == 5 && bytes[0] != 0)) return errDerMalformed;
   uint32_t value = 0;
-  for (int i = count == 5 ? 1 : 0; i < count; ++i) value = (value << 8) | bytes[i];
+  for (int i = count == 5 ? 1 : 0; i < count; ++i)
+    value = (value << 8) | bytes[i];
   valueOut = value;
   return errNone;
 }

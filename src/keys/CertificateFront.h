@@ -80,7 +80,7 @@ public:
   void DropStore(platform::CertStore*& store) { platform::StoreClose(store); }
 
   // Fields
-  BufStr20 certStore{"MY"};  // store name, file path or blob bytes; the length counts
+  BufStr20 certStore{"MY"};   // store name, file path or blob bytes; the length counts
   BufStr20 certStorePassword; // of a PFX store or an encrypted key
   BufStr20 certSubject;       // looked for; after a find, the subject of the certificate found
   int32_t certStoreType = cstUser;

@@ -48,17 +48,19 @@ int Element(std::string_view list, int index, std::string_view& out) {
 int WriteRsaKeyBlob(const RsaNumbers& numbers, KeyMaterial& out) {
   const int bitLength = (static_cast<int>(numbers.modulus.size()) * 8 + 8) / 512 * 512;
   if (numbers.modulus.size() > kMaxKeyBits / 8 + 1) return errDerMalformed;
-  static const char kHeader[12] = {7, 2, 0, 0, 0, static_cast<char>(0xA4), 0, 0, 'R', 'S', 'A', '2'};
+  static const char kHeader[12] = {7, 2, 0,   0,   0,   static_cast<char>(0xA4),
+                                   0, 0, 'R', 'S', 'A', '2'};
   out.Clear();
   out.kind = keyRsaBlob;
   int rc = out.bytes.Append(kHeader, 12);
   if (rc == errNone) rc = AppendU32Le(out.bytes, static_cast<uint32_t>(bitLength));
   if (rc == errNone) rc = AppendU32Le(out.bytes, numbers.publicExponent);
-  const std::string_view fields[] = {numbers.modulus,   numbers.prime1,      numbers.prime2,
-                                     numbers.exponent1, numbers.exponent2,   numbers.coefficient,
+  const std::string_view fields[] = {numbers.modulus,        numbers.prime1,    numbers.prime2,
+                                     numbers.exponent1,      numbers.exponent2, numbers.coefficient,
                                      numbers.privateExponent};
   for (int i = 0; i < 7 && rc == errNone; ++i)
-    rc = AppendLittleEndian(out.bytes, fields[i], i == 0 || i == 6 ? bitLength / 8 : bitLength / 16);
+    rc =
+        AppendLittleEndian(out.bytes, fields[i], i == 0 || i == 6 ? bitLength / 8 : bitLength / 16);
   if (rc != errNone) out.Clear();
   return rc;
 }
@@ -92,9 +94,10 @@ int RsaDerToBlob(std::string_view der, KeyMaterial& out) {
   int rc = list.Assign(der);
   if (rc == errNone) rc = EnterSequence(list, nullptr);
   RsaNumbers numbers;
-  std::string_view* targets[] = {&numbers.modulus,   nullptr,           &numbers.privateExponent,
-                                 &numbers.prime1,    &numbers.prime2,   &numbers.exponent1,
-                                 &numbers.exponent2, &numbers.coefficient};
+  std::string_view* targets[] = {&numbers.modulus,         nullptr,
+                                 &numbers.privateExponent, &numbers.prime1,
+                                 &numbers.prime2,          &numbers.exponent1,
+                                 &numbers.exponent2,       &numbers.coefficient};
   for (int i = 0; i < 8 && rc == errNone; ++i)
     rc = targets[i] ? Element(list.View(), i + 1, *targets[i])
                     : GetUnsigned(list, i + 1, numbers.publicExponent, nullptr);
@@ -127,7 +130,8 @@ int DsaDerToBlob(std::string_view der, KeyMaterial& out) {
     }
   } else {
     std::string_view* targets[] = {&numbers.p, &numbers.q, &numbers.g, &numbers.y, &numbers.x};
-    for (int i = 0; i < 5 && rc == errNone; ++i) rc = Element(list.View(), i + 1, *targets[i]);
+    for (int i = 0; i < 5 && rc == errNone; ++i)
+      rc = Element(list.View(), i + 1, *targets[i]);
   }
   return rc != errNone ? rc : WriteDssKeyBlob(numbers, out);
 }

@@ -64,8 +64,8 @@ constexpr const char* kOidRsa = "1.2.840.113549.1.1.1";
 constexpr const char* kOidDsa = "1.2.840.10040.4.1";
 
 // 0 or 200.
-int DsaPublicKeyInfo(std::string_view p, std::string_view q, std::string_view g,
-                     std::string_view y, PublicKeyInfo& info);
+int DsaPublicKeyInfo(std::string_view p, std::string_view q, std::string_view g, std::string_view y,
+                     PublicKeyInfo& info);
 // The X.509 "PUBLIC KEY" armor: its DER in `out`; 0, 1424.
 int ReadPublicKeyDer(BufStrBase& out, std::string_view text, bool& isDsaOut);
 // 0, 200 or a DER code.

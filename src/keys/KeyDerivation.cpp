@@ -31,8 +31,8 @@ struct DigestName {
 };
 // In this order: "sha1" must not be taken for the start of a longer name, and none is.
 constexpr DigestName kHmacDigests[] = {
-    {"sha1", digestSha1},     {"sha224", digestSha224}, {"sha256", digestSha256},
-    {"sha384", digestSha384}, {"sha512", digestSha512}, {"md5", digestMd5},
+    {"sha1", digestSha1},        {"sha224", digestSha224}, {"sha256", digestSha256},
+    {"sha384", digestSha384},    {"sha512", digestSha512}, {"md5", digestMd5},
     {"ripemd", digestRipemd160},
 };
 

@@ -102,7 +102,8 @@ platform::CertStore* CertificateFront::ImportPublicKey(std::string_view text, bo
 
   BufStr spki;
   platform::KeyObject* publicKey = nullptr;
-  if (EncodePublicKeyInfo(info, spki) == errNone) publicKey = platform::KeyFromPublicInfo(spki.View());
+  if (EncodePublicKeyInfo(info, spki) == errNone)
+    publicKey = platform::KeyFromPublicInfo(spki.View());
   platform::CertContext* made = publicKey ? platform::MakeThrowAwayCert(publicKey) : nullptr;
   platform::KeyFree(publicKey);
   if (!made) {

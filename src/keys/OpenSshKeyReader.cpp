@@ -68,7 +68,8 @@ int EcFromOpenSsh(SshBuffer& reader, std::string_view keyType, KeyMaterial& out)
   if (rc == errNone) rc = bits.AppendChar(0);
   if (rc == errNone) rc = bits.Append(point);
   if (rc == errNone) rc = AppendTlv(key, &kOne, 1, derInteger);
-  if (rc == errNone) rc = AppendTlv(key, paddedScalar.Data(), paddedScalar.Length(), derOctetString);
+  if (rc == errNone)
+    rc = AppendTlv(key, paddedScalar.Data(), paddedScalar.Length(), derOctetString);
   if (rc == errNone) rc = AppendTlv(key, curveElement.Data(), curveElement.Length(), 0xA0);
   BufStr publicPart;
   if (rc == errNone) rc = AppendTlv(publicPart, bits.Data(), bits.Length(), derBitString);
@@ -124,10 +125,14 @@ int KeyReader::ReadOpenSshKey(std::string_view text, KeyMaterial& out) {
   if (rc == errNone) rc = keyReader.ReadU32(check2);
   if (rc == errNone) rc = keyReader.ReadString(keyType);
   if (rc != errNone || check1 != check2) return Fail(errCertDecode, kUnreadable);
-  if (keyType == "ssh-rsa") rc = RsaFromOpenSsh(keyReader, out);
-  else if (keyType.starts_with("ecdsa-sha2-")) rc = EcFromOpenSsh(keyReader, keyType, out);
-  else if (keyType == "ssh-ed25519") rc = Ed25519FromOpenSsh(keyReader, out);
-  else return errNotThisFormat; // a kind no reader covers ends as no format at all
+  if (keyType == "ssh-rsa")
+    rc = RsaFromOpenSsh(keyReader, out);
+  else if (keyType.starts_with("ecdsa-sha2-"))
+    rc = EcFromOpenSsh(keyReader, keyType, out);
+  else if (keyType == "ssh-ed25519")
+    rc = Ed25519FromOpenSsh(keyReader, out);
+  else
+    return errNotThisFormat; // a kind no reader covers ends as no format at all
   if (rc != errNone) {
     out.Clear();
     return Fail(errCertDecode, kUnreadable);

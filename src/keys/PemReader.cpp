@@ -40,8 +40,10 @@ bool IsBlank(char c) {
 }
 
 std::string_view StripBlanks(std::string_view text) {
-  while (!text.empty() && IsBlank(text.front())) text.remove_prefix(1);
-  while (!text.empty() && IsBlank(text.back())) text.remove_suffix(1);
+  while (!text.empty() && IsBlank(text.front()))
+    text.remove_prefix(1);
+  while (!text.empty() && IsBlank(text.back()))
+    text.remove_suffix(1);
   return text;
 }
 
@@ -59,7 +61,8 @@ size_t ReadHeaders(std::string_view body, DekInfo& dek) {
     if (colon == std::string_view::npos) break;
     const std::string_view name = StripBlanks(body.substr(at, colon - at));
     size_t i = colon;
-    while (i < body.size() && (body[i] == ':' || IsBlank(body[i]))) ++i;
+    while (i < body.size() && (body[i] == ':' || IsBlank(body[i])))
+      ++i;
     BufStr value;
     while (i < body.size() && body[i] != '\r' && body[i] != '\n') {
       if (body[i] == '\\') {

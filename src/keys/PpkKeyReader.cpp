@@ -31,16 +31,18 @@ struct PpkFile {
   BufStr comment;    // version 3 MAC
   BufStr publicBlob; // base64 until decoded
   BufStr privateBlob;
-  BufStr mac;        // hex
-  BufStr kdf;        // "Argon2id", "Argon2i" or "Argon2d"
+  BufStr mac; // hex
+  BufStr kdf; // "Argon2id", "Argon2i" or "Argon2d"
   uint32_t memory = 0, passes = 0, lanes = 0;
   BufStr salt; // hex
   bool havePublic = false, havePrivate = false, haveScheme = false;
 };
 
 std::string_view Trimmed(std::string_view text) {
-  while (!text.empty() && static_cast<signed char>(text.front()) <= 32) text.remove_prefix(1);
-  while (!text.empty() && static_cast<signed char>(text.back()) <= 32) text.remove_suffix(1);
+  while (!text.empty() && static_cast<signed char>(text.front()) <= 32)
+    text.remove_prefix(1);
+  while (!text.empty() && static_cast<signed char>(text.back()) <= 32)
+    text.remove_suffix(1);
   return text;
 }
 
@@ -102,12 +104,18 @@ bool ParsePpk(std::string_view rest, PpkFile& file) {
         if (exact.starts_with(" ")) exact.remove_prefix(1);
         if (exact.ends_with("\r")) exact.remove_suffix(1);
         file.comment.Assign(exact);
-      } else if (line.starts_with("Private-MAC")) file.mac.Assign(value);
-      else if (line.starts_with("Key-Derivation")) file.kdf.Assign(value);
-      else if (line.starts_with("Argon2-Memory")) file.memory = Decimal(value);
-      else if (line.starts_with("Argon2-Passes")) file.passes = Decimal(value);
-      else if (line.starts_with("Argon2-Parallelism")) file.lanes = Decimal(value);
-      else if (line.starts_with("Argon2-Salt")) file.salt.Assign(value);
+      } else if (line.starts_with("Private-MAC"))
+        file.mac.Assign(value);
+      else if (line.starts_with("Key-Derivation"))
+        file.kdf.Assign(value);
+      else if (line.starts_with("Argon2-Memory"))
+        file.memory = Decimal(value);
+      else if (line.starts_with("Argon2-Passes"))
+        file.passes = Decimal(value);
+      else if (line.starts_with("Argon2-Parallelism"))
+        file.lanes = Decimal(value);
+      else if (line.starts_with("Argon2-Salt"))
+        file.salt.Assign(value);
     }
     if (!file.version3 && file.haveScheme && file.havePublic && file.havePrivate) break;
   }
@@ -176,7 +184,8 @@ int KeyReader::ReadPpkKey(std::string_view text, std::string_view password, KeyM
   Base64Decode(file.privateBlob, false);
 
   const bool encrypted = SameNoCase(file.scheme.View(), "aes256-cbc");
-  if (!encrypted && !SameNoCase(file.scheme.View(), "none")) return Fail(errCertDecode, kPpkUnreadable);
+  if (!encrypted && !SameNoCase(file.scheme.View(), "none"))
+    return Fail(errCertDecode, kPpkUnreadable);
   if (file.version3) {
     BufStr derived, salt;
     std::string_view macKey;

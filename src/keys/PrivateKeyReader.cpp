@@ -112,8 +112,7 @@ int DecryptPkcs8(BufStrBase& out, std::string_view password) {
 }
 } // namespace
 
-int KeyReader::ReadPrivateKey(std::string_view text, std::string_view password,
-                              KeyMaterial& out) {
+int KeyReader::ReadPrivateKey(std::string_view text, std::string_view password, KeyMaterial& out) {
   out.Clear();
   BufStr block;
   int rc = ReadPemBlock(block, "RSA PRIVATE KEY", text, password, true);
@@ -159,9 +158,12 @@ int KeyReader::ReadPkcs8(BufStrBase& out, std::string_view text, std::string_vie
     kindOut = keyPkcs8;
     return out.Assign(FirstElement(out.View()));
   }
-  if (oid.View() == kOidRsa) kindOut = keyRsaBlob;
-  else if (oid.View() == kOidDsa) kindOut = keyDssBlob;
-  else return errNotThisFormat;
+  if (oid.View() == kOidRsa)
+    kindOut = keyRsaBlob;
+  else if (oid.View() == kOidDsa)
+    kindOut = keyDssBlob;
+  else
+    return errNotThisFormat;
   BufStr content;
   if (content.Assign(key) != errNone) return errOutOfMemory;
   return out.Assign(content);

@@ -21,8 +21,8 @@ std::string_view BitStringBits(std::string_view content) {
 }
 } // namespace
 
-int DsaPublicKeyInfo(std::string_view p, std::string_view q, std::string_view g,
-                     std::string_view y, PublicKeyInfo& info) {
+int DsaPublicKeyInfo(std::string_view p, std::string_view q, std::string_view g, std::string_view y,
+                     PublicKeyInfo& info) {
   info.algorithm = kOidDsa;
   info.parameters.Clear();
   info.publicKey.Clear();
@@ -43,9 +43,12 @@ int ReadPublicKeyDer(BufStrBase& out, std::string_view text, bool& isDsaOut) {
   if (rc == errNone) rc = EnterSequence(walk, nullptr);
   if (rc == errNone) rc = GetOid(walk, 0, oid, nullptr);
   if (rc != errNone) return errNotThisFormat;
-  if (oid.View() == kOidRsa) isDsaOut = false;
-  else if (oid.View() == kOidDsa) isDsaOut = true;
-  else return errNotThisFormat;
+  if (oid.View() == kOidRsa)
+    isDsaOut = false;
+  else if (oid.View() == kOidDsa)
+    isDsaOut = true;
+  else
+    return errNotThisFormat;
   return errNone;
 }
 

@@ -45,9 +45,12 @@ int KeyReader::ReadSsh2PrivateKey(std::string_view data, std::string_view passwo
   } else if (cipher != "none") {
     return Fail(errCertDecode, kSsh2Unreadable);
   }
-  if (keyType.starts_with("if-modn{sign{rsa")) rc = RsaSsh2ToBlob(inner.View(), out);
-  else if (keyType.starts_with("dl-modp{sign{dsa")) rc = DsaSsh2ToBlob(inner.View(), out);
-  else return Fail(errCertDecode, kSsh2Unreadable);
+  if (keyType.starts_with("if-modn{sign{rsa"))
+    rc = RsaSsh2ToBlob(inner.View(), out);
+  else if (keyType.starts_with("dl-modp{sign{dsa"))
+    rc = DsaSsh2ToBlob(inner.View(), out);
+  else
+    return Fail(errCertDecode, kSsh2Unreadable);
   return rc;
 }
 

@@ -16,7 +16,8 @@ int SshBuffer::ReadU32(uint32_t& value) {
   std::string_view bytes;
   if (int rc = Take(4, bytes); rc != errNone) return rc;
   value = 0;
-  for (char c : bytes) value = (value << 8) | static_cast<uint8_t>(c);
+  for (char c : bytes)
+    value = (value << 8) | static_cast<uint8_t>(c);
   return errNone;
 }
 
@@ -55,7 +56,8 @@ int SshBuffer::WriteMpint(BufStrBase& out, std::string_view bytes) {
 }
 
 std::string_view StripLeadingZeros(std::string_view bytes) {
-  while (!bytes.empty() && bytes.front() == 0) bytes.remove_prefix(1);
+  while (!bytes.empty() && bytes.front() == 0)
+    bytes.remove_prefix(1);
   return bytes;
 }
 

@@ -113,12 +113,13 @@ void FindXmlElement(std::string_view name, std::string_view xml, BufStrBase& out
     if (at == std::string_view::npos) return;
     const size_t behind = at + name.size();
     if (at > 0 && (xml[at - 1] == '<' || xml[at - 1] == ':') && behind < xml.size() &&
-        (xml[behind] == ' ' || xml[behind] == '\t' || xml[behind] == '\r' ||
-         xml[behind] == '\n' || xml[behind] == '>'))
+        (xml[behind] == ' ' || xml[behind] == '\t' || xml[behind] == '\r' || xml[behind] == '\n' ||
+         xml[behind] == '>'))
       break;
   }
   size_t open = at;
-  while (open > 0 && xml[open - 1] != '<') --open;
+  while (open > 0 && xml[open - 1] != '<')
+    --open;
   if (open == 0) return;
   const std::string_view openingName = xml.substr(open, at + name.size() - open);
   const size_t gt = xml.find('>', at + name.size());

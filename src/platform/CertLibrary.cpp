@@ -31,8 +31,8 @@ public:
       ok = false;
       return nullptr;
     }
-    BIGNUM* number =
-        BN_lebin2bn(reinterpret_cast<const unsigned char*>(data.data()) + at, static_cast<int>(bytes), nullptr);
+    BIGNUM* number = BN_lebin2bn(reinterpret_cast<const unsigned char*>(data.data()) + at,
+                                 static_cast<int>(bytes), nullptr);
     at += bytes;
     if (!number) ok = false;
     return number;
@@ -65,7 +65,8 @@ KeyObject* KeyFromParams(const char* type, NamedParam* params, int count, bool a
   EVP_PKEY_CTX_free(context);
   OSSL_PARAM_free(built);
   OSSL_PARAM_BLD_free(builder);
-  for (int i = 0; i < count; ++i) BN_clear_free(params[i].value);
+  for (int i = 0; i < count; ++i)
+    BN_clear_free(params[i].value);
   if (!key) errno = EINVAL;
   return KeyOf(key);
 }
@@ -75,13 +76,13 @@ struct AttributeName {
   const char* text;
 };
 constexpr AttributeName kAttributeNames[] = {
-    {NID_commonName, "CN"},          {NID_localityName, "L"},
-    {NID_organizationName, "O"},     {NID_organizationalUnitName, "OU"},
-    {NID_countryName, "C"},          {NID_stateOrProvinceName, "S"},
-    {NID_streetAddress, "STREET"},   {NID_title, "T"},
-    {NID_givenName, "G"},            {NID_initials, "I"},
-    {NID_surname, "SN"},             {NID_domainComponent, "DC"},
-    {NID_pkcs9_emailAddress, "E"},   {NID_serialNumber, "SERIALNUMBER"},
+    {NID_commonName, "CN"},        {NID_localityName, "L"},
+    {NID_organizationName, "O"},   {NID_organizationalUnitName, "OU"},
+    {NID_countryName, "C"},        {NID_stateOrProvinceName, "S"},
+    {NID_streetAddress, "STREET"}, {NID_title, "T"},
+    {NID_givenName, "G"},          {NID_initials, "I"},
+    {NID_surname, "SN"},           {NID_domainComponent, "DC"},
+    {NID_pkcs9_emailAddress, "E"}, {NID_serialNumber, "SERIALNUMBER"},
 };
 
 bool NeedsQuotes(std::string_view value) {
@@ -90,8 +91,10 @@ bool NeedsQuotes(std::string_view value) {
 }
 
 std::string_view TrimBlanks(std::string_view text) {
-  while (!text.empty() && (text.front() == ' ' || text.front() == '\t')) text.remove_prefix(1);
-  while (!text.empty() && (text.back() == ' ' || text.back() == '\t')) text.remove_suffix(1);
+  while (!text.empty() && (text.front() == ' ' || text.front() == '\t'))
+    text.remove_prefix(1);
+  while (!text.empty() && (text.back() == ' ' || text.back() == '\t'))
+    text.remove_suffix(1);
   return text;
 }
 
@@ -148,8 +151,10 @@ KeyObject* KeyFromDssBlob(std::string_view blob) {
   const size_t fixedNumbers = pBytes + qBytes + xBytes;
   const size_t width = fields.Left() >= fixedNumbers ? (fields.Left() - fixedNumbers) / 2 : 0;
   NamedParam params[] = {
-      {OSSL_PKEY_PARAM_FFC_P, fields.Next(pBytes)},   {OSSL_PKEY_PARAM_FFC_Q, fields.Next(qBytes)},
-      {OSSL_PKEY_PARAM_FFC_G, fields.Next(width)},    {OSSL_PKEY_PARAM_PUB_KEY, fields.Next(width)},
+      {OSSL_PKEY_PARAM_FFC_P, fields.Next(pBytes)},
+      {OSSL_PKEY_PARAM_FFC_Q, fields.Next(qBytes)},
+      {OSSL_PKEY_PARAM_FFC_G, fields.Next(width)},
+      {OSSL_PKEY_PARAM_PUB_KEY, fields.Next(width)},
       {OSSL_PKEY_PARAM_PRIV_KEY, fields.Next(xBytes)},
   };
   return KeyFromParams("DSA", params, 5, fields.ok && pBytes > 0);
@@ -157,7 +162,8 @@ KeyObject* KeyFromDssBlob(std::string_view blob) {
 
 KeyObject* KeyFromPkcs8(std::string_view der) {
   const auto* bytes = reinterpret_cast<const unsigned char*>(der.data());
-  PKCS8_PRIV_KEY_INFO* info = d2i_PKCS8_PRIV_KEY_INFO(nullptr, &bytes, static_cast<long>(der.size()));
+  PKCS8_PRIV_KEY_INFO* info =
+      d2i_PKCS8_PRIV_KEY_INFO(nullptr, &bytes, static_cast<long>(der.size()));
   EVP_PKEY* key = info ? EVP_PKCS82PKEY_ex(info, KeyLibrary(), nullptr) : nullptr;
   PKCS8_PRIV_KEY_INFO_free(info);
   if (!key) errno = EINVAL;
@@ -166,7 +172,8 @@ KeyObject* KeyFromPkcs8(std::string_view der) {
 
 KeyObject* KeyFromPublicInfo(std::string_view der) {
   const auto* bytes = reinterpret_cast<const unsigned char*>(der.data());
-  EVP_PKEY* key = d2i_PUBKEY_ex(nullptr, &bytes, static_cast<long>(der.size()), KeyLibrary(), nullptr);
+  EVP_PKEY* key =
+      d2i_PUBKEY_ex(nullptr, &bytes, static_cast<long>(der.size()), KeyLibrary(), nullptr);
   if (!key) errno = EINVAL;
   return KeyOf(key);
 }
@@ -246,7 +253,8 @@ int CertSubjectText(const CertContext* context, BufStrBase& out) {
     }
     unsigned char* utf8 = nullptr;
     const int length = ASN1_STRING_to_UTF8(&utf8, X509_NAME_ENTRY_get_data(entry));
-    const std::string_view value(reinterpret_cast<const char*>(utf8), length > 0 ? static_cast<size_t>(length) : 0);
+    const std::string_view value(reinterpret_cast<const char*>(utf8),
+                                 length > 0 ? static_cast<size_t>(length) : 0);
     int rc = i > 0 ? out.AppendText(", ") : errNone;
     if (rc == errNone) rc = out.AppendText(key);
     if (rc == errNone) rc = out.AppendChar('=');
@@ -274,14 +282,19 @@ X509_NAME* ParseSubjectText(std::string_view text) {
     ASN1_OBJECT* object = AttributeOf(TrimBlanks(text.substr(at, equals - at)));
     std::string value;
     size_t i = equals + 1;
-    while (i < text.size() && text[i] == ' ') ++i;
+    while (i < text.size() && text[i] == ' ')
+      ++i;
     if (i < text.size() && text[i] == '"') {
       for (++i; i < text.size(); ++i) {
-        if (text[i] == '"' && i + 1 < text.size() && text[i + 1] == '"') value += text[i++];
-        else if (text[i] == '"') break;
-        else value += text[i];
+        if (text[i] == '"' && i + 1 < text.size() && text[i + 1] == '"')
+          value += text[i++];
+        else if (text[i] == '"')
+          break;
+        else
+          value += text[i];
       }
-      while (i < text.size() && text[i] != ',' && text[i] != ';') ++i;
+      while (i < text.size() && text[i] != ',' && text[i] != ';')
+        ++i;
     } else {
       const size_t end = text.find_first_of(",;", i);
       value = TrimBlanks(text.substr(i, end == std::string_view::npos ? text.size() - i : end - i));

@@ -59,8 +59,8 @@ bool ReadBags(const STACK_OF(PKCS12_SAFEBAG) * bags, const char* password, int p
       }
       break;
     case NID_safeContentsBag:
-      if (depth > 3 ||
-          !ReadBags(PKCS12_SAFEBAG_get0_safes(bag), password, passwordLength, keys, certs, depth + 1))
+      if (depth > 3 || !ReadBags(PKCS12_SAFEBAG_get0_safes(bag), password, passwordLength, keys,
+                                 certs, depth + 1))
         return false;
       break;
     default:
@@ -82,10 +82,10 @@ CertStore* ImportWith(PKCS12* pfx, const char* password) {
   for (int i = 0; ok && i < sk_PKCS7_num(safes); ++i) {
     PKCS7* safe = sk_PKCS7_value(safes, i);
     const int type = OBJ_obj2nid(safe->type);
-    STACK_OF(PKCS12_SAFEBAG)* bags = type == NID_pkcs7_data        ? PKCS12_unpack_p7data(safe)
-                                     : type == NID_pkcs7_encrypted ? PKCS12_unpack_p7encdata(
-                                                                         safe, password, passwordLength)
-                                                                   : nullptr;
+    STACK_OF(PKCS12_SAFEBAG)* bags = type == NID_pkcs7_data ? PKCS12_unpack_p7data(safe)
+                                     : type == NID_pkcs7_encrypted
+                                         ? PKCS12_unpack_p7encdata(safe, password, passwordLength)
+                                         : nullptr;
     ok = bags && ReadBags(bags, password, passwordLength, keys, certs, 0);
     sk_PKCS12_SAFEBAG_pop_free(bags, PKCS12_SAFEBAG_free);
   }
@@ -101,7 +101,8 @@ CertStore* ImportWith(PKCS12* pfx, const char* password) {
         TieKey(context, key.key);
     store->items.push_back(context);
   }
-  for (KeyEntry& key : keys) EVP_PKEY_free(key.key);
+  for (KeyEntry& key : keys)
+    EVP_PKEY_free(key.key);
   ERR_clear_error();
   return store;
 }
@@ -123,14 +124,13 @@ int ExportContexts(const std::vector<CertContext*>& contexts, const char* passwo
     if (ok && context->key) {
       ++id;
       PKCS12_SAFEBAG* keyBag = PKCS12_add_key_ex(&keyBags, context->key, 0, kIterations,
-                                                 NID_aes_256_cbc, password, KeyLibrary(),
-                                                 nullptr);
+                                                 NID_aes_256_cbc, password, KeyLibrary(), nullptr);
       ok = keyBag && PKCS12_add_localkeyid(bag, &id, 1) && PKCS12_add_localkeyid(keyBag, &id, 1);
     }
   }
   if (ok && certBags)
-    ok = PKCS12_add_safe_ex(&safes, certBags, NID_aes_256_cbc, kIterations, password,
-                            KeyLibrary(), nullptr) != 0;
+    ok = PKCS12_add_safe_ex(&safes, certBags, NID_aes_256_cbc, kIterations, password, KeyLibrary(),
+                            nullptr) != 0;
   if (ok && keyBags)
     ok = PKCS12_add_safe_ex(&safes, keyBags, -1, 0, nullptr, KeyLibrary(), nullptr) != 0;
   if (ok) pfx = PKCS12_add_safes_ex(safes, 0, KeyLibrary(), nullptr);
@@ -153,7 +153,8 @@ CertStore* StoreImportPfx(std::string_view der, const char* password) {
   PKCS12* pfx = PKCS12_init_ex(NID_pkcs7_data, KeyLibrary(), nullptr);
   const auto* bytes = reinterpret_cast<const unsigned char*>(der.data());
   CertStore* store = nullptr;
-  if (pfx && d2i_PKCS12(&pfx, &bytes, static_cast<long>(der.size()))) store = ImportWith(pfx, password);
+  if (pfx && d2i_PKCS12(&pfx, &bytes, static_cast<long>(der.size())))
+    store = ImportWith(pfx, password);
   PKCS12_free(pfx);
   ERR_clear_error();
   if (!store) errno = EINVAL;

@@ -21,8 +21,16 @@ namespace quillon::platform {
 namespace {
 // Names a store may have without its folder existing yet.
 constexpr const char* kWellKnownStores[] = {
-    "MY",          "CA",      "ROOT",          "TRUST",           "AUTHROOT",
-    "ADDRESSBOOK", "REQUEST", "TRUSTEDPEOPLE", "TRUSTEDPUBLISHER", "DISALLOWED",
+    "MY",
+    "CA",
+    "ROOT",
+    "TRUST",
+    "AUTHROOT",
+    "ADDRESSBOOK",
+    "REQUEST",
+    "TRUSTEDPEOPLE",
+    "TRUSTEDPUBLISHER",
+    "DISALLOWED",
 };
 
 std::string StoreRoot(bool machine) {
@@ -66,7 +74,8 @@ void ReadCertificates(const std::string& bytes, std::vector<X509*>& out) {
   BIO* bio = BIO_new_mem_buf(bytes.data(), static_cast<int>(bytes.size()));
   if (!bio) return;
   if (bytes.find("-----BEGIN") != std::string::npos) {
-    while (X509* x509 = PEM_read_bio_X509(bio, nullptr, NoPassword, nullptr)) out.push_back(x509);
+    while (X509* x509 = PEM_read_bio_X509(bio, nullptr, NoPassword, nullptr))
+      out.push_back(x509);
   } else if (X509* x509 = d2i_X509_bio(bio, nullptr)) {
     out.push_back(x509);
   }
@@ -94,7 +103,8 @@ std::string BaseName(const std::string& file) {
 void AddFolder(CertStore* store, const std::string& folder) {
   const std::vector<std::string> names = FolderEntries(folder);
   std::vector<std::string> contents(names.size());
-  for (size_t i = 0; i < names.size(); ++i) ReadWholeFile(folder + "/" + names[i], contents[i]);
+  for (size_t i = 0; i < names.size(); ++i)
+    ReadWholeFile(folder + "/" + names[i], contents[i]);
   for (size_t i = 0; i < names.size(); ++i) {
     std::vector<X509*> found;
     ReadCertificates(contents[i], found);
@@ -169,7 +179,8 @@ CertContext* StoreFindName(const CertStore* store, std::string_view subject) {
   X509_NAME* wanted = ParseSubjectText(subject);
   CertContext* hit = nullptr;
   for (int i = 0; wanted && !hit && i < StoreCount(store); ++i)
-    if (X509_NAME_cmp(X509_get_subject_name(store->items[static_cast<size_t>(i)]->x509), wanted) == 0)
+    if (X509_NAME_cmp(X509_get_subject_name(store->items[static_cast<size_t>(i)]->x509), wanted) ==
+        0)
       hit = CertDuplicate(store->items[static_cast<size_t>(i)]);
   X509_NAME_free(wanted);
   ERR_clear_error();
@@ -183,11 +194,10 @@ CertContext* StoreFindText(const CertStore* store, std::string_view text) {
     CertContext* context = store->items[static_cast<size_t>(i)];
     if (CertSubjectText(context, subject) != errNone) continue;
     const std::string_view haystack = subject.View();
-    const auto found = std::search(haystack.begin(), haystack.end(), text.begin(), text.end(),
-                                   [](char a, char b) {
-                                     return (a >= 'A' && a <= 'Z' ? a + 32 : a) ==
-                                            (b >= 'A' && b <= 'Z' ? b + 32 : b);
-                                   });
+    const auto found =
+        std::search(haystack.begin(), haystack.end(), text.begin(), text.end(), [](char a, char b) {
+          return (a >= 'A' && a <= 'Z' ? a + 32 : a) == (b >= 'A' && b <= 'Z' ? b + 32 : b);
+        });
     if (!text.empty() && found != haystack.end()) return CertDuplicate(context);
   }
   errno = ENOENT;
@@ -196,7 +206,8 @@ CertContext* StoreFindText(const CertStore* store, std::string_view text) {
 
 void StoreClose(CertStore*& store) {
   if (store)
-    for (CertContext* context : store->items) CertFree(context);
+    for (CertContext* context : store->items)
+      CertFree(context);
   delete store;
   store = nullptr;
 }

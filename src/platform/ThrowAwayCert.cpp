@@ -34,18 +34,18 @@ CertContext* MakeThrowAwayCert(KeyObject* key) {
   // whose key has the signer's algorithm; for EC and Ed25519 keys the signature is SHA-256.
   const int keyType = key ? EVP_PKEY_get_base_id(Pkey(key)) : EVP_PKEY_NONE;
   const char* digest = keyType == EVP_PKEY_RSA || keyType == EVP_PKEY_DSA ? "SHA1" : "SHA256";
-  bool ok = x509 && name && signing && X509_set_version(x509, X509_VERSION_3) &&
-            ASN1_INTEGER_set(X509_get_serialNumber(x509), 1) &&
-            X509_NAME_add_entry_by_txt(name, "CN", MBSTRING_ASC,
-                                       reinterpret_cast<const unsigned char*>("pem_cert"), -1, -1,
-                                       0) &&
-            X509_set_subject_name(x509, name) && X509_set_issuer_name(x509, name) &&
-            X509_gmtime_adj(X509_getm_notBefore(x509), 0) &&
-            X509_gmtime_adj(X509_getm_notAfter(x509), kValiditySeconds) &&
-            X509_set_pubkey(x509, Pkey(key)) &&
-            EVP_DigestSignInit_ex(signing, nullptr, digest, KeyLibrary(), nullptr, Pkey(signer),
-                                  nullptr) == 1 &&
-            X509_sign_ctx(x509, signing) > 0;
+  bool ok =
+      x509 && name && signing && X509_set_version(x509, X509_VERSION_3) &&
+      ASN1_INTEGER_set(X509_get_serialNumber(x509), 1) &&
+      X509_NAME_add_entry_by_txt(name, "CN", MBSTRING_ASC,
+                                 reinterpret_cast<const unsigned char*>("pem_cert"), -1, -1, 0) &&
+      X509_set_subject_name(x509, name) && X509_set_issuer_name(x509, name) &&
+      X509_gmtime_adj(X509_getm_notBefore(x509), 0) &&
+      X509_gmtime_adj(X509_getm_notAfter(x509), kValiditySeconds) &&
+      X509_set_pubkey(x509, Pkey(key)) &&
+      EVP_DigestSignInit_ex(signing, nullptr, digest, KeyLibrary(), nullptr, Pkey(signer),
+                            nullptr) == 1 &&
+      X509_sign_ctx(x509, signing) > 0;
   EVP_MD_CTX_free(signing);
   X509_NAME_free(name);
   KeyFree(signer);

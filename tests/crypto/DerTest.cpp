@@ -100,8 +100,8 @@ TEST(Der, WritesHeaders) {
     bool wrap;
     const char* header;
   };
-  const Row rows[] = {{0, false, "0400"},     {127, false, "047f"},   {128, false, "048180"},
-                      {255, false, "0481ff"}, {256, false, "04820100"}, {127, true, "307f"},
+  const Row rows[] = {{0, false, "0400"},      {127, false, "047f"},     {128, false, "048180"},
+                      {255, false, "0481ff"},  {256, false, "04820100"}, {127, true, "307f"},
                       {128, true, "30820080"}, {300, true, "3082012c"}};
   for (const Row& row : rows) {
     SCOPED_TRACE(row.length);
@@ -134,13 +134,10 @@ TEST(BigNumber, SubtractModAndBytes) {
     const char* bytes;
   };
   const Row rows[] = {
-      {"0a", 1, "03", "05", 0, "02"},
-      {"03", 1, "0a", "05", 0, "03"},     // -7 mod 5
-      {"00 00 ff", 1, "", "0100", 0, "00ff"},
-      {"05", -1, "", "03", 0, "01"},      // -5 mod 3
-      {"80", 1, "", "0101", 0, "0080"},   // a leading zero byte when the top bit is set
-      {"05", 1, "", "00", 2003, ""},
-      {"05", 1, "", "", 2003, ""},
+      {"0a", 1, "03", "05", 0, "02"},         {"03", 1, "0a", "05", 0, "03"}, // -7 mod 5
+      {"00 00 ff", 1, "", "0100", 0, "00ff"}, {"05", -1, "", "03", 0, "01"},  // -5 mod 3
+      {"80", 1, "", "0101", 0, "0080"}, // a leading zero byte when the top bit is set
+      {"05", 1, "", "00", 2003, ""},          {"05", 1, "", "", 2003, ""},
   };
   for (const Row& row : rows) {
     SCOPED_TRACE(row.a);

@@ -59,7 +59,8 @@ std::string StatusPage(int port, const std::string& pfxDer) {
     const char request[] = "GET / HTTP/1.0\r\n\r\n";
     if (SSL_connect(ssl) == 1 && SSL_write(ssl, request, sizeof request - 1) > 0) {
       char buffer[4096];
-      for (int n; (n = SSL_read(ssl, buffer, sizeof buffer)) > 0;) page.append(buffer, n);
+      for (int n; (n = SSL_read(ssl, buffer, sizeof buffer)) > 0;)
+        page.append(buffer, n);
     }
     SSL_free(ssl);
   }

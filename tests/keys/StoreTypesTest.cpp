@@ -27,8 +27,8 @@ EVP_PKEY* Reference(const std::string& name) {
   if (name.ends_with(".pub")) {
     BufStr blob(KeyFile(name).substr(12));
     Base64Decode(blob, false);
-    return EVP_PKEY_new_raw_public_key(EVP_PKEY_ED25519, nullptr,
-                                       reinterpret_cast<const unsigned char*>(blob.Data()) + 19, 32);
+    return EVP_PKEY_new_raw_public_key(
+        EVP_PKEY_ED25519, nullptr, reinterpret_cast<const unsigned char*>(blob.Data()) + 19, 32);
   }
   return test::OpenSslKey(name);
 }
@@ -38,10 +38,14 @@ std::string XmlKeyValue(const std::string& name, bool withPrivate) {
   EVP_PKEY* key = test::OpenSslKey(name);
   std::string xml = "<RSAKeyValue>";
   const std::pair<const char*, const char*> fields[] = {
-      {"Modulus", OSSL_PKEY_PARAM_RSA_N},           {"Exponent", OSSL_PKEY_PARAM_RSA_E},
-      {"P", OSSL_PKEY_PARAM_RSA_FACTOR1},           {"Q", OSSL_PKEY_PARAM_RSA_FACTOR2},
-      {"DP", OSSL_PKEY_PARAM_RSA_EXPONENT1},        {"DQ", OSSL_PKEY_PARAM_RSA_EXPONENT2},
-      {"InverseQ", OSSL_PKEY_PARAM_RSA_COEFFICIENT1}, {"D", OSSL_PKEY_PARAM_RSA_D}};
+      {"Modulus", OSSL_PKEY_PARAM_RSA_N},
+      {"Exponent", OSSL_PKEY_PARAM_RSA_E},
+      {"P", OSSL_PKEY_PARAM_RSA_FACTOR1},
+      {"Q", OSSL_PKEY_PARAM_RSA_FACTOR2},
+      {"DP", OSSL_PKEY_PARAM_RSA_EXPONENT1},
+      {"DQ", OSSL_PKEY_PARAM_RSA_EXPONENT2},
+      {"InverseQ", OSSL_PKEY_PARAM_RSA_COEFFICIENT1},
+      {"D", OSSL_PKEY_PARAM_RSA_D}};
   for (const auto& [element, param] : fields) {
     if (!withPrivate && std::string_view(element) != "Modulus" &&
         std::string_view(element) != "Exponent")
@@ -88,7 +92,8 @@ TEST(StoreTypes, EachTypeGivesItsCertificateAndKey) {
       {"PKCS#1", cstPEMKeyFile, KeyPath("rsa.pem"), "", "CN=pem_cert", "rsa.p8", true},
       {"PKCS#8", cstPEMKeyBlob, KeyFile("rsa.p8"), "", "CN=pem_cert", "rsa.p8", true},
       {"PKCS#8 AES", cstPEMKeyFile, KeyPath("rsa-aes.p8"), "secret", "CN=pem_cert", "rsa.p8", true},
-      {"PKCS#8 3DES", cstPEMKeyFile, KeyPath("rsa-des3.p8"), "secret", "CN=pem_cert", "rsa.p8", true},
+      {"PKCS#8 3DES", cstPEMKeyFile, KeyPath("rsa-des3.p8"), "secret", "CN=pem_cert", "rsa.p8",
+       true},
       {"PKCS#8 SHA-512", cstPEMKeyFile, KeyPath("rsa-aes128-sha512.p8"), "secret", "CN=pem_cert",
        "rsa.p8", true},
       {"legacy 3DES", cstPEMKeyFile, KeyPath("rsa-legacy-des3.pem"), "secret", "CN=pem_cert",
