@@ -101,6 +101,8 @@ TEST(StoreTypes, EachTypeGivesItsCertificateAndKey) {
       {"legacy AES", cstPEMKeyFile, KeyPath("rsa-legacy-aes128.pem"), "secret", "CN=pem_cert",
        "rsa.p8", true},
       {"key and cert", cstPEMKeyBlob, KeyFile("rsa-with-cert.pem"), "", kClient, "rsa.p8", true},
+      {"DSA", cstPEMKeyFile, KeyPath("dsa.pem"), "", "CN=pem_cert", "dsa.p8", true},
+      {"PPK DSA", cstPPKFile, KeyPath("dsa.ppk"), "", "CN=pem_cert", "dsa.p8", true},
       {"EC P-256", cstPEMKeyFile, KeyPath("ec-P-256.p8"), "", "CN=pem_cert", "ec-P-256.p8", true},
       {"EC P-384 SEC1", cstPEMKeyFile, KeyPath("ec-P-384.pem"), "", "CN=pem_cert", "ec-P-384.p8",
        true},

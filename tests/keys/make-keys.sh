@@ -42,6 +42,11 @@ o genpkey -algorithm RSA -pkeyopt rsa_keygen_bits:1024 -out other.p8
 o req -x509 -key other.p8 -subj "/CN=Other Client/O=Quillon Tests" -days 2 -out other.crt
 o crl2pkcs7 -nocrl -certfile rsa.crt -certfile other.crt -outform DER -out bundle.p7b
 
+o genpkey -genparam -algorithm DSA -pkeyopt dsa_paramgen_bits:1024 -out dsa-parameters.pem
+o genpkey -paramfile dsa-parameters.pem -out dsa.p8
+o dsa -in dsa.p8 -out dsa.pem
+puttygen dsa.pem -O private -o dsa.ppk
+
 for type in rsa ecdsa ed25519; do
   ssh-keygen -q -t $type -N "" -C "test key" -f openssh-$type
 done
