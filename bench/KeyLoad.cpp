@@ -110,8 +110,10 @@ class RatioReporter : public benchmark::ConsoleReporter {
 public:
   void ReportRuns(const std::vector<Run>& runs) override {
     ConsoleReporter::ReportRuns(runs);
-    for (const Run& run : runs)
-      milliseconds[run.benchmark_name()] = run.GetAdjustedRealTime();
+    for (const Run& run : runs) {
+      const std::string name = run.benchmark_name();
+      milliseconds[name.substr(0, name.find("/min_time"))] = run.GetAdjustedRealTime();
+    }
   }
   void Finalize() override {
     ConsoleReporter::Finalize();

@@ -253,9 +253,13 @@ platform::CertStore* CertificateFront::ImportP7bBlob(std::string_view data) {
     owner.SetErrorSystem("The certificate could not be decoded");
     return nullptr;
   }
+  return CarryThroughPfx(bundle);
+}
+
+platform::CertStore* CertificateFront::CarryThroughPfx(platform::CertStore* store) {
   BufStr pfx;
-  const int rc = platform::StoreExportPfx(bundle, kCarrierPassword, pfx);
-  platform::StoreClose(bundle);
+  const int rc = platform::StoreExportPfx(store, kCarrierPassword, pfx);
+  platform::StoreClose(store);
   if (rc != errNone) {
     owner.SetErrorSystem("Can't export certificate");
     return nullptr;
@@ -280,14 +284,7 @@ platform::CertStore* CertificateFront::StoreOfCurrent() {
     platform::StoreClose(memory);
     return nullptr;
   }
-  BufStr pfx;
-  const int rc = platform::StoreExportPfx(memory, kCarrierPassword, pfx);
-  platform::StoreClose(memory);
-  if (rc != errNone) {
-    owner.SetErrorSystem("Can't export certificate");
-    return nullptr;
-  }
-  return ImportPfxBlob(pfx.View(), kCarrierPassword);
+  return CarryThroughPfx(memory);
 }
 
 } // namespace quillon

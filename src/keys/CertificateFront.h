@@ -94,6 +94,9 @@ private:
   bool ReadFile(std::string_view path, BufStrBase& out, const char* failText);
   // Steps 9 to 12 of a key import: `clientCertContext` through a PFX into the kept store.
   platform::CertStore* StoreOfCurrent();
+  // Exports `store` (closed here) to a PFX under a fixed password and imports that into the
+  // kept store, so that every import ends in the form a PFX has.
+  platform::CertStore* CarryThroughPfx(platform::CertStore* store);
   void CloseUnlessKept(platform::CertStore* store);
 
   ComponentCore& owner; // lastError and pendingError

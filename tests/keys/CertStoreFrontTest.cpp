@@ -128,14 +128,18 @@ TEST_F(FolderStore, EncodedCertificateTakesTheStoresCopy) {
   }
 }
 
-// Each import replaces the kept store; the chosen certificate outlives the store it came from.
-TEST(CertificateFront, KeptStoreDroppedOnNextImport) {
-  ComponentCore core;
-  CertificateFront front(core);
+void LoadClientPfx(CertificateFront& front) {
   front.SetCertStoreType(cstPFXFile);
   front.SetCertStorePassword("secret");
   front.SetCertStore(KeyPath("rsa-aes.pfx"));
   ASSERT_EQ(front.SetCertSubject("*"), 0);
+}
+
+// Each import replaces the kept store; the chosen certificate outlives the store it came from.
+TEST(CertificateFront, KeptStoreDroppedOnNextImport) {
+  ComponentCore core;
+  CertificateFront front(core);
+  LoadClientPfx(front);
   platform::CertStore* first = front.keptStore;
   ASSERT_NE(first, nullptr);
   front.SetCertStorePassword("wrong");
@@ -153,10 +157,7 @@ TEST(CertificateFront, KeptStoreDroppedOnNextImport) {
 TEST(CertificateFront, PfxStarTakesFirstWithKey) {
   ComponentCore core;
   CertificateFront front(core);
-  front.SetCertStoreType(cstPFXFile);
-  front.SetCertStorePassword("secret");
-  front.SetCertStore(KeyPath("rsa-aes.pfx"));
-  ASSERT_EQ(front.SetCertSubject("*"), 0);
+  LoadClientPfx(front);
   platform::CertStore* bundle = platform::StoreOpenPkcs7(test::KeyFile("bundle.p7b"));
   platform::CertStore* mixed = platform::StoreOpenMemory();
   ASSERT_EQ(platform::StoreCount(bundle), 2);
