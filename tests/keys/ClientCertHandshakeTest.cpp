@@ -1,15 +1,15 @@
-// The chosen certificate in a real handshake: `openssl s_server -Verify 1` on 127.0.0.1 demands
-// a client certificate, a plain OpenSSL client presents the PKCS#12 that the front exports for
-// the TLS channel, and the server's status page shows the subject it was given.
+// The chosen certificate in a real handshake: the peer `openssl s_server -Verify 1 -www` on
+// 127.0.0.1 demands a client certificate, a plain OpenSSL client presents the PKCS#12 that the
+// front exports for the TLS channel, and the server's status page shows the subject it was given.
 #include "KeyFiles.h"
 
 #include "keys/CertificateFront.h"
+#include "support/Peers.h"
 
 #include <openssl/ssl.h>
 
 #include <arpa/inet.h>
 #include <chrono>
-#include <csignal>
 #include <netinet/in.h>
 #include <sys/socket.h>
 #include <thread>
@@ -18,18 +18,6 @@ namespace quillon {
 namespace {
 
 using test::KeyPath;
-
-int FreePort() {
-  const int s = socket(AF_INET, SOCK_STREAM, 0);
-  sockaddr_in address{};
-  address.sin_family = AF_INET;
-  address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
-  socklen_t length = sizeof address;
-  bind(s, reinterpret_cast<sockaddr*>(&address), sizeof address);
-  getsockname(s, reinterpret_cast<sockaddr*>(&address), &length);
-  close(s);
-  return ntohs(address.sin_port);
-}
 
 int Connect(int port) {
   sockaddr_in address{};
@@ -86,14 +74,8 @@ TEST(ClientCertHandshake, ServerSeesTheChosenCertificate) {
       {"OpenSSH Ed25519", cstPEMKeyFile, "openssh-ed25519", "", "CN=pem_cert"},
       {"OpenSSH ECDSA", cstPEMKeyFile, "openssh-ecdsa", "", "CN=pem_cert"},
   };
-  const int port = FreePort();
-  const std::string log = test::KeyDir() + "/s_server-" + std::to_string(port) + ".log";
-  const std::string pidFile = log + ".pid";
-  const std::string start = "openssl s_server -accept 127.0.0.1:" + std::to_string(port) +
-                            " -cert " + KeyPath("server.crt") + " -key " + KeyPath("server.key") +
-                            " -Verify 1 -www -naccept " + std::to_string(std::size(rows)) + " >" +
-                            log + " 2>&1 & echo $! >" + pidFile;
-  ASSERT_EQ(std::system(start.c_str()), 0);
+  const int port = std::atoi(test::PeerValue("sslserver_client_cert", "PORT").c_str());
+  ASSERT_GT(port, 0);
   for (const Row& row : rows) {
     SCOPED_TRACE(row.name);
     ComponentCore core;
@@ -108,7 +90,6 @@ TEST(ClientCertHandshake, ServerSeesTheChosenCertificate) {
     EXPECT_NE(page.find("Subject: " + std::string(row.subject)), std::string::npos)
         << page.substr(0, 400);
   }
-  std::system(("kill $(cat " + pidFile + ") 2>/dev/null").c_str());
 }
 
 } // namespace
