@@ -10,6 +10,7 @@
 
 #include <arpa/inet.h>
 #include <chrono>
+#include <filesystem>
 #include <netinet/in.h>
 #include <sys/socket.h>
 #include <thread>
@@ -17,6 +18,7 @@
 namespace quillon {
 namespace {
 
+namespace fs = std::filesystem;
 using test::KeyPath;
 
 int Connect(int port) {
@@ -73,7 +75,17 @@ TEST(ClientCertHandshake, ServerSeesTheChosenCertificate) {
       {"EC PFX", cstPFXFile, "ec.pfx", "secret", "CN=Quillon EC Client"},
       {"OpenSSH Ed25519", cstPEMKeyFile, "openssh-ed25519", "", "CN=pem_cert"},
       {"OpenSSH ECDSA", cstPEMKeyFile, "openssh-ecdsa", "", "CN=pem_cert"},
+      {"user store", cstUser, "MY", "", "CN=Quillon Client"},
   };
+  // The user's store "MY": the client certificate with its key beside it.
+  const fs::path root =
+      fs::temp_directory_path() / ("quillon-tls-store-" + std::to_string(getpid()));
+  fs::create_directories(root / "MY");
+  fs::copy_file(KeyPath("rsa.crt"), root / "MY" / "client.crt",
+                fs::copy_options::overwrite_existing);
+  fs::copy_file(KeyPath("rsa.p8"), root / "MY" / "client.key",
+                fs::copy_options::overwrite_existing);
+  setenv("QUILLON_CERTSTORE_USER", root.c_str(), 1);
   const int port = std::atoi(test::PeerValue("sslserver_client_cert", "PORT").c_str());
   ASSERT_GT(port, 0);
   for (const Row& row : rows) {
@@ -82,7 +94,7 @@ TEST(ClientCertHandshake, ServerSeesTheChosenCertificate) {
     CertificateFront front(core);
     front.SetCertStoreType(row.type);
     front.SetCertStorePassword(row.password);
-    front.SetCertStore(KeyPath(row.file));
+    front.SetCertStore(row.type == cstUser ? std::string(row.file) : KeyPath(row.file));
     ASSERT_EQ(front.SetCertSubject("*"), 0) << core.LastErrorText();
     BufStr pfx;
     ASSERT_EQ(front.ExportChosenCertificate(pfx), 0);
@@ -90,6 +102,8 @@ TEST(ClientCertHandshake, ServerSeesTheChosenCertificate) {
     EXPECT_NE(page.find("Subject: " + std::string(row.subject)), std::string::npos)
         << page.substr(0, 400);
   }
+  unsetenv("QUILLON_CERTSTORE_USER");
+  fs::remove_all(root);
 }
 
 } // namespace
