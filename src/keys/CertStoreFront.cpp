@@ -48,7 +48,7 @@ int CertificateFront::SetCertSubject(std::string_view subject) {
 }
 
 int CertificateFront::SetCertStoreType(int value) {
-  if (value >= 18) return owner.Fail(errValueOutOfRange, "Value is out of range.");
+  if (value >= 18) return owner.Fail(errStoreTypeRange, "Value is out of range.");
   certStoreType = value;
   return errNone;
 }
