@@ -4,6 +4,7 @@
 #include "surface/ControlSurface.h"
 
 #include "frame/Text.h"
+#include "surface/CertBindings.h"
 #include "surface/EntryBindings.h"
 #include "surface/HttpBindings.h"
 #include "surface/NetBindings.h"
