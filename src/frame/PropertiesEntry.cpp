@@ -83,15 +83,15 @@ int SetXml(QuillonCore& core, int, const PropertyValue& in) {
 }
 
 int GetEntryCount(QuillonCore& core, int, PropertyValue& out) {
-  out.number = static_cast<int16_t>(core.entries.Count());
+  out.number = core.entries.Count();
   return errNone;
 }
 int GetEntryIndex(QuillonCore& core, int, PropertyValue& out) {
-  out.number = static_cast<int16_t>(core.entryIndex);
+  out.number = core.entryIndex;
   return errNone;
 }
 int SetEntryIndex(QuillonCore& core, int, const PropertyValue& in) {
-  return core.SetEntryIndex(static_cast<int16_t>(in.number));
+  return core.SetEntryIndex(static_cast<int32_t>(in.number));
 }
 
 // Links

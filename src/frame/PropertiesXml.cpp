@@ -27,7 +27,7 @@ int GetAttr(QuillonCore& core, int index, PropertyValue& out) {
 }
 
 int GetChildrenCount(QuillonCore& core, int, PropertyValue& out) {
-  out.number = static_cast<int16_t>(core.parser.XChildrenCount());
+  out.number = core.parser.XChildrenCount();
   return errNone;
 }
 template <int (XmlParser::*Read)(int, std::string_view*)>

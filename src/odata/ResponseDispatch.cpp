@@ -1,18 +1,22 @@
 // The switchboard: a response document is parsed in `parser` and read by its root element.
 //
-//   BeginResponse   prepare `parser` (code page, BuildDOM, kept text, tolerant prefixes)
+//   BeginResponse   entries read in place take copies of their text; prepare `parser` (code
+//                   page, BuildDOM, kept text, tolerant prefixes)
 //   parser.Parse    the body in one piece, or a saved file block by block
 //   ReadResponse    "/" -> root name -> clear the previous results -> reader by root:
 //                   edmx ReadSchema, feed ReadFeed, entry ReadEntryDocument,
 //                   error ReadServiceError (always 902), service ReadServiceDocument
+//                   -> a root still open at the end of the input: 206, whatever was read
 //
 // Nothing of the previous response is cleared before the new document has parsed, so a broken
-// document leaves the earlier results in place.
+// document leaves the earlier results in place. A document cut short parses (the scanner waits
+// for more) and is read as far as it goes, but it is never a success.
 #include "odata/QuillonCore.h"
 
 #include "frame/Errors.h"
 #include "frame/FileHandle.h"
 #include "odata/ODataErrors.h"
+#include "xml/XmlErrors.h"
 
 #include <cstring>
 
@@ -30,6 +34,10 @@ int QuillonCore::ParserFailure(int code) {
 
 int QuillonCore::BeginResponse() {
   if (inResponseRead) return Fail(errBusy, "Busy performing current action.");
+  // The entries of the last document must outlive it, should the next one not parse.
+  for (int i = 0; i < entries.Count(); ++i)
+    if (EntryRecord* entry = entries.Peek(i); entry && entry->Detach() != errNone)
+      return DescribeError(errOutOfMemory);
   parser.ResetCore();
   parser.PrepareForDocument(charsetMode);
   parser.impl.KeepOriginalText = 1;
@@ -67,15 +75,18 @@ int QuillonCore::ReadResponse(int parseResult) {
       {"error", &QuillonCore::ReadServiceError},
       {"service", &QuillonCore::ReadServiceDocument},
   };
+  int rc = errNone;
   for (const Reader& reader : kReaders) {
     if (!SameNoCase(root.View(), reader.root)) continue;
     rootKind.Assign(reader.root);
     inResponseRead = 1;
-    const int rc = (this->*reader.read)();
+    rc = (this->*reader.read)();
     inResponseRead = 0;
-    return rc;
+    break;
   }
-  return errNone;
+  if (!parser.impl.tree.IsClosed(parser.impl.tree.Root()))
+    return Fail(errUnbalancedDocument, "Document contains unbalanced elements.");
+  return rc;
 }
 
 int QuillonCore::ReadServiceError() {
@@ -112,6 +123,7 @@ int QuillonCore::ReadFile(const char* path, int* readResult) {
   block.Resize(kFileBlock, nullptr);
   int parseResult = errNone;
   bool ended = false;
+  bool empty = true;
   while (!ended && parseResult == errNone) {
     int got = 0;
     if (file.ReadSome(block.Data(), kFileBlock, &got) != errNone) {
@@ -125,8 +137,12 @@ int QuillonCore::ReadFile(const char* path, int* readResult) {
     }
     ended = ended || got == 0;
     if (!piece.empty()) parseResult = parser.Parse(piece);
+    empty = empty && piece.empty();
   }
-  *readResult = ReadResponse(parseResult);
+  // An empty file is a document cut short before its first byte.
+  *readResult = empty && parseResult == errNone
+                    ? Fail(errUnbalancedDocument, "Document contains unbalanced elements.")
+                    : ReadResponse(parseResult);
   return errNone;
 }
 

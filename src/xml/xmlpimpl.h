@@ -290,6 +290,8 @@ private:
   void ClearPendingText();
   int DecodeEntity(char endByte);
   int ConvertCodeUnit(uint32_t unit);
+  // Whether numeric references decode to UTF-8: codePage, or the default one for 0, is 65001.
+  bool TargetIsUtf8() const;
   int EndSpecial(int kind);
   int EndSection();
   // Element stack

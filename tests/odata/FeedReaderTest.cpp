@@ -29,7 +29,7 @@ TEST(FeedReader, ChannelTakesUnprefixedAtomFieldsAndTheLastOfEach) {
   EXPECT_EQ(core.ChannelTitleTextType, 1);
 }
 
-TEST(FeedReader, EntriesStayRawUntilReadAndResolveTheFeedsPrefixes) {
+TEST(FeedReader, EntriesAreReadInPlaceAndDetachWithTheFeedsPrefixes) {
   QuillonCore core;
   const std::string inner = R"(<id>E1</id><content type="application/xml"><m:properties>)"
                             R"(<d:Name>Ann</d:Name></m:properties></content>)";
@@ -40,15 +40,23 @@ TEST(FeedReader, EntriesStayRawUntilReadAndResolveTheFeedsPrefixes) {
   ASSERT_EQ(core.entries.Count(), 2);
   EntryRecord& first = *core.entries.At(0);
   EntryRecord& second = *core.entries.At(1);
-  EXPECT_EQ(first.rawXml.View(), inner); // byte for byte
+  ASSERT_EQ(first.PropertyCount(), 1); // a scan in place lives on in the copy
+  EXPECT_EQ(first.RawText(), inner);   // byte for byte, in place and in the copy
+  ASSERT_TRUE(first.InDocument());
+  ASSERT_EQ(first.Detach(), 0);
+  ASSERT_EQ(second.Detach(), 0);
+  EXPECT_FALSE(first.InDocument());
+  EXPECT_EQ(first.rawXml.View(), inner);
   EXPECT_NE(first.namespaces.Find("xmlns:m=\"http://schemas.microsoft.com/ado/2007/08/"
                                   "dataservices/metadata\""),
             -1);
   // An inner declaration of a prefix replaces the outer one.
   EXPECT_NE(second.namespaces.Find("xmlns:d=\"urn:inner\""), -1);
   EXPECT_EQ(second.namespaces.Find("xmlns:d=\"http"), -1);
-  ASSERT_EQ(first.PropertyCount(), 1);
   EXPECT_EQ(first.Properties()->At(0)->name.View(), "Name"); // d: resolved, so a local name
+  first.Release();
+  ASSERT_EQ(first.PropertyCount(), 1); // scanned again in the entry's own parse
+  EXPECT_EQ(first.Properties()->At(0)->name.View(), "Name");
   EXPECT_EQ(Text(second.Value("/entry/id")), "E2");
 }
 

@@ -141,9 +141,9 @@ TEST(ResponseDispatch, ReadFileReadsASavedResponseLikeABody) {
   ASSERT_EQ(Dispatch(fromBody, feed), 0);
   EXPECT_EQ(fromFile.parser.OriginalText(), fromBody.parser.OriginalText());
 
-  // A NUL byte ends the document; what stands before it is read.
+  // A NUL byte ends the document; what stands before it is read, as a document cut short.
   TempFile cut(std::string(kThreeEntries).insert(kThreeEntries.find("<entry><id>2"), 1, '\0'));
-  EXPECT_EQ(ConfigText(fromFile, "ReadFile=" + cut.path, &rc), "0");
+  EXPECT_EQ(ConfigText(fromFile, "ReadFile=" + cut.path, &rc), "206");
   EXPECT_EQ(fromFile.entries.Count(), 1);
 
   // The Config result is the file's, the text the reader's.
