@@ -10,7 +10,8 @@
 //
 // Nothing of the previous response is cleared before the new document has parsed, so a broken
 // document leaves the earlier results in place. A document cut short parses (the scanner waits
-// for more) and is read as far as it goes, but it is never a success.
+// for more) and is read as far as it goes, but it is never a success; one cut before its root
+// began, or empty, has nothing to read and is 206 as well.
 #include "odata/QuillonCore.h"
 
 #include "frame/Errors.h"
@@ -25,6 +26,7 @@ namespace quillon {
 namespace {
 // Bytes of a saved response pushed through the scanner at a time.
 constexpr int kFileBlock = 16384;
+constexpr const char* kCutShort = "Document contains unbalanced elements.";
 } // namespace
 
 int QuillonCore::ParserFailure(int code) {
@@ -52,6 +54,8 @@ int QuillonCore::DispatchResponse(BufStrBase& body) {
 
 int QuillonCore::ReadResponse(int parseResult) {
   if (parseResult != errNone) return ParserFailure(parseResult);
+  const XmlTree& tree = parser.impl.tree;
+  if (!tree.Root()) return Fail(errUnbalancedDocument, kCutShort);
   if (int rc = parser.SetXPath("/"); rc != errNone) return ParserFailure(rc);
   BufStr30 root;
   if (root.Assign(parser.LocalName()) != errNone) return DescribeError(errOutOfMemory);
@@ -84,9 +88,7 @@ int QuillonCore::ReadResponse(int parseResult) {
     inResponseRead = 0;
     break;
   }
-  if (!parser.impl.tree.IsClosed(parser.impl.tree.Root()))
-    return Fail(errUnbalancedDocument, "Document contains unbalanced elements.");
-  return rc;
+  return tree.IsClosed(tree.Root()) ? rc : Fail(errUnbalancedDocument, kCutShort);
 }
 
 int QuillonCore::ReadServiceError() {
@@ -123,7 +125,6 @@ int QuillonCore::ReadFile(const char* path, int* readResult) {
   block.Resize(kFileBlock, nullptr);
   int parseResult = errNone;
   bool ended = false;
-  bool empty = true;
   while (!ended && parseResult == errNone) {
     int got = 0;
     if (file.ReadSome(block.Data(), kFileBlock, &got) != errNone) {
@@ -137,12 +138,8 @@ int QuillonCore::ReadFile(const char* path, int* readResult) {
     }
     ended = ended || got == 0;
     if (!piece.empty()) parseResult = parser.Parse(piece);
-    empty = empty && piece.empty();
   }
-  // An empty file is a document cut short before its first byte.
-  *readResult = empty && parseResult == errNone
-                    ? Fail(errUnbalancedDocument, "Document contains unbalanced elements.")
-                    : ReadResponse(parseResult);
+  *readResult = ReadResponse(parseResult);
   return errNone;
 }
 

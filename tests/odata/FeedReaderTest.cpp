@@ -4,6 +4,8 @@
 
 #include "frame/Errors.h"
 
+#include <quillon/Quillon.h>
+
 #include <gtest/gtest.h>
 
 namespace quillon::test {
@@ -27,6 +29,81 @@ TEST(FeedReader, ChannelTakesUnprefixedAtomFieldsAndTheLastOfEach) {
     joined += std::string(field->View()) + "|";
   EXPECT_EQ(joined, "T & U||Ann|ann@example.com|Other|alternate|10|||");
   EXPECT_EQ(core.ChannelTitleTextType, 1);
+}
+
+TEST(FeedReader, TextTypesByWordOrNumber) {
+  // The type of title, subtitle and rights: 0 text, 1 HTML, 2 XHTML; other numbers are text.
+  const std::pair<const char*, int> rows[] = {
+      {"text", 0}, {"html", 1}, {"HTML", 1}, {"xhtml", 2}, {"XHtml", 2}, {"0", 0},
+      {"1", 1},    {"2", 2},    {"3", 0},    {"-1", 0},    {"", 0},
+  };
+  for (const auto& [type, expected] : rows) {
+    QuillonCore core;
+    const std::string attribute = std::string(" type=\"") + type + "\">x";
+    ASSERT_EQ(Dispatch(core, Feed("<title" + attribute + "</title><subtitle" + attribute +
+                                  "</subtitle><rights" + attribute + "</rights>")),
+              0);
+    EXPECT_EQ(std::to_string(core.ChannelTitleTextType) +
+                  std::to_string(core.ChannelSubtitleTextType) +
+                  std::to_string(core.ChannelRightsTextType),
+              std::string(3, static_cast<char>('0' + expected)))
+        << type;
+  }
+}
+
+TEST(FeedReader, NumericReferencesDecodeToTheCodePage) {
+  struct Row {
+    int codePage;
+    const char* reference;
+    const char* value;
+  };
+  const Row rows[] = {
+      {65001, "&#x7F;", "\x7F"},
+      {65001, "&#x80;", "\xC2\x80"},
+      {65001, "&#x7FF;", "\xDF\xBF"},
+      {65001, "&#x800;", "\xE0\xA0\x80"},
+      {65001, "&#xFFFF;", "\xEF\xBF\xBF"},
+      {65001, "&#x10000;", "\xF0\x90\x80\x80"},
+      {65001, "&#128512;", "\xF0\x9F\x98\x80"},
+      {65001, "&#x10FFFF;", "\xF4\x8F\xBF\xBF"},
+      {65001, "&#x110000;", "&#x110000;"}, // no code point: kept as written
+      {1252, "&#xE9;", "\xE9"},
+      {1252, "&#x1F600;", "&#x1F600;"}, // beyond one UTF-16 unit outside UTF-8: kept
+  };
+  for (const Row& row : rows) {
+    QuillonCore core;
+    core.codePage = row.codePage;
+    ASSERT_EQ(Dispatch(core, Feed(std::string("<entry><m:properties><d:V>") + row.reference +
+                                  "</d:V></m:properties></entry>")),
+              0);
+    ASSERT_EQ(core.CurrentEntry().PropertyCount(), 1) << row.reference;
+    EXPECT_EQ(core.CurrentEntry().Properties()->At(0)->value.View(), row.value)
+        << row.codePage << " " << row.reference;
+  }
+}
+
+TEST(FeedReader, EveryEntryOfALargeFeedIsCountedAndReachable) {
+  std::string children;
+  constexpr int kEntries = 50000; // beyond what a 16-bit count holds
+  for (int i = 1; i <= kEntries; ++i)
+    children += "<entry><id>" + std::to_string(i) + "</id></entry>";
+  Quillon q;
+  std::string value;
+  ASSERT_EQ(q.Config("ReadFile=" + TempFeed(Feed(children)), &value), 0);
+  EXPECT_EQ(value, "0");
+  ASSERT_EQ(q.GetProperty("EntryCount", -1, value), 0);
+  EXPECT_EQ(value, "50000");
+  for (int index : {32767, 32768, 49999}) {
+    ASSERT_EQ(q.SetProperty("EntryIndex", std::to_string(index)), 0) << index;
+    ASSERT_EQ(q.GetProperty("EntryIndex", -1, value), 0);
+    EXPECT_EQ(value, std::to_string(index));
+    ASSERT_EQ(q.GetProperty("EntryId", -1, value), 0);
+    EXPECT_EQ(value, std::to_string(index + 1));
+  }
+  EXPECT_NE(q.SetProperty("EntryIndex", "50000"), 0);
+  ASSERT_EQ(q.SetProperty("XPath", "/feed"), 0);
+  ASSERT_EQ(q.GetProperty("XChildrenCount", -1, value), 0);
+  EXPECT_EQ(value, "50000");
 }
 
 TEST(FeedReader, EntriesAreReadInPlaceAndDetachWithTheFeedsPrefixes) {

@@ -86,8 +86,10 @@ TEST(ResponseDispatch, ABrokenDocumentLeavesThePreviousResults) {
   const std::pair<const char*, int> broken[] = {
       {"<feed><entry></feed>", errUnbalancedTag},
       {"<feed><a b=></a></feed>", errInvalidMarkup},
-      {"", errNoTree},
-      {"just text", errNoTree},
+      // Nothing to read, as if cut before the root: 206, not the tree's 210.
+      {"", errUnbalancedDocument},
+      {"just text", errUnbalancedDocument},
+      {"<?xml version='1.0'?><!-- licence", errUnbalancedDocument},
   };
   for (const auto& [document, code] : broken) {
     EXPECT_EQ(Dispatch(core, document), code) << document;
@@ -96,7 +98,38 @@ TEST(ResponseDispatch, ABrokenDocumentLeavesThePreviousResults) {
     EXPECT_EQ(core.ChannelTitle.View(), "Three");
     EXPECT_EQ(core.rootKind.View(), "feed");
   }
-  EXPECT_STREQ(core.LastErrorText(), "DOM tree unavailable (set BuildDOM to TRUE and reparse).");
+  EXPECT_STREQ(core.LastErrorText(), "Document contains unbalanced elements.");
+}
+
+TEST(ResponseDispatch, ADocumentCutShortIs206WithWhatWasReadSoFar) {
+  struct Row {
+    const char* document;
+    int result;
+    const char* read; // rootKind, entries, the first entry's id, ChannelTitle
+  };
+  const Row rows[] = {
+      {"<feed><title>T</title><entry><id>1</id></entry><entry><id>2</id>", errUnbalancedDocument,
+       "feed 1 1 T"},
+      {"<feed><title>T</title><entry><id>1</id></entry></feed>", 0, "feed 1 1 T"},
+      {"<feed><title>T</title><entry><id>1</id></entry></feed", errUnbalancedDocument,
+       "feed 1 1 T"},
+      {"<feed><title>T</ti", errUnbalancedDocument, "feed 0  "}, // an open element has no text
+      {"<feed/>", 0, "feed 0  "},
+      {"<entry><id>E</id><title>", errUnbalancedDocument, "entry 1 E "},
+      {"<error><code>C</code>", errUnbalancedDocument, "error 0  "}, // never 902
+      {"<Edmx><DataServices><Schema Namespace='N'>", errUnbalancedDocument, "edmx 0  "},
+      {"<html><body>proxy", errUnbalancedDocument, " 0  "},
+  };
+  for (const Row& row : rows) {
+    QuillonCore core;
+    EXPECT_EQ(Dispatch(core, row.document), row.result) << row.document;
+    EXPECT_STREQ(core.LastErrorText(), row.result ? "Document contains unbalanced elements." : "");
+    const std::string id = core.entries.Count() ? Text(core.entries.At(0)->Value("/entry/id")) : "";
+    EXPECT_EQ(std::string(core.rootKind.View()) + " " + std::to_string(core.entries.Count()) + " " +
+                  id + " " + std::string(core.ChannelTitle.View()),
+              row.read)
+        << row.document;
+  }
 }
 
 TEST(ResponseDispatch, AnyDocumentThatParsesReplacesTheResults) {
