@@ -121,6 +121,8 @@ int QuillonCore::ReadFile(const char* path, int* readResult) {
   FileHandle file;
   if (file.OpenRead(path) != errNone) return Fail(errFileNotOpened, "Can't read file for reading.");
   if (int rc = BeginResponse(); rc != errNone) return rc;
+  if (const int64_t size = file.Size(); size > 0)
+    parser.impl.ExpectInput(static_cast<size_t>(size));
   BufStr16K block;
   block.Resize(kFileBlock, nullptr);
   int parseResult = errNone;
