@@ -9,10 +9,6 @@
 
 #include <gtest/gtest.h>
 
-#include <cstdio>
-#include <filesystem>
-#include <fstream>
-
 namespace quillon::test {
 namespace {
 
@@ -25,21 +21,6 @@ std::string ConfigText(QuillonCore& core, const std::string& text, int* rc) {
   *rc = core.ConfigText(text.c_str(), &answer);
   return answer;
 }
-
-class TempFile {
-public:
-  explicit TempFile(std::string_view content) {
-    path = (std::filesystem::temp_directory_path() /
-            ("quillon-read-" + std::to_string(++serial) + "-" + std::to_string(::getpid())))
-               .string();
-    std::ofstream(path, std::ios::binary).write(content.data(), std::streamsize(content.size()));
-  }
-  ~TempFile() { std::remove(path.c_str()); }
-  std::string path;
-
-private:
-  static inline int serial = 0;
-};
 
 TEST(ResponseDispatch, TheRootChoosesTheReader) {
   struct Row {
@@ -161,12 +142,12 @@ TEST(ResponseDispatch, ReadFileReadsASavedResponseLikeABody) {
     children += "<entry><id>" + std::to_string(i) + "</id><content><m:properties><d:N>" +
                 std::string(50, 'x') + "</d:N></m:properties></content></entry>";
   const std::string feed = Feed(children + "<link rel='next' href='P?$skiptoken=301'/>");
-  TempFile file(feed);
+  const std::string file = TempFeed(feed);
   QuillonCore fromFile;
   EntryEvents events;
   fromFile.SetEventSink(&events);
   int rc;
-  EXPECT_EQ(ConfigText(fromFile, "ReadFile=" + file.path, &rc), "0");
+  EXPECT_EQ(ConfigText(fromFile, "ReadFile=" + file, &rc), "0");
   EXPECT_EQ(rc, 0);
   EXPECT_EQ(events.events.size(), 300u);
   EXPECT_EQ(fromFile.QuerySkipToken.View(), "301");
@@ -175,13 +156,14 @@ TEST(ResponseDispatch, ReadFileReadsASavedResponseLikeABody) {
   EXPECT_EQ(fromFile.parser.OriginalText(), fromBody.parser.OriginalText());
 
   // A NUL byte ends the document; what stands before it is read, as a document cut short.
-  TempFile cut(std::string(kThreeEntries).insert(kThreeEntries.find("<entry><id>2"), 1, '\0'));
-  EXPECT_EQ(ConfigText(fromFile, "ReadFile=" + cut.path, &rc), "206");
+  const std::string cut =
+      TempFeed(std::string(kThreeEntries).insert(kThreeEntries.find("<entry><id>2"), 1, '\0'));
+  EXPECT_EQ(ConfigText(fromFile, "ReadFile=" + cut, &rc), "206");
   EXPECT_EQ(fromFile.entries.Count(), 1);
 
   // The Config result is the file's, the text the reader's.
-  TempFile error("<error><code>E</code></error>");
-  EXPECT_EQ(ConfigText(fromFile, "readfile=" + error.path, &rc), "902");
+  const std::string error = TempFeed("<error><code>E</code></error>");
+  EXPECT_EQ(ConfigText(fromFile, "readfile=" + error, &rc), "902");
   EXPECT_EQ(rc, 0);
   EXPECT_STREQ(fromFile.LastErrorText(), "Code: E");
   ConfigText(fromFile, "ReadFile=/nonexistent/dir/feed.xml", &rc);
@@ -207,13 +189,13 @@ TEST(ResponseDispatch, AHandlerCannotDisturbTheReadUnderWay) {
   QuillonCore core;
   EntryEvents events;
   core.SetEventSink(&events);
-  TempFile other("<feed/>");
+  const std::string other = TempFeed("<feed/>");
   std::vector<int> results;
   events.during = [&] {
     int readResult;
     results.push_back(core.Reset());
     results.push_back(core.SetEntryIndex(-1));
-    results.push_back(core.ReadFile(other.path.c_str(), &readResult));
+    results.push_back(core.ReadFile(other.c_str(), &readResult));
     results.push_back(Dispatch(core, "<feed/>"));
   };
   ASSERT_EQ(Dispatch(core, kThreeEntries), 0);
