@@ -55,7 +55,7 @@ TEST(XmlScannerTest, RootTextAfterWhitespaceAndReferences) {
       {"<a>&#x7FF;</a>", "\xDF\xBF"},
       {"<a>&#x800;</a>", "\xE0\xA0\x80"},
       {"<a>&#xFFFF;</a>", "\xEF\xBF\xBF"},
-      {"<a>&#x10000;</a>", "&#x10000;"},
+      {"<a>&#x10000;</a>", "\xF0\x90\x80\x80"}, // the first code point of four UTF-8 bytes
       {"<a>&#xD7FF;&#xDFFF;&#xE000;</a>", "\xED\x9F\xBF?\xEE\x80\x80"},
       {"<a>&#xD800;</a>", "?"}, // a lone surrogate converts to '?'
       {"<a>a & b</a>", "a & b"},
