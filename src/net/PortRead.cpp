@@ -69,7 +69,17 @@ int PortClient::ReadSocket(int mode) {
         ReportError(error, text);
         return error;
       }
-      if (n > 0) LogTrafficBlock("RECEIVE", space, n);
+      if (n > 0 && RecordsWire()) RecordTraffic(1, space, static_cast<int>(n), nullptr, 0);
+      if (n > 0 && tunnel.Negotiating() && tunnel.firewallType <= fwSOCKS5) {
+        // CONNECT and SOCKS read their replies as raw chunks, straight from the socket.
+        ArmOnTraffic();
+        const int rc = tunnel.OnSocketData(space, static_cast<int>(n), false);
+        if (closePending && mode == 0) {
+          inRead = false;
+          return CloseSocket(deferredCloseCode);
+        }
+        return rc;
+      }
       if (n > 0 && mode == 0) {
         lineBuffer.Commit(static_cast<uint32_t>(n));
       } else {
