@@ -214,6 +214,8 @@ void FirewallTunnel::AbortTunnel(const char* text) {
 void FirewallTunnel::RejectTunnel(const char* reported, const char* text) {
   negotiating = false;
   RestoreTerminator();
+  // What is left of the proxy's answer is none of the remote host's bytes.
+  owner.lineBuffer.Clear();
   owner.ReportError(errTunnelFailed, reported);
   owner.SetLastErrorText(text);
   owner.OnPortConnected(errTunnelFailed);

@@ -17,7 +17,11 @@ namespace quillon {
 int PortClient::PortConnect(int connect) {
   ClearLastError();
   deferredCloseCode = 0;
-  if (!connect) return CloseSocket(0);
+  if (!connect) {
+    // A caller that closes gives the tunnel up; that is no failure of the firewall.
+    tunnel.negotiating = false;
+    return CloseSocket(0);
+  }
   if (socketHandle != platform::kInvalidSocket)
     return Fail(errAlreadyConnected,
                 "Already connected. If you want to reconnect, close the current connection first.");
