@@ -17,6 +17,8 @@ packages=(
   # live peers of tests/peers/: web servers, the client that checks them, and the build tools
   # of the sample service's native SQLite module (examples/service)
   nginx-light apache2 curl python3 make g++
+  # proxies and SOCKS servers of tests/peers/, and expect, which replays recorded sessions
+  squid dante-server microsocks tinyproxy expect
 )
 # The sample service runs on Node.js; Debian's is installed only when there is none.
 if ! command -v node >/dev/null || ! command -v npm >/dev/null; then
@@ -59,7 +61,7 @@ else
 fi
 
 # No system instance of the peers' servers stays running or starts at boot.
-for service in nginx apache2; do
+for service in nginx apache2 squid danted tinyproxy; do
   [ -e "/etc/init.d/$service" ] || continue
   if [ -d /run/systemd/system ] && command -v systemctl >/dev/null; then
     if systemctl is-enabled --quiet "$service" 2>/dev/null || systemctl is-active --quiet "$service"; then
@@ -80,3 +82,10 @@ if [ -f "$service_dir/package-lock.json" ]; then
     (cd "$service_dir" && npm ci --no-audit --no-fund --loglevel=error)
   fi
 fi
+
+# The system user whose password the SOCKS server with authentication checks
+# (tests/peers/dante.sh --auth).
+if ! id quillonsocks >/dev/null 2>&1; then
+  "${sudo_cmd[@]}" useradd --system --no-create-home --shell /usr/sbin/nologin quillonsocks
+fi
+echo 'quillonsocks:socks-secret-1' | "${sudo_cmd[@]}" chpasswd

@@ -1,0 +1,84 @@
+#!/usr/bin/env bash
+# Runs the dante SOCKS server on 127.0.0.1: SOCKS 4 and SOCKS 5 without authentication, or with
+# --auth SOCKS 5 with user and password, checked against the system user that
+# scripts/setup.sh creates (quillonsocks).
+#
+#   tests/peers/dante.sh start DIR [--auth]   prints socks5://127.0.0.1:PORT; DIR/peer.env
+#   tests/peers/dante.sh stop DIR
+source "$(dirname "$0")/common.sh"
+
+[ $# -ge 2 ] || peer_usage
+action="$1"
+peer_begin dante "$2"
+[ "$action" = stop ] && exit 0
+[ "$action" = start ] || peer_usage
+
+command -v danted >/dev/null || PATH="$PATH:/usr/sbin"
+command -v danted >/dev/null || peer_fail "danted is not installed (scripts/setup.sh installs dante-server)"
+method=none
+user=""
+password=""
+if [ "${3:-}" = --auth ]; then
+  method=username
+  user=quillonsocks
+  password=socks-secret-1
+  id "$user" >/dev/null 2>&1 || peer_fail "system user $user is missing (scripts/setup.sh makes it)"
+fi
+peer_logs=("$peer_dir/danted.log")
+
+write_config() {
+  cat >"$peer_dir/danted.conf" <<CONF
+logoutput: $peer_dir/danted.log
+errorlog: $peer_dir/danted.log
+internal: 127.0.0.1 port = $port
+external: 127.0.0.1
+clientmethod: none
+socksmethod: $method
+user.privileged: root
+user.unprivileged: nobody
+client pass {
+  from: 127.0.0.0/8 to: 0.0.0.0/0
+}
+socks pass {
+  from: 127.0.0.0/8 to: 127.0.0.0/8
+  command: connect
+  log: error
+}
+socks block {
+  from: 0.0.0.0/0 to: 0.0.0.0/0
+  log: connect error
+}
+CONF
+}
+
+answers_socks() {
+  # A SOCKS 5 greeting offering the configured method must be answered with that method.
+  local offer want
+  if [ "$method" = none ]; then offer='\x05\x01\x00' want=0500; else offer='\x05\x01\x02' want=0502; fi
+  exec 3<>"/dev/tcp/127.0.0.1/$port" || return 1
+  printf "$offer" >&3
+  local got
+  got="$(timeout 2 head -c 2 <&3 | od -An -tx1 | tr -d ' \n')"
+  exec 3<&-
+  [ "$got" = "$want" ]
+}
+
+for attempt in 1 2 3 4 5; do
+  port="$(peer_free_port)" || peer_fail "no free port"
+  write_config
+  : >"$peer_dir/danted.log"
+  peer_spawn "$peer_dir/danted.log" danted -f "$peer_dir/danted.conf" -p "$peer_dir/danted.pid" -N 1
+  if peer_wait answers_socks; then
+    peer_write_env \
+      "URL=socks5://127.0.0.1:$port" \
+      "HOST=127.0.0.1" \
+      "PORT=$port" \
+      "USER=$user" \
+      "PASSWORD=$password"
+    echo "socks5://127.0.0.1:$port"
+    exit 0
+  fi
+  grep -q "Address already in use" "$peer_dir/danted.log" || peer_fail "danted did not answer"
+  peer_stop_recorded
+done
+peer_fail "no free port after 5 attempts"

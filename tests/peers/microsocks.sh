@@ -1,0 +1,45 @@
+#!/usr/bin/env bash
+# Runs microsocks on 127.0.0.1: a SOCKS 5 server that asks for user and password.
+#
+#   tests/peers/microsocks.sh start DIR    prints socks5://127.0.0.1:PORT; DIR/peer.env
+#   tests/peers/microsocks.sh stop DIR
+source "$(dirname "$0")/common.sh"
+
+[ $# -ge 2 ] || peer_usage
+action="$1"
+peer_begin microsocks "$2"
+[ "$action" = stop ] && exit 0
+[ "$action" = start ] || peer_usage
+
+command -v microsocks >/dev/null || peer_fail "microsocks is not installed (scripts/setup.sh installs it)"
+user=microuser
+password=micro-secret
+peer_logs=("$peer_dir/microsocks.log")
+
+# A greeting that offers user and password is answered with that method.
+answers_socks() {
+  exec 3<>"/dev/tcp/127.0.0.1/$port" || return 1
+  printf '\x05\x01\x02' >&3
+  local got
+  got="$(timeout 2 head -c 2 <&3 | od -An -tx1 | tr -d ' \n')"
+  exec 3<&-
+  [ "$got" = 0502 ]
+}
+
+for attempt in 1 2 3 4 5; do
+  port="$(peer_free_port)" || peer_fail "no free port"
+  : >"$peer_dir/microsocks.log"
+  peer_spawn "$peer_dir/microsocks.log" microsocks -i 127.0.0.1 -p "$port" -u "$user" -P "$password"
+  if peer_wait answers_socks; then
+    peer_write_env \
+      "URL=socks5://127.0.0.1:$port" \
+      "HOST=127.0.0.1" \
+      "PORT=$port" \
+      "USER=$user" \
+      "PASSWORD=$password"
+    echo "socks5://127.0.0.1:$port"
+    exit 0
+  fi
+  peer_stop_recorded
+done
+peer_fail "microsocks did not answer after 5 attempts"
