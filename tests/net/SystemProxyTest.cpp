@@ -3,42 +3,14 @@
 #include "PortHarness.h"
 
 #include "http/SystemProxy.h"
+#include "support/ProxyEnvironment.h"
 
 #include <gtest/gtest.h>
 
-#include <cstdlib>
 #include <string>
 
 namespace quillon::test {
 namespace {
-
-const char* const kVariables[] = {"http_proxy", "HTTP_PROXY", "https_proxy", "HTTPS_PROXY",
-                                  "all_proxy",  "ALL_PROXY",  "no_proxy",    "NO_PROXY"};
-
-// Sets the variables of `assignments` ("name=value;name=value") after clearing all of them, and
-// clears them again at the end of the scope.
-class ProxyEnvironment {
-public:
-  explicit ProxyEnvironment(const std::string& assignments) {
-    Clear();
-    size_t start = 0;
-    while (start < assignments.size()) {
-      size_t end = assignments.find(';', start);
-      if (end == std::string::npos) end = assignments.size();
-      const std::string item = assignments.substr(start, end - start);
-      const size_t equals = item.find('=');
-      setenv(item.substr(0, equals).c_str(), item.substr(equals + 1).c_str(), 1);
-      start = end + 1;
-    }
-  }
-  ~ProxyEnvironment() { Clear(); }
-
-private:
-  static void Clear() {
-    for (const char* name : kVariables)
-      unsetenv(name);
-  }
-};
 
 struct EnvironmentRow {
   const char* variables;
