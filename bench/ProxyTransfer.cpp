@@ -121,11 +121,12 @@ BENCHMARK_CAPTURE(BM_CurlGet, Connect, "Connect", "connect")
 } // namespace
 
 int main(int argc, char** argv) {
-  const std::string source = __FILE__;
-  peersHome = source.substr(0, source.rfind('/')) + "/../tests/peers";
+  peersHome = std::string(QUILLON_SOURCE_DIR) + "/tests/peers";
   char pattern[] = "/tmp/quillon_bench_proxyXXXXXX";
   if (!mkdtemp(pattern)) return 1;
   stateDir = pattern;
+  // squid drops root and still has to reach its logs in here.
+  std::system(("chmod 755 " + stateDir).c_str());
   if (!StartPeer("nginx") || !StartPeer("squid") || !StartPeer("dante")) {
     std::fprintf(stderr, "the peers could not start (scripts/setup.sh installs them)\n");
     return 1;
