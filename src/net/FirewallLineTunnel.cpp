@@ -42,26 +42,20 @@ void FirewallTunnel::StartLineMode() {
   owner.SetLineTerminator("\r\n", 2);
   lineText.Clear();
   bodyLength = bodyRead = chunked = 0;
-  BufStr request;
-  if (firewallType == fwDigestTunnel) {
-    ResetDigestState(digest);
-    AppendConnectLine(request, true);
-  } else {
+  phase = lpStatus;
+  if (firewallType != fwDigestTunnel) {
     const char* scheme = SchemeOf(firewallType);
     BufStr token;
     if (owner.LoadTunnelCredentials(scheme, firewallUser.Data(), firewallPassword.Data()) !=
             errNone ||
         owner.MakeTunnelToken(token, scheme, owner.remoteHost.Data(), "") != errNone)
       return AbortTunnel(nullptr);
-    AppendConnectLine(request, false);
-    request.AppendText("\r\nProxy-Authorization: ");
-    request.AppendText(scheme);
-    request.AppendChar(' ');
-    request.Append(token);
-    request.AppendText("\r\nProxy-Connection: Keep-Alive");
+    return SendTokenRequest(scheme, token);
   }
+  ResetDigestState(digest);
+  BufStr request;
+  AppendConnectLine(request, true);
   AppendUserAgentAndEnd(request);
-  phase = lpStatus;
   SendStep(request);
 }
 
@@ -195,14 +189,10 @@ int FirewallTunnel::DigestLine(int) {
     }
     break;
   case lpDigestStatus:
-    SplitStatus(code, reason);
-    if (code / 100 != 2) {
-      RejectStatus("Firewall error after digest authentication. Expected a status code "
-                   "beginning with 2 but got: ",
-                   code, reason, line);
+    if (!AcceptFinalStatus("Firewall error after digest authentication. Expected a status code "
+                           "beginning with 2 but got: ",
+                           line, lpDigestSkip))
       return errTunnelFailed;
-    }
-    phase = lpDigestSkip;
     break;
   case lpDigestSkip:
     if (lineText.IsEmpty()) {
@@ -303,14 +293,10 @@ int FirewallTunnel::AuthTokenLine(int) {
     SendAuthToken(replyBytes.Data());
     return errNone;
   case lpTokenStatus:
-    SplitStatus(code, reason);
-    if (code / 100 != 2) {
-      RejectStatus("Firewall error after NTLM authentication. Expected a status code beginning "
-                   "with 2 but got: ",
-                   code, reason, line);
+    if (!AcceptFinalStatus("Firewall error after NTLM authentication. Expected a status code "
+                           "beginning with 2 but got: ",
+                           line, lpSkipHeaders))
       return errTunnelFailed;
-    }
-    phase = lpSkipHeaders;
     break;
   case lpSkipHeaders:
     if (lineText.IsEmpty()) {
@@ -337,6 +323,12 @@ void FirewallTunnel::SendAuthToken(const char* challenge) {
   BufStr token;
   if (owner.MakeTunnelToken(token, scheme, owner.remoteHost.Data(), challenge) != errNone)
     return AbortTunnel(nullptr);
+  bodyLength = bodyRead = chunked = 0;
+  phase = lpTokenStatus;
+  SendTokenRequest(scheme, token);
+}
+
+void FirewallTunnel::SendTokenRequest(const char* scheme, const BufStrBase& token) {
   BufStr request;
   AppendConnectLine(request, false);
   request.AppendText("\r\nProxy-Authorization: ");
@@ -345,9 +337,19 @@ void FirewallTunnel::SendAuthToken(const char* challenge) {
   request.Append(token);
   request.AppendText("\r\nProxy-Connection: Keep-Alive");
   AppendUserAgentAndEnd(request);
-  bodyLength = bodyRead = chunked = 0;
-  phase = lpTokenStatus;
   SendStep(request);
+}
+
+bool FirewallTunnel::AcceptFinalStatus(const char* prefix, const BufStrBase& line, uint8_t next) {
+  int code = 0;
+  const char* reason = "";
+  SplitStatus(code, reason);
+  if (code / 100 != 2) {
+    RejectStatus(prefix, code, reason, line);
+    return false;
+  }
+  phase = next;
+  return true;
 }
 
 } // namespace quillon

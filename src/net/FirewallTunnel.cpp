@@ -281,17 +281,22 @@ void FirewallTunnel::StartConnectRequest() {
   SendStep(request);
 }
 
-void FirewallTunnel::StartSocks4() {
-  uint32_t address = platform::ParseIPv4(owner.remoteHost.Data());
+bool FirewallTunnel::ResolveRemoteHost(uint32_t& address) {
+  address = platform::ParseIPv4(owner.remoteHost.Data());
   if (address == 0xFFFFFFFFu && platform::ResolveIPv4(owner.remoteHost.Data(), address) != 0)
     address = 0;
-  if (address == 0 || address == 0xFFFFFFFFu) {
-    BufStr text;
-    text.AppendText("Firewall could not resolve host ");
-    text.Append(owner.remoteHost);
-    text.AppendChar('.');
-    return AbortTunnel(text.Data());
-  }
+  if (address != 0 && address != 0xFFFFFFFFu) return true;
+  BufStr text;
+  text.AppendText("Firewall could not resolve host ");
+  text.Append(owner.remoteHost);
+  text.AppendChar('.');
+  AbortTunnel(text.Data());
+  return false;
+}
+
+void FirewallTunnel::StartSocks4() {
+  uint32_t address = 0;
+  if (!ResolveRemoteHost(address)) return;
   BufStr request;
   const char head[4] = {4, 1, static_cast<char>(owner.remotePort >> 8),
                         static_cast<char>(owner.remotePort & 0xFF)};
@@ -316,17 +321,8 @@ bool FirewallTunnel::AppendSocksAddress(BufStrBase& request) {
     request.Append(name);
     return true;
   }
-  uint32_t address = platform::ParseIPv4(owner.remoteHost.Data());
-  if (address == 0xFFFFFFFFu && platform::ResolveIPv4(owner.remoteHost.Data(), address) != 0)
-    address = 0;
-  if (address == 0 || address == 0xFFFFFFFFu) {
-    BufStr text;
-    text.AppendText("Firewall could not resolve host ");
-    text.Append(owner.remoteHost);
-    text.AppendChar('.');
-    AbortTunnel(text.Data());
-    return false;
-  }
+  uint32_t address = 0;
+  if (!ResolveRemoteHost(address)) return false;
   request.AppendChar(1);
   request.Append(reinterpret_cast<const char*>(&address), 4);
   return true;

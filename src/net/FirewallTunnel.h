@@ -87,6 +87,8 @@ private:
   // Sends a negotiation step; a failure aborts the tunnel. False when it failed.
   bool SendStep(const BufStrBase& bytes);
   void StartConnectRequest();
+  // The remote host's IPv4 address; a failed lookup aborts the tunnel and gives false.
+  bool ResolveRemoteHost(uint32_t& address);
   void StartSocks4();
   void StartSocks5Request();
   bool AppendSocksAddress(BufStrBase& request);
@@ -109,6 +111,9 @@ private:
   bool SplitHeader(std::string_view& name, std::string_view& value);
   void SendDigestAnswer();
   void SendAuthToken(const char* challenge);
+  void SendTokenRequest(const char* scheme, const BufStrBase& token);
+  // The status line after an answer: a 2xx moves to `next`, anything else refuses the tunnel.
+  bool AcceptFinalStatus(const char* prefix, const BufStrBase& line, uint8_t next);
   void RejectStatus(const char* prefix, int code, const char* reason, const BufStrBase& reported);
 };
 

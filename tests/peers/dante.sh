@@ -16,10 +16,12 @@ peer_begin dante "$2"
 command -v danted >/dev/null || PATH="$PATH:/usr/sbin"
 command -v danted >/dev/null || peer_fail "danted is not installed (scripts/setup.sh installs dante-server)"
 method=none
+code=00
 user=""
 password=""
 if [ "${3:-}" = --auth ]; then
   method=username
+  code=02
   user=quillonsocks
   password=socks-secret-1
   id "$user" >/dev/null 2>&1 || peer_fail "system user $user is missing (scripts/setup.sh makes it)"
@@ -51,24 +53,12 @@ socks block {
 CONF
 }
 
-answers_socks() {
-  # A SOCKS 5 greeting offering the configured method must be answered with that method.
-  local offer want
-  if [ "$method" = none ]; then offer='\x05\x01\x00' want=0500; else offer='\x05\x01\x02' want=0502; fi
-  exec 3<>"/dev/tcp/127.0.0.1/$port" || return 1
-  printf "$offer" >&3
-  local got
-  got="$(timeout 2 head -c 2 <&3 | od -An -tx1 | tr -d ' \n')"
-  exec 3<&-
-  [ "$got" = "$want" ]
-}
-
 for attempt in 1 2 3 4 5; do
   port="$(peer_free_port)" || peer_fail "no free port"
   write_config
   : >"$peer_dir/danted.log"
   peer_spawn "$peer_dir/danted.log" danted -f "$peer_dir/danted.conf" -p "$peer_dir/danted.pid" -N 1
-  if peer_wait answers_socks; then
+  if peer_wait peer_answers_socks5 "$port" "$code"; then
     peer_write_env \
       "URL=socks5://127.0.0.1:$port" \
       "HOST=127.0.0.1" \

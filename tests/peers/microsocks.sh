@@ -16,21 +16,11 @@ user=microuser
 password=micro-secret
 peer_logs=("$peer_dir/microsocks.log")
 
-# A greeting that offers user and password is answered with that method.
-answers_socks() {
-  exec 3<>"/dev/tcp/127.0.0.1/$port" || return 1
-  printf '\x05\x01\x02' >&3
-  local got
-  got="$(timeout 2 head -c 2 <&3 | od -An -tx1 | tr -d ' \n')"
-  exec 3<&-
-  [ "$got" = 0502 ]
-}
-
 for attempt in 1 2 3 4 5; do
   port="$(peer_free_port)" || peer_fail "no free port"
   : >"$peer_dir/microsocks.log"
   peer_spawn "$peer_dir/microsocks.log" microsocks -i 127.0.0.1 -p "$port" -u "$user" -P "$password"
-  if peer_wait answers_socks; then
+  if peer_wait peer_answers_socks5 "$port" 02; then
     peer_write_env \
       "URL=socks5://127.0.0.1:$port" \
       "HOST=127.0.0.1" \
