@@ -29,6 +29,7 @@ struct PeerRow {
   const char* text; // the last error when rc is not 0
 };
 
+// clang-format off
 const PeerRow kRows[] = {
     {"squid CONNECT", "squid", "PORT", 1, "", "", "", 0, ""},
     {"squid CONNECT with Basic", "squid", "AUTH_PORT", 1, "", "USER", "PASSWORD", 0, ""},
@@ -36,21 +37,17 @@ const PeerRow kRows[] = {
     {"squid CONNECT without credentials", "squid", "AUTH_PORT", 1, "", "", "", 118,
      "Firewall error. HTTP/1.1 407 Proxy Authentication Required."},
     {"squid Digest with a wrong password", "squid", "AUTH_PORT", 6, "", "USER", "=wrong", 118,
-     "Firewall error after digest authentication. Expected a status code beginning with 2 but "
-     "got: 407 Proxy Authentication Required"},
+     "Firewall error after digest authentication. Expected a status code beginning with 2 but got: 407 Proxy Authentication Required"},
     {"tinyproxy CONNECT with Basic", "tinyproxy", "PORT", 1, "", "USER", "PASSWORD", 0, ""},
     {"dante SOCKS 4", "dante", "PORT", 2, "", "", "", 0, ""},
     {"dante SOCKS 5", "dante", "PORT", 3, "", "", "", 0, ""},
     {"dante SOCKS 5 by name", "dante", "PORT", 3, "*localhost", "", "", 0, ""},
-    {"dante SOCKS 5 with user and password", "dante_auth", "PORT", 3, "", "USER", "PASSWORD", 0,
-     ""},
-    {"dante SOCKS 5 with a wrong password", "dante_auth", "PORT", 3, "", "USER", "=wrong", 118,
-     "firewall authentication failed: 1"},
-    {"dante SOCKS 5 without credentials", "dante_auth", "PORT", 3, "", "", "", 118,
-     "no acceptable firewall authentication methods"},
-    {"microsocks SOCKS 5 with user and password", "microsocks", "PORT", 3, "", "USER", "PASSWORD",
-     0, ""},
+    {"dante SOCKS 5 with user and password", "dante_auth", "PORT", 3, "", "USER", "PASSWORD", 0, ""},
+    {"dante SOCKS 5 with a wrong password", "dante_auth", "PORT", 3, "", "USER", "=wrong", 118, "firewall authentication failed: 1"},
+    {"dante SOCKS 5 without credentials", "dante_auth", "PORT", 3, "", "", "", 118, "no acceptable firewall authentication methods"},
+    {"microsocks SOCKS 5 with user and password", "microsocks", "PORT", 3, "", "USER", "PASSWORD", 0, ""},
 };
+// clang-format on
 
 std::string Credential(const char* peer, const char* spec) {
   if (!*spec) return "";

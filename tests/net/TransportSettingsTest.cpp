@@ -108,19 +108,5 @@ TEST(TransportSettingsTest, EveryKeySetsAndReadsBackInItsForm) {
   }
 }
 
-TEST(TransportSettingsTest, SocketKeysRefusedDuringAConnectionGiveTheirCodes) {
-  TestPort port(false);
-  ASSERT_EQ(port.SetRemoteHost("127.0.0.1"), 0);
-  port.SetRemotePort(9);
-  ASSERT_EQ(port.PortConnect(1), 0);
-  const char* result = nullptr;
-  EXPECT_EQ(port.ConfigText("MaxLineLength=100", &result), 112);
-  EXPECT_EQ(port.ConfigText("LocalPort=1", &result), 106);
-  EXPECT_EQ(port.ConfigText("UseWindowsMessages=1", &result), 287);
-  EXPECT_STREQ(port.LastErrorText(),
-               "UseWindowsMessages cannot be changed at this time. A connection is in progress.");
-  port.PortConnect(0);
-}
-
 } // namespace
 } // namespace quillon::test
