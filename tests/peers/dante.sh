@@ -7,11 +7,7 @@
 #   tests/peers/dante.sh stop DIR
 source "$(dirname "$0")/common.sh"
 
-[ $# -ge 2 ] || peer_usage
-action="$1"
-peer_begin dante "$2"
-[ "$action" = stop ] && exit 0
-[ "$action" = start ] || peer_usage
+peer_command dante "$@"
 
 command -v danted >/dev/null || PATH="$PATH:/usr/sbin"
 command -v danted >/dev/null || peer_fail "danted is not installed (scripts/setup.sh installs dante-server)"
@@ -19,7 +15,7 @@ method=none
 code=00
 user=""
 password=""
-if [ "${3:-}" = --auth ]; then
+if [ "${peer_args[0]:-}" = --auth ]; then
   method=username
   code=02
   user=quillonsocks

@@ -5,11 +5,7 @@
 #   tests/peers/microsocks.sh stop DIR
 source "$(dirname "$0")/common.sh"
 
-[ $# -ge 2 ] || peer_usage
-action="$1"
-peer_begin microsocks "$2"
-[ "$action" = stop ] && exit 0
-[ "$action" = start ] || peer_usage
+peer_command microsocks "$@"
 
 command -v microsocks >/dev/null || peer_fail "microsocks is not installed (scripts/setup.sh installs it)"
 user=microuser

@@ -6,11 +6,7 @@
 #   tests/peers/squid.sh stop DIR
 source "$(dirname "$0")/common.sh"
 
-[ $# -ge 2 ] || peer_usage
-action="$1"
-peer_begin squid "$2"
-[ "$action" = stop ] && exit 0
-[ "$action" = start ] || peer_usage
+peer_command squid "$@"
 
 command -v squid >/dev/null || PATH="$PATH:/usr/sbin"
 command -v squid >/dev/null || peer_fail "squid is not installed (scripts/setup.sh installs it)"

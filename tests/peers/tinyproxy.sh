@@ -6,11 +6,7 @@
 #   tests/peers/tinyproxy.sh stop DIR
 source "$(dirname "$0")/common.sh"
 
-[ $# -ge 2 ] || peer_usage
-action="$1"
-peer_begin tinyproxy "$2"
-[ "$action" = stop ] && exit 0
-[ "$action" = start ] || peer_usage
+peer_command tinyproxy "$@"
 
 command -v tinyproxy >/dev/null || PATH="$PATH:/usr/sbin"
 command -v tinyproxy >/dev/null || peer_fail "tinyproxy is not installed (scripts/setup.sh installs it)"
