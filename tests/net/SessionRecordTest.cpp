@@ -109,7 +109,10 @@ int StartReplay(const std::string& session, FILE*& process) {
       << " rb]\n"
          "set commands [read $script]\n"
          "close $script\n"
-         "eval $commands\n";
+         "eval $commands\n"
+         // A half close, then the client's own: a plain exit may reset the connection.
+         "chan close $conn write\n"
+         "expect eof\n";
   process = popen(("expect -f " + wrapper + " 2>&1").c_str(), "r");
   if (!process) return 0;
   char line[64] = {};
@@ -146,8 +149,9 @@ TEST(SessionRecordTest, ASessionRecordedWithNginxReplaysWithTheSameEvents) {
     }
   }
   EXPECT_GT(runs[0].size(), 5u);
-  EXPECT_EQ(runs[0], runs[1]);
-  std::remove(session.c_str());
+  EXPECT_THAT(runs[1], ::testing::ElementsAreArray(runs[0]));
+  for (size_t i = 60; i < runs[1].size(); ++i)
+    std::remove(session.c_str());
 }
 
 } // namespace
