@@ -49,10 +49,10 @@ const PeerRow kRows[] = {
 };
 // clang-format on
 
-std::string Credential(const char* peer, const char* spec) {
-  if (!*spec) return "";
-  if (*spec == '=') return spec + 1;
-  return PeerValue(peer, spec);
+std::string Credential(const char* peer, const char* source) {
+  if (!*source) return "";
+  if (*source == '=') return source + 1;
+  return PeerValue(peer, source);
 }
 
 TEST(FirewallPeerTest, ARawGetReachesNginxThroughEveryKindOfFirewall) {
