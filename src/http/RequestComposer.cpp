@@ -41,7 +41,7 @@ int AppendOtherHeaders(BufStrBase& head, std::string_view lines) {
 
 int HttpClient::SetProxySSL(int value) {
   if (value < psAutomatic || value > psTunnel)
-    return Fail(errValueOutOfRange, "Value is out of range.");
+    return Fail(errProxySslRange, "Value is out of range.");
   ProxySSL = static_cast<uint8_t>(value);
   return errNone;
 }
