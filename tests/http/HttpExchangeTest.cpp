@@ -239,21 +239,25 @@ TEST(HttpExchangeTest, KeptConnectionsAndCookies) {
   EXPECT_EQ(client.CookieCount(), 0);
 }
 
-// The events of a plain exchange, here run without waiting and then driven by DoEvents.
-TEST(HttpExchangeTest, NegativeTimeoutRunsThroughEvents) {
+// The events of a plain exchange, the same whether it waits for the end or returns at once and
+// is driven by DoEvents.
+TEST(HttpExchangeTest, EventsOfAPlainExchangeWaitingOrNot) {
   ScriptPeer peer;
   peer.Expect("GET / {*}\r\n\r\n").Send(kOk).Close();
+  peer.NextConnection().Expect("GET / {*}\r\n\r\n").Send(kOk).Close();
   peer.Start();
-  TestClient client;
+  TestClient waiting, client;
+  EXPECT_EQ(waiting.Run(Url(peer)), errNone) << waiting.lastError.Data();
   client.SetTimeout(-1, true);
   EXPECT_EQ(client.Run(Url(peer)), errNone);
   EXPECT_EQ(client.CurrentAction, 0);
   for (int i = 0; i < 100 && client.ResponseDone == 0; ++i)
     client.DoEvents(20);
   EXPECT_EQ(client.TransferredData.View(), "ok");
-  EXPECT_EQ(client.log.Joined(), "Connected(0) | Status(HTTP/1.1 200 OK) | Header(Content-Length: "
-                                 "2) | StartTransfer(1) | Transfer(1, ok) | EndTransfer(1) | "
-                                 "Disconnected(0)");
+  const char* events = "Connected(0) | Status(HTTP/1.1 200 OK) | Header(Content-Length: 2) | "
+                       "StartTransfer(1) | Transfer(1, ok) | EndTransfer(1) | Disconnected(0)";
+  EXPECT_EQ(waiting.log.Joined(), events);
+  EXPECT_EQ(client.log.Joined(), events);
 }
 
 } // namespace
