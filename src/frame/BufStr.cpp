@@ -5,7 +5,6 @@
 
 #include "frame/Errors.h"
 #include "frame/Memory.h"
-#include "platform/Pages.h"
 
 #include <climits>
 #include <cstring>
@@ -71,7 +70,6 @@ int BufStrBase::Reserve(int wanted) {
   char* block = static_cast<char*>(heap ? MemRealloc(heap, static_cast<size_t>(wanted) + 1)
                                         : MemAlloc(static_cast<size_t>(wanted) + 1));
   if (!block) return errOutOfMemory;
-  platform::AdviseLargeBlock(block, static_cast<size_t>(wanted) + 1);
   if (!heap) std::memcpy(block, InlineStore(), static_cast<size_t>(kept) + 1);
   heap = block;
   capacity = wanted;

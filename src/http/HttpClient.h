@@ -188,6 +188,10 @@ public:
   // authOAuth.
   int SetAuthorization(std::string_view text);
 
+  // System proxy (HttpProxyAutoDetect.cpp): with `on`, the proxy for URLScheme and a SOCKS
+  // firewall from the environment's settings. Always 0.
+  int SetProxyAutoDetect(bool on);
+
   // Body decoding (HttpBodyDecoding.cpp); failures leave their text in lastError.
   void ResetDecoder();
   // For a content-encoding header while AllowHTTPCompression is on. 0 or 151.

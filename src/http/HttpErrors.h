@@ -12,7 +12,7 @@ enum HttpError : int {
   errBadScheme = 153,        // a URL scheme or proxy scheme the client cannot use
   errCookieIndex = 156,      // "Invalid cookie index (out of range)."
   errTooManyRedirects = 310, // "There were too many redirects."
-  errProxySslRange = 380,    // "Value is out of range.": a ProxySSL value from 4 up
+  errProxySslRange = 380,    // "Value is out of range." for a ProxySSL outside its values
   // The connection ended before a status line, or inside the headers or a framed body.
   errResponseCut = 10057,
 };

@@ -37,6 +37,7 @@ bool IsAnyAddress(const platform::IPv6Address& address) {
 
 SocketCore::SocketCore() {
   ResetCore();
+  sslProvider.Assign("Microsoft Unified Security Protocol Provider");
   windowHandle = platform::CreateMessageWindow(&WindowProcedure, this);
 }
 
@@ -97,7 +98,9 @@ int SocketCore::Config(ConfigRequest& request, const char** result) {
     useIPv6 = ConfigFlag(request);
     return errNone;
   }
-  return ComponentCore::Config(request, result);
+  bool handled = false;
+  const int rc = StoredConfig(request, result, handled);
+  return handled ? rc : ComponentCore::Config(request, result);
 }
 
 int SocketCore::AsyncSelect(platform::SocketId s, platform::WindowId window, uint32_t message,

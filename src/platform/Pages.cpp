@@ -5,11 +5,16 @@
 
 namespace quillon::platform {
 
-void AdviseLargeBlock(void* block, size_t size) {
-  constexpr uintptr_t kHugePage = 2u << 20;
-  const uintptr_t start = (reinterpret_cast<uintptr_t>(block) + kHugePage - 1) & ~(kHugePage - 1);
-  const uintptr_t end = (reinterpret_cast<uintptr_t>(block) + size) & ~(kHugePage - 1);
-  if (end > start) ::madvise(reinterpret_cast<void*>(start), end - start, MADV_HUGEPAGE);
+namespace {
+constexpr uintptr_t kLargePage = uintptr_t{2} << 20;
+} // namespace
+
+void AdviseLargePages(void* block, size_t size) {
+  const uintptr_t start = reinterpret_cast<uintptr_t>(block);
+  const uintptr_t first = (start + kLargePage - 1) & ~(kLargePage - 1);
+  const uintptr_t last = (start + size) & ~(kLargePage - 1);
+  if (!block || last <= first) return;
+  madvise(reinterpret_cast<void*>(first), last - first, MADV_HUGEPAGE);
 }
 
 } // namespace quillon::platform

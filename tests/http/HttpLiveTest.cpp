@@ -27,7 +27,7 @@ public:
     SetURL(url.c_str(), 0);
     return RunAction(PostData.IsEmpty() ? actGet : actPost);
   }
-  HttpEventLog log{true};
+  HttpEventLog log;
 };
 
 std::string FileText(const std::string& path) {
@@ -47,10 +47,8 @@ TEST(HttpLiveTest, NginxBodiesRedirectsAndStatuses) {
     void (*setup)(LiveClient&);
     const char* path;
     int code;
-    const std::string& body;
-    const char* text;
+    std::string expected; // the body, or lastError after a failure
   };
-  const std::string none;
   void (*follow)(LiveClient&) = [](LiveClient& c) { c.FollowRedirects = 1; };
   void (*gzip)(LiveClient&) = [](LiveClient& c) { c.AllowHTTPCompression = 1; };
   void (*keep)(LiveClient&) = [](LiveClient& c) { c.KeepAlive = 1; };
@@ -63,36 +61,29 @@ TEST(HttpLiveTest, NginxBodiesRedirectsAndStatuses) {
     c.MaxRedirectAttempts = 1;
   };
   const Row rows[] = {
-      {"length body", nullptr, "/feeds/medium.xml", errNone, medium, ""},
-      {"chunked body", nullptr, "/chunked/medium.xml", errNone, medium, ""},
-      {"gzip, chunked", gzip, "/feeds/medium.xml", errNone, medium, ""},
-      {"slow sender", nullptr, "/slow/medium.xml", errNone, medium, ""},
-      {"kept connection", keep, "/feeds/small.xml", errNone, small, ""},
-      {"301 followed", follow, "/redirect/301", errNone, small, ""},
-      {"relative 302 followed", follow, "/redirect/relative", errNone, small, ""},
-      {"chain followed", follow, "/redirect/chain", errNone, small, ""},
-      {"POST answered by 303 goes on as GET", post, "/redirect/303", errNone, small, ""},
-      {"more redirects than allowed", once, "/redirect/chain", 310, none,
+      {"chunked body", nullptr, "/chunked/medium.xml", errNone, medium},
+      {"gzip, chunked", gzip, "/feeds/medium.xml", errNone, medium},
+      {"slow sender", nullptr, "/slow/medium.xml", errNone, medium},
+      {"length body, kept connection", keep, "/feeds/medium.xml", errNone, medium},
+      {"relative 302 followed", follow, "/redirect/relative", errNone, small},
+      {"chain of 302 and 301 followed", follow, "/redirect/chain", errNone, small},
+      {"POST answered by 303 goes on as GET", post, "/redirect/303", errNone, small},
+      {"more redirects than allowed", once, "/redirect/chain", 310,
        "There were too many redirects."},
-      {"loop refused", follow, "/redirect/loop", 151, none,
+      {"loop refused", follow, "/redirect/loop", 151,
        "Attempting to redirect to identical URL.  Aborting connection."},
-      {"no Location", follow, "/redirect/no-location", 152, none, "No server specified in URL"},
-      {"302 not followed", nullptr, "/redirect/302", 151, none,
+      {"no Location", follow, "/redirect/no-location", 152, "No server specified in URL"},
+      {"302 not followed", nullptr, "/redirect/302", 151,
        "HTTP protocol error. 302 Moved Temporarily."},
-      {"service error page", nullptr, "/status/412", 151, none,
-       "HTTP protocol error. 412 Precondition Failed."},
-      {"nginx's own 404", nullptr, "/missing", 151, none, "HTTP protocol error. 404 Not Found."},
-      {"empty body", nullptr, "/empty.txt", errNone, none, ""},
+      {"empty body", nullptr, "/empty.txt", errNone, ""},
   };
   for (const Row& row : rows) {
     LiveClient client;
     if (row.setup) row.setup(client);
     EXPECT_EQ(client.Get(root + row.path), row.code) << row.name << ": " << client.lastError.Data();
-    if (row.code == errNone) {
-      EXPECT_EQ(client.TransferredData.View(), row.body) << row.name;
-    } else {
-      EXPECT_EQ(client.lastError.View(), row.text) << row.name;
-    }
+    EXPECT_EQ(row.code == errNone ? client.TransferredData.View() : client.lastError.View(),
+              row.expected)
+        << row.name;
     if (row.setup == keep) {
       EXPECT_EQ(client.Get(root + row.path), errNone) << row.name;
       EXPECT_TRUE(client.IsConnected()) << row.name;
@@ -144,12 +135,9 @@ TEST(HttpLiveTest, ApacheBasicAndDigest) {
     client.PostData.Assign("echo me");
     client.SetURL((PeerValue("apache", prefix + "_URL") + "echo").c_str(), 0);
     EXPECT_EQ(client.RunAction(actPost), row.code) << row.name << ": " << client.lastError.Data();
-    const char* expected = row.code == errNone ? "echo me" : "";
-    if (row.code != errNone) {
-      EXPECT_EQ(client.lastError.View(), "HTTP protocol error. 401 Unauthorized.") << row.name;
-    } else {
-      EXPECT_EQ(client.TransferredData.View(), expected) << row.name;
-    }
+    EXPECT_EQ(row.code == errNone ? client.TransferredData.View() : client.lastError.View(),
+              row.code == errNone ? "echo me" : "HTTP protocol error. 401 Unauthorized.")
+        << row.name;
   }
 }
 

@@ -14,6 +14,8 @@
 set(QUILLON_PEERS_DIR "${CMAKE_BINARY_DIR}/peers")
 set(QUILLON_PEERS_HOME "${CMAKE_CURRENT_LIST_DIR}")
 set(QUILLON_PEER_KINDS certs nginx apache sslserver odata)
+# Proxies and SOCKS servers between the component and the web peers.
+list(APPEND QUILLON_PEER_KINDS squid dante microsocks tinyproxy)
 
 # Kinds whose launchers read the certificates of the certs peer.
 set(QUILLON_PEERS_NEEDING_CERTS nginx sslserver)

@@ -72,8 +72,6 @@ TEST_F(EntrySurface, IndexWritesChangeTheRecords) {
   EXPECT_EQ(q.EntryPropertiesValue(1), "Café table & two stools");
   ASSERT_EQ(q.SetEntryIndex(0), 0);
   EXPECT_EQ(q.EntryPropertiesValue(1), "Pine desk");
-  ASSERT_EQ(q.SetEntryTitle("Renamed & co"), 0);
-  EXPECT_EQ(q.EntryTitle(), "Renamed & co");
   EXPECT_EQ(q.SetEntryIndex(3), 432);
   EXPECT_EQ(q.LastFailure().helpNumber, 28140);
 }

@@ -11,6 +11,7 @@
 #include <fstream>
 #include <functional>
 #include <set>
+#include <sstream>
 #include <string>
 #include <unistd.h>
 #include <vector>
@@ -84,11 +85,16 @@ int HelpNumber(int id) {
   return 28100 + id;
 }
 
-std::set<int> Ids(std::initializer_list<std::pair<int, int>> ranges) {
+// The ids of a list such as "1-3 7": single ids and ranges with both ends.
+std::set<int> Ids(const std::string& list) {
   std::set<int> ids;
-  for (auto [first, last] : ranges)
-    for (int id = first; id <= last; ++id)
+  std::istringstream in(list);
+  for (std::string range; in >> range;) {
+    const size_t dash = range.find('-');
+    const int last = std::stoi(dash == std::string::npos ? range : range.substr(dash + 1));
+    for (int id = std::stoi(range); id <= last; ++id)
       ids.insert(id);
+  }
   return ids;
 }
 
@@ -131,23 +137,8 @@ TEST(SurfaceTable, EveryPropertyReadsAlikeByNameAndByTypedMember) {
 }
 
 TEST(SurfaceTable, ReadOnlyPropertiesRefuseWritesWithTheirHelpNumber) {
-  const std::set<int> readOnly = Ids({{30, 31},
-                                      {33, 34},
-                                      {37, 37},
-                                      {42, 43},
-                                      {50, 50},
-                                      {53, 53},
-                                      {61, 61},
-                                      {65, 67},
-                                      {83, 98},
-                                      {100, 103},
-                                      {105, 114},
-                                      {116, 123},
-                                      {132, 132},
-                                      {134, 134},
-                                      {136, 148},
-                                      {150, 152},
-                                      {156, 159}});
+  const std::set<int> readOnly = Ids("30-31 33-34 37 42-43 50 53 61 65-67 83-98 100-103 105-114 "
+                                     "116-123 132 134 136-148 150-152 156-159");
   Quillon q;
   for (const PropertyInfo& row : Quillon::Properties()) {
     EXPECT_EQ(row.readOnly, readOnly.count(row.id) == 1) << row.name;
@@ -162,16 +153,7 @@ TEST(SurfaceTable, ReadOnlyPropertiesRefuseWritesWithTheirHelpNumber) {
 }
 
 TEST(SurfaceTable, DesignModeReadsOnlyTheDesignTimeProperties) {
-  const std::set<int> designTime = Ids({{1, 2},
-                                        {14, 14},
-                                        {23, 28},
-                                        {53, 53},
-                                        {55, 62},
-                                        {68, 75},
-                                        {128, 131},
-                                        {133, 133},
-                                        {135, 135},
-                                        {146, 152}});
+  const std::set<int> designTime = Ids("1-2 14 23-28 53 55-62 68-75 128-131 133 135 146-152");
   Quillon q;
   q.SetDesignMode(true);
   for (const PropertyInfo& row : Quillon::Properties()) {

@@ -1,6 +1,5 @@
-// The command-line program talking to the sample service: a query prints what reading the same
-// feed from a file prints, --progress draws its line on standard error, and the quick start's
-// main job runs from start to end.
+// The command-line program talking to the sample service: a query and its progress line, and the
+// quick start's main job from start to end.
 #include "support/CliRunner.h"
 #include "support/Peers.h"
 
@@ -30,31 +29,25 @@ std::string Report(const std::string& text) {
   return out;
 }
 
-TEST(CliServiceTest, QueryPrintsWhatReadFilePrints) {
+// The query draws its progress line on standard error only when asked to always; the report on
+// standard output is what reading the same feed from a file prints.
+TEST(CliServiceTest, QueryPrintsWhatReadFilePrintsAndItsProgressLine) {
   ASSERT_TRUE(HaveCli());
   const std::string service = PeerValue("odata", "URL");
   const std::string saved = ::testing::TempDir() + "quillon-cli-products.xml";
   ASSERT_EQ(std::system(("curl -s -o " + saved + " '" + service + "Products?$top=3'").c_str()), 0);
-  const CliRun query = RunCli("-p ServiceRootURI=" + service +
-                              " -p ResourcePath=Products -p QueryTop=3 QueryService");
+  const std::string args =
+      "-p ServiceRootURI=" + service + " -p ResourcePath=Products -p QueryTop=3 QueryService";
+  const CliRun query = RunCli("--progress=always " + args);
   ASSERT_EQ(query.status, 0) << query.out;
+  EXPECT_NE(query.out.find("\rreceived"), std::string::npos) << query.out;
+  const CliRun quiet = RunCli("--progress " + args); // standard error is no terminal here
+  EXPECT_EQ(quiet.out.find("\rreceived"), std::string::npos) << quiet.out;
   const CliRun read = RunCli("-c ReadFile=" + saved);
   ASSERT_EQ(read.status, 0) << read.out;
   EXPECT_FALSE(Report(read.out).empty()) << read.out;
   EXPECT_EQ(Report(query.out), Report(read.out));
   std::remove(saved.c_str());
-}
-
-TEST(CliServiceTest, ProgressLineOnStandardError) {
-  ASSERT_TRUE(HaveCli());
-  const std::string service = PeerValue("odata", "URL");
-  const std::string args =
-      "-p ServiceRootURI=" + service + " -p ResourcePath=Products QueryService";
-  const CliRun drawn = RunCli("--progress=always " + args);
-  EXPECT_EQ(drawn.status, 0) << drawn.out;
-  EXPECT_NE(drawn.out.find("\rreceived"), std::string::npos) << drawn.out;
-  const CliRun quiet = RunCli("--progress " + args); // standard error is no terminal here
-  EXPECT_EQ(quiet.out.find("\rreceived"), std::string::npos) << quiet.out;
 }
 
 TEST(CliServiceTest, QuickStartMainJob) {
