@@ -1,19 +1,17 @@
 // The whole public table: every property by name and by its typed member, ids in order, the
 // read-only, design-time and enumeration rules with their failure values and help numbers, and the
 // client certificate settings reaching their engine.
+#include "../keys/KeyFiles.h"
+
 #include <quillon/Quillon.h>
 
 #include <gtest/gtest.h>
 
-#include <cstdlib>
-#include <cstring>
-#include <filesystem>
-#include <fstream>
+#include <array>
 #include <functional>
 #include <set>
 #include <sstream>
 #include <string>
-#include <unistd.h>
 #include <vector>
 
 namespace quillon {
@@ -211,59 +209,36 @@ TEST(SurfaceTable, EnumerationsRefuseValuesOutsideTheirRange) {
 }
 
 // The certificate settings reach the front: store and subject load, type and password wait for
-// them, the certificate found reads as base64 whatever form it came in.
+// them, and the certificate found reads as base64 that the accepted certificate takes back.
 TEST(SurfaceTable, CertificateSettingsLoadThroughTheFront) {
-  const std::string dir = ::testing::TempDir() + "quillon-surface-cert-" + std::to_string(getpid());
-  const std::string make = "mkdir -p " + dir + " && cd " + dir +
-                           " && openssl req -x509 -newkey rsa:2048 -nodes -subj /CN=Surface"
-                           " -days 1 -keyout k.pem -out c.pem 2>/dev/null && openssl pkcs12"
-                           " -export -in c.pem -inkey k.pem -passout pass:pw -out c.pfx";
-  ASSERT_EQ(std::system(make.c_str()), 0);
-  auto read = [&](const char* name) {
-    std::ifstream in(dir + "/" + name, std::ios::binary);
-    return std::string(std::istreambuf_iterator<char>(in), {});
-  };
-  const std::string pem = read("c.pem"), pfx = read("c.pfx");
-  auto bare = [](std::string text) { // without armor lines and breaks
-    std::erase_if(text, [](char c) { return c == '\r' || c == '\n'; });
-    for (const char* armor : {"-----BEGIN CERTIFICATE-----", "-----END CERTIFICATE-----"})
-      if (auto at = text.find(armor); at != std::string::npos) text.erase(at, strlen(armor));
-    return text;
-  };
-  struct Row {
-    const char *set, *value;
-    int result;
-    const char *get, *expected; // "<cert>": the base64 of c.pem
-  };
-  const Row rows[] = {
-      {"SSLCertStoreType", "2", 0, "SSLCertStore", "MY"},
-      {"SSLCertStorePassword", "pw", 0, "SSLCertStoreType", "2"},
-      {"SSLCertStore", "<pfx>", 0, "SSLCertSubject", ""}, // no subject yet: nothing loads
-      {"SSLCertSubject", "*", 0, "SSLCertSubject", "CN=Surface"},
-      {"SSLCertStoreType", "3", 0, "SSLCertEncoded", "<cert>"},
-      {"SSLCertStoreB", "<pfx bytes>", 0, "SSLCertEncodedB", "<cert>"},
-      {"SSLCertStorePassword", "wrong", 0, "SSLCertSubject", "CN=Surface"},
-      {"SSLCertStoreB", "<pfx bytes>", 271, "SSLCertEncoded", ""},
-      {"SSLAcceptServerCertEncoded", "<pem>", 0, "SSLAcceptServerCertEncodedB", "<cert>"},
-      {"SSLAcceptServerCertEncodedB", "<cert>", 0, "SSLAcceptServerCertEncoded", "<cert>"},
-      {"SSLAcceptServerCertEncoded", "@@", 280, "SSLAcceptServerCertEncoded", ""},
-  };
-  auto fill = [&](std::string text) {
-    return text == "<pfx>"         ? dir + "/c.pfx"
-           : text == "<pfx bytes>" ? pfx
-           : text == "<pem>"       ? pem
-           : text == "<cert>"      ? bare(pem)
-                                   : text;
+  const std::string pfx = test::KeyPath("rsa-aes.pfx"),
+                    client = "CN=Quillon Client, O=Quillon Tests";
+  const std::array<std::string, 5> rows[] = {
+      // set, value, result, get, expected
+      {"SSLCertStoreType", "2", "0", "SSLCertStore", "MY"},
+      {"SSLCertStorePassword", "secret", "0", "SSLCertSubject", ""},
+      {"SSLCertStore", pfx, "0", "SSLCertSubject", ""}, // no subject yet: nothing loads
+      {"SSLCertSubject", "*", "0", "SSLCertSubject", client},
+      {"SSLCertStorePassword", "wrong", "0", "SSLCertSubject", client},
+      {"SSLCertStore", pfx, "271", "SSLCertEncoded", ""},
+      {"SSLCertStoreType", "3", "0", "SSLAcceptServerCertEncoded", ""},
+      {"SSLCertStorePassword", "secret", "0", "SSLCertSubject", client},
+      {"SSLCertStoreB", test::KeyFile("rsa-aes.pfx"), "0", "SSLCertSubject", client},
+      {"SSLAcceptServerCertEncoded", "@@", "280", "SSLAcceptServerCertEncodedB", ""},
   };
   Quillon q;
-  for (const Row& row : rows) {
-    SCOPED_TRACE(std::string(row.set) + "=" + row.value);
-    EXPECT_EQ(q.SetProperty(row.set, fill(row.value)), row.result) << q.ErrorDescription();
-    std::string value;
-    EXPECT_EQ(q.GetProperty(row.get, value), 0);
-    EXPECT_EQ(bare(value), fill(row.expected)) << row.get;
+  for (const auto& [set, value, result, get, expected] : rows) {
+    std::string read;
+    EXPECT_EQ(q.SetProperty(set, value), std::stoi(result)) << set << "=" << value;
+    EXPECT_EQ(q.GetProperty(get, read), 0) << get;
+    EXPECT_EQ(read, expected) << set << "=" << value;
   }
-  std::filesystem::remove_all(dir);
+  std::string cert, accepted;
+  EXPECT_EQ(q.GetProperty("SSLCertEncodedB", cert), 0);
+  EXPECT_EQ(q.SetProperty("SSLAcceptServerCertEncoded", cert), 0);
+  EXPECT_EQ(q.GetProperty("SSLAcceptServerCertEncodedB", accepted), 0);
+  EXPECT_GT(cert.size(), 64u);
+  EXPECT_EQ(accepted, cert);
 }
 
 // A write of Authorization moves AuthScheme to authProprietary, unless it holds that or OAuth.
