@@ -41,6 +41,9 @@ public:
   virtual void OnPortWritable() = 0;
   virtual void ReportStatus(const char* text, int code) = 0;
   virtual int OnRecord(const char*, int, int) { return 0; }
+  // The buffer that records are cut from: lineBuffer here; a link that transforms the stream
+  // (TLS) cuts records from its own output.
+  virtual LineBuffer& RecordBuffer() { return lineBuffer; }
 
   // Operations
   // Non-zero starts a connection and returns at once (the outcome comes to OnPortConnected);

@@ -101,8 +101,10 @@ X509_STORE* TrustStore() {
   if (!store) return nullptr;
   X509_STORE_load_path(store, X509_get_default_cert_dir());
   const char* file = std::getenv(X509_get_default_cert_file_env());
-  if (file && *file) X509_STORE_load_file(store, file);
-  else X509_STORE_load_file(store, X509_get_default_cert_file());
+  if (file && *file)
+    X509_STORE_load_file(store, file);
+  else
+    X509_STORE_load_file(store, X509_get_default_cert_file());
   const char* dir = std::getenv(X509_get_default_cert_dir_env());
   if (dir && *dir) X509_STORE_load_path(store, dir);
   ERR_clear_error();
@@ -140,7 +142,8 @@ uint32_t CheckServerChain(const DerBytes* certificates, int count, const char* s
   for (int i = 1; sent && i < count; ++i)
     if (X509* cert = ParseCertificate(certificates[i].bytes, certificates[i].length))
       if (!sk_X509_push(sent, cert)) X509_free(cert);
-  if (noteIndex < 0) noteIndex = X509_STORE_CTX_get_ex_new_index(0, nullptr, nullptr, nullptr, nullptr);
+  if (noteIndex < 0)
+    noteIndex = X509_STORE_CTX_get_ex_new_index(0, nullptr, nullptr, nullptr, nullptr);
   X509_STORE* store = TrustStore();
   X509_STORE_CTX* ctx = X509_STORE_CTX_new();
   uint32_t bits = 0;

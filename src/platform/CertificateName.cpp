@@ -84,7 +84,8 @@ void PutValue(Writer& w, const ASN1_STRING* data) {
   } else {
     w.Put("\"");
     for (int i = 0; i < n; ++i)
-      w.Put(utf8[i] == '"' ? "\"\"" : reinterpret_cast<const char*>(utf8 + i), utf8[i] == '"' ? 2 : 1);
+      w.Put(utf8[i] == '"' ? "\"\"" : reinterpret_cast<const char*>(utf8 + i),
+            utf8[i] == '"' ? 2 : 1);
     w.Put("\"");
   }
   OPENSSL_free(utf8);

@@ -97,7 +97,8 @@ int32_t TlsContext::ConnectionInfo(TlsConnectionInfo& info) const {
     info.exchange = 0xAA02;
     break;
   default: // ECDHE, and TLS 1.3, where the ephemeral key says which
-    info.exchange = haveEphemeral && EVP_PKEY_get_base_id(ephemeral) == EVP_PKEY_DH ? 0xAA02 : 0xAE06;
+    info.exchange =
+        haveEphemeral && EVP_PKEY_get_base_id(ephemeral) == EVP_PKEY_DH ? 0xAA02 : 0xAE06;
     break;
   }
   if (haveEphemeral) {
@@ -105,6 +106,10 @@ int32_t TlsContext::ConnectionInfo(TlsConnectionInfo& info) const {
     EVP_PKEY_free(ephemeral);
   }
   return tlsOk;
+}
+
+bool TlsContext::HoldsPlain() const {
+  return impl->heldLength > 0;
 }
 
 int TlsContext::PeerCertificateCount() const {

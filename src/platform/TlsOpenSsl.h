@@ -23,8 +23,12 @@ struct TlsContextImpl {
   TlsCredentials* credentials = nullptr;
   char* tokenBuffer = nullptr; // the latest token
   int tokenCapacity = 0;
+  char* held = nullptr; // plain text read while a new handshake ran, for the next Decrypt
+  int heldLength = 0;
+  int heldCapacity = 0;
   unsigned char* derBuffer = nullptr; // the latest certificate that PeerCertificate encoded
   bool certificateRequested = false;  // a certificate request came and we have none to give
+  bool established = false;           // the first handshake has ended
   bool helloRequested = false;        // a hello request came after the handshake
   bool alertPending = false;          // the write BIO holds a refusal of renegotiation
   unsigned char binding[32 + EVP_MAX_MD_SIZE] = {};

@@ -37,7 +37,7 @@ void WatchMessages(int writing, int, int contentType, const void* buffer, size_t
   auto* impl = static_cast<TlsContextImpl*>(arg);
   if (writing || contentType != 22 || length < 1) return;
   const uint8_t type = static_cast<const uint8_t*>(buffer)[0];
-  if (type == kHelloRequest && SSL_is_init_finished(impl->ssl)) impl->helloRequested = true;
+  if (type == kHelloRequest && impl->established) impl->helloRequested = true;
   if (type == kCertificateRequest && !impl->credentials->hasClientCertificate)
     impl->certificateRequested = true;
 }
@@ -190,9 +190,9 @@ TlsContext* TlsContext::Create(TlsCredentials& credentials, const char* serverNa
   SSL_set_msg_callback_arg(impl->ssl, impl);
   SSL_set_connect_state(impl->ssl);
   const bool isAddress = serverName && IsAddressText(serverName);
-  if (serverName && *serverName && !isAddress)
-    SSL_set_tlsext_host_name(impl->ssl, serverName);
-  if (alpn && alpnLength > 0) SSL_set_alpn_protos(impl->ssl, alpn, static_cast<unsigned>(alpnLength));
+  if (serverName && *serverName && !isAddress) SSL_set_tlsext_host_name(impl->ssl, serverName);
+  if (alpn && alpnLength > 0)
+    SSL_set_alpn_protos(impl->ssl, alpn, static_cast<unsigned>(alpnLength));
   if (credentials.session && serverName && std::strcmp(credentials.sessionHost, serverName) == 0)
     SSL_set_session(impl->ssl, credentials.session);
   return context;
@@ -202,6 +202,7 @@ TlsContext::~TlsContext() {
   if (!impl) return;
   SSL_free(impl->ssl); // frees both BIOs
   std::free(impl->tokenBuffer);
+  std::free(impl->held);
   OPENSSL_free(impl->derBuffer);
   delete impl;
 }
@@ -227,6 +228,32 @@ int32_t TakeOutput(TlsContextImpl& impl, TlsToken& token) {
 
 } // namespace
 
+namespace {
+
+// A new handshake on an established channel runs inside SSL_read, which also takes the
+// application data that the server sent before it saw our hello; that data is held for the
+// next Decrypt. The answer is as SSL_do_handshake's: 1 done, else see SSL_get_error.
+int ReadWhileRenegotiating(TlsContextImpl& impl) {
+  for (;;) {
+    if (impl.heldCapacity - impl.heldLength < kMaximumMessage) {
+      const int grown = impl.heldCapacity + 2 * kMaximumMessage;
+      char* bigger = static_cast<char*>(std::realloc(impl.held, static_cast<size_t>(grown)));
+      if (!bigger) return -1;
+      impl.held = bigger;
+      impl.heldCapacity = grown;
+    }
+    const int n = SSL_read(impl.ssl, impl.held + impl.heldLength, kMaximumMessage);
+    if (n <= 0) {
+      if (SSL_get_error(impl.ssl, n) == SSL_ERROR_WANT_READ && SSL_is_init_finished(impl.ssl))
+        return 1;
+      return n;
+    }
+    impl.heldLength += n;
+  }
+}
+
+} // namespace
+
 int32_t TlsContext::Handshake(const char* input, int length, TlsToken& token, int& extra) {
   token = {};
   extra = 0;
@@ -241,7 +268,7 @@ int32_t TlsContext::Handshake(const char* input, int length, TlsToken& token, in
   }
   if (scan.wholeLength > 0 && BIO_write(impl->in, input, scan.wholeLength) != scan.wholeLength)
     return tlsInsufficientMemory;
-  const int rc = SSL_do_handshake(impl->ssl);
+  const int rc = impl->established ? ReadWhileRenegotiating(*impl) : SSL_do_handshake(impl->ssl);
   // Records that followed the last handshake message stay unread in the BIO: they go back to
   // the engine as unused bytes, ahead of the incomplete tail.
   const int unread = static_cast<int>(BIO_ctrl_pending(impl->in));
@@ -255,6 +282,7 @@ int32_t TlsContext::Handshake(const char* input, int length, TlsToken& token, in
   if (const int32_t taken = TakeOutput(*impl, token); taken != tlsOk) return taken;
   if (rc == 1) {
     impl->helloRequested = false;
+    impl->established = true;
     return tlsOk;
   }
   const int error = SSL_get_error(impl->ssl, rc);
@@ -275,11 +303,19 @@ int32_t TlsContext::Encrypt(char* buffer, int header, int length, int room, int&
   return recordLength == pending ? tlsOk : tlsInternalError;
 }
 
-int32_t TlsContext::Decrypt(char* input, int length, int& plainLength, int& extra,
-                            TlsToken& token) {
+int32_t TlsContext::Decrypt(char* input, int length, const char*& plain, int& plainLength,
+                            int& extra, TlsToken& token) {
+  plain = input;
   plainLength = 0;
   extra = 0;
   token = {};
+  if (impl->heldLength > 0) {
+    plain = impl->held;
+    plainLength = impl->heldLength;
+    impl->heldLength = 0;
+    extra = length;
+    return tlsOk;
+  }
   const RecordScan scan = ScanRecords(input, length);
   if (scan.malformed) return tlsDecryptFailure;
   if (scan.firstLength == 0) {
@@ -299,7 +335,8 @@ int32_t TlsContext::Decrypt(char* input, int length, int& plainLength, int& extr
     impl->alertPending = (SSL_get_options(impl->ssl) & SSL_OP_NO_RENEGOTIATION) != 0;
     return tlsRenegotiate;
   }
-  if (n > 0) plainLength = n;
+  if (n > 0)
+    plainLength = n;
   else if (error == SSL_ERROR_ZERO_RETURN)
     return tlsContextExpired;
   else if (error != SSL_ERROR_WANT_READ) {

@@ -38,10 +38,10 @@ extern const char* const kTlsPackageName;
 
 // What the credentials are acquired with.
 struct TlsCredentialSettings {
-  const char* package = nullptr;     // must be kTlsPackageName
-  uint32_t protocols = 0;            // mask of the protocol bits; 0 lets the provider choose
+  const char* package = nullptr; // must be kTlsPackageName
+  uint32_t protocols = 0;        // mask of the protocol bits; 0 lets the provider choose
   uint32_t minimumCipherStrength = 0;
-  const char* cipherList = nullptr;  // an OpenSSL cipher list; null or "" the provider's own
+  const char* cipherList = nullptr; // an OpenSSL cipher list; null or "" the provider's own
   const unsigned char* clientPkcs12 = nullptr; // a client certificate and key, DER PKCS#12
   int clientPkcs12Length = 0;                  // with an empty password
 };
@@ -88,10 +88,14 @@ public:
   // Protects the `length` plain bytes at `buffer + header` (at most maximum message) and writes
   // the record at `buffer`, `room` bytes at most; `recordLength` is its size.
   int32_t Encrypt(char* buffer, int header, int length, int room, int& recordLength);
-  // Opens the record at the head of `input`, in place: the plain bytes are at `input` on
-  // return, `plainLength` of them; `extra` counts the bytes after the record. `token`, when not
-  // empty, goes to the peer (an answer to a key update, or an alert).
-  int32_t Decrypt(char* input, int length, int& plainLength, int& extra, TlsToken& token);
+  // Opens the record at the head of `input`, in place: `plain` is `input` on return, with
+  // `plainLength` bytes, unless data held from a new handshake comes first (then nothing of
+  // `input` is used). `extra` counts the bytes after what was used. `token`, when not empty,
+  // goes to the peer (an answer to a key update, or an alert).
+  int32_t Decrypt(char* input, int length, const char*& plain, int& plainLength, int& extra,
+                  TlsToken& token);
+  // Whether plain text waits in the provider for Decrypt.
+  bool HoldsPlain() const;
   // Whether a server's request for a new handshake is followed (TLS 1.2).
   void AllowRenegotiation(bool allow);
   // close_notify, or the alert that the provider holds for a refused renegotiation, into

@@ -9,8 +9,8 @@ constexpr int kRecordHeaderLength = 5;
 constexpr int kMaximumRecordBody = 16384 + 2048;
 
 struct RecordScan {
-  int wholeLength = 0; // bytes of the complete records at the head
-  int firstLength = 0; // the first record's size when it is complete, else 0
+  int wholeLength = 0;    // bytes of the complete records at the head
+  int firstLength = 0;    // the first record's size when it is complete, else 0
   bool malformed = false; // the first header is no TLS record header, or too long a record
 };
 

@@ -78,11 +78,11 @@ struct CipherWordRow {
   const char* word;
 };
 constexpr CipherWordRow kCipherWords[] = {
-    {0xA400, 0, "kRSA"},    {0xAA02, 0, "kDHE"},   {0xAE06, 0, "kECDHE"}, {0xAA05, 0, "kECDHE"},
-    {0x2400, 1, "aRSA"},    {0x2203, 1, "aECDSA"}, {0x2200, 1, "aDSS"},   {0x6611, 2, "AES"},
-    {0x660E, 2, "AES128"},  {0x6610, 2, "AES256"}, {0x6603, 2, "3DES"},   {0x6601, 2, "DES"},
-    {0x6801, 2, "RC4"},     {0x6602, 2, "RC2"},    {0x8004, 3, "SHA1"},   {0x800C, 3, "SHA256"},
-    {0x800D, 3, "SHA384"},  {0x8003, 3, "MD5"},
+    {0xA400, 0, "kRSA"},   {0xAA02, 0, "kDHE"},   {0xAE06, 0, "kECDHE"}, {0xAA05, 0, "kECDHE"},
+    {0x2400, 1, "aRSA"},   {0x2203, 1, "aECDSA"}, {0x2200, 1, "aDSS"},   {0x6611, 2, "AES"},
+    {0x660E, 2, "AES128"}, {0x6610, 2, "AES256"}, {0x6603, 2, "3DES"},   {0x6601, 2, "DES"},
+    {0x6801, 2, "RC4"},    {0x6602, 2, "RC2"},    {0x8004, 3, "SHA1"},   {0x800C, 3, "SHA256"},
+    {0x800D, 3, "SHA384"}, {0x8003, 3, "MD5"},
 };
 
 int Be16(const unsigned char* p) {
@@ -188,8 +188,8 @@ int DescribeEnabledProtocols(uint32_t mask, BufStrBase& text) {
     uint32_t bits;
     const char* name;
   };
-  static constexpr Row rows[] = {{0x3000, "TLS1.3 "}, {0xC00, "TLS1.2 "}, {0x300, "TLS1.1 "},
-                                 {0xC0, "TLS1.0 "},   {0x30, "SSL3.0 "}, {0xC, "SSL2.0 "},
+  static constexpr Row rows[] = {{0x3000, "TLS1.3 "},  {0xC00, "TLS1.2 "}, {0x300, "TLS1.1 "},
+                                 {0xC0, "TLS1.0 "},    {0x30, "SSL3.0 "},  {0xC, "SSL2.0 "},
                                  {0xC0000000, "UNI "}, {3, "PCT1 "}};
   text.Assign("Enabling TLS versions: ");
   for (const Row& row : rows)
@@ -205,14 +205,22 @@ int DescribeConnection(const platform::TlsContext* context, BufStrBase& text) {
     return 1;
   }
   const uint32_t protocol = info.protocol;
-  if (protocol & 3) text.AppendText("Protocol: PCT1 ");
-  else if (protocol & 0xC) text.AppendText("Protocol: SSL2 ");
-  else if (protocol & 0x30) text.AppendText("Protocol: SSL3 ");
-  else if (protocol & 0xC0) text.AppendText("Protocol: TLS1 ");
-  else if (protocol & 0x300) text.AppendText("Protocol: TLS1.1 ");
-  else if (protocol & 0xC00) text.AppendText("Protocol: TLS1.2 ");
-  else if (protocol & 0x3000) text.AppendText("Protocol: TLS1.3 ");
-  else AppendHexCode(text, "Protocol: ", protocol);
+  if (protocol & 3)
+    text.AppendText("Protocol: PCT1 ");
+  else if (protocol & 0xC)
+    text.AppendText("Protocol: SSL2 ");
+  else if (protocol & 0x30)
+    text.AppendText("Protocol: SSL3 ");
+  else if (protocol & 0xC0)
+    text.AppendText("Protocol: TLS1 ");
+  else if (protocol & 0x300)
+    text.AppendText("Protocol: TLS1.1 ");
+  else if (protocol & 0xC00)
+    text.AppendText("Protocol: TLS1.2 ");
+  else if (protocol & 0x3000)
+    text.AppendText("Protocol: TLS1.3 ");
+  else
+    AppendHexCode(text, "Protocol: ", protocol);
   switch (info.cipher) {
   case 0x6601:
   case 0x660C:
