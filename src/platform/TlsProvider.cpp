@@ -91,6 +91,35 @@ bool UseClientCertificate(SSL_CTX* ctx, const unsigned char* der, int length) {
   return ok;
 }
 
+// Drops the TLS 1.2 and older suites whose bulk cipher is weaker than `bits`.
+bool KeepStrongCiphers(SSL_CTX* ctx, int bits) {
+  STACK_OF(SSL_CIPHER)* ciphers = SSL_CTX_get_ciphers(ctx);
+  const int count = ciphers ? sk_SSL_CIPHER_num(ciphers) : 0;
+  size_t room = 1;
+  for (int i = 0; i < count; ++i)
+    room += std::strlen(SSL_CIPHER_get_name(sk_SSL_CIPHER_value(ciphers, i))) + 1;
+  char* list = static_cast<char*>(std::malloc(room));
+  if (!list) return false;
+  size_t length = 0;
+  bool weakFound = false;
+  for (int i = 0; i < count; ++i) {
+    const SSL_CIPHER* cipher = sk_SSL_CIPHER_value(ciphers, i);
+    if (SSL_CIPHER_get_min_tls(cipher) >= TLS1_3_VERSION) continue;
+    if (SSL_CIPHER_get_bits(cipher, nullptr) < bits) {
+      weakFound = true;
+      continue;
+    }
+    const char* name = SSL_CIPHER_get_name(cipher);
+    if (length > 0) list[length++] = ':';
+    std::memcpy(list + length, name, std::strlen(name));
+    length += std::strlen(name);
+  }
+  list[length] = 0;
+  const bool ok = !weakFound || (length > 0 && SSL_CTX_set_cipher_list(ctx, list) == 1);
+  std::free(list);
+  return ok;
+}
+
 // The status of a failed OpenSSL call, by the reason of its first queued error.
 int32_t FailureStatus() {
   const unsigned long error = ERR_peek_error();
@@ -140,6 +169,9 @@ int32_t TlsAcquireCredentials(const TlsCredentialSettings& settings, TlsCredenti
     status = tlsAlgorithmMismatch;
   if (status == tlsOk && settings.cipherList && *settings.cipherList &&
       SSL_CTX_set_cipher_list(ctx, settings.cipherList) != 1)
+    status = tlsAlgorithmMismatch;
+  if (status == tlsOk && settings.minimumCipherStrength > 0 &&
+      !KeepStrongCiphers(ctx, static_cast<int>(settings.minimumCipherStrength)))
     status = tlsAlgorithmMismatch;
   if (status == tlsOk && settings.clientPkcs12Length > 0) {
     if (!UseClientCertificate(ctx, settings.clientPkcs12, settings.clientPkcs12Length))

@@ -49,7 +49,7 @@ public:
 
 class SecureChannelTest : public ::testing::Test {
 protected:
-  static void SetUpTestSuite() { ::setenv("SSL_CERT_FILE", CertFile("ca.pem").c_str(), 1); }
+  static void SetUpTestSuite() { ::setenv("SSL_CERT_FILE", CertFile("CA_FILE").c_str(), 1); }
 };
 
 struct JudgementRow {
@@ -66,24 +66,24 @@ TEST_F(SecureChannelTest, EachCertificateIsJudgedWithItsStatusEventAndOutcome) {
                           "certificate not trusted by the trust provider.";
   const char* notValid = "A required certificate is not within its validity period.";
   const std::vector<JudgementRow> rows = {
-      {"good chain", "good", {}, 0, {}, 0},
-      {"expired", "expired", {}, 0, {}, 0x800B0101},
-      {"not yet valid", "notyet", {}, 0, {}, 0x800B0101},
-      {"wrong host", "wronghost", {}, 0, {}, 0x800B010F},
-      {"self-signed", "self", {}, 0, {}, 0x800B0109},
-      {"unknown CA, leaf alone", "unknown", {}, 0, {}, 0x800B010A},
+      {"good chain", "SERVER_CERT", {}, 0, {}, 0},
+      {"EXPIRED_CERT", "EXPIRED_CERT", {}, 0, {}, 0x800B0101},
+      {"not yet valid", "NOT_YET_VALID_CERT", {}, 0, {}, 0x800B0101},
+      {"wrong host", "WRONG_HOST_CERT", {}, 0, {}, 0x800B010F},
+      {"self-signed", "SELF_SIGNED_CERT", {}, 0, {}, 0x800B0109},
+      {"unknown CA, leaf alone", "UNKNOWN_CA_CERT", {}, 0, {}, 0x800B010A},
       {"unknown CA, root sent",
-       "unknown",
-       {"-cert_chain", CertFile("other.pem")},
+       "UNKNOWN_CA_CERT",
+       {"-cert_chain", CertFile("UNKNOWN_CA_FILE")},
        0,
        {},
        0x800B0109},
-      {"expired, host accepts", "expired", {}, 0, true, 0x800B0101},
-      {"good, host refuses", "good", {}, 0, false, 0},
-      {"wrong host, name not checked", "wronghost", {}, 0x80000000, {}, 0},
-      {"expired, time ignored", "expired", {}, 0x1, {}, 0},
-      {"self-signed, unknown CA allowed", "self", {}, 0x10, {}, 0},
-      {"wrong host, name ignored", "wronghost", {}, 0x40, {}, 0},
+      {"expired, host accepts", "EXPIRED_CERT", {}, 0, true, 0x800B0101},
+      {"good, host refuses", "SERVER_CERT", {}, 0, false, 0},
+      {"wrong host, name not checked", "WRONG_HOST_CERT", {}, 0x80000000, {}, 0},
+      {"expired, time ignored", "EXPIRED_CERT", {}, 0x1, {}, 0},
+      {"self-signed, unknown CA allowed", "SELF_SIGNED_CERT", {}, 0x10, {}, 0},
+      {"wrong host, name ignored", "WRONG_HOST_CERT", {}, 0x40, {}, 0},
   };
   for (const JudgementRow& row : rows) {
     SCOPED_TRACE(row.name);
@@ -123,10 +123,10 @@ TEST_F(SecureChannelTest, EachCertificateIsJudgedWithItsStatusEventAndOutcome) {
 }
 
 TEST_F(SecureChannelTest, AcceptedCertificateBytesSkipTheEventAndTheChainAddsPemBlocks) {
-  SslServer self("self", {});
+  SslServer self("SELF_SIGNED_CERT", {});
   ASSERT_TRUE(self.Ready()) << self.Log();
   TlsPort port;
-  std::ifstream file(CertFile("self.pem"));
+  std::ifstream file(CertFile("SELF_SIGNED_CERT"));
   std::stringstream pem;
   pem << file.rdbuf();
   ASSERT_EQ(port.SetAcceptServerCert(pem.str().data(), static_cast<int>(pem.str().size())), 0);
@@ -134,18 +134,17 @@ TEST_F(SecureChannelTest, AcceptedCertificateBytesSkipTheEventAndTheChainAddsPem
   EXPECT_THAT(port.log, ElementsAre("Connected(0, OK)"));
   port.Disconnect();
 
-  SslServer good("good", {});
+  SslServer good("SERVER_CERT", {"-cert_chain", CertFile("CA_FILE")});
   TlsPort chained;
   ASSERT_EQ(chained.ConfigText("SSLIncludeCertChain=True", nullptr), 0);
   EXPECT_EQ(chained.Connect(good.Port()), 0) << chained.LastErrorText();
   ASSERT_EQ(chained.certificates.size(), 1u);
   EXPECT_EQ(chained.certificates[0].find("-----BEGIN", 10) != std::string::npos, true);
-  EXPECT_THAT(chained.subjects[0], "C=US, S=Test State, O=Quillon Test, CN=localhost / C=US, "
-                                   "O=Quillon Test, CN=Quillon Test CA");
+  EXPECT_THAT(chained.subjects[0], "CN=localhost / O=Quillon Tests, CN=Quillon Test CA");
 }
 
 TEST_F(SecureChannelTest, EarlyLookAsksWithParsedFirstAndEndsTheConnectionUnlessAccepted) {
-  SslServer server("good", {"-tls1_2"});
+  SslServer server("SERVER_CERT", {"-tls1_2"});
   ASSERT_TRUE(server.Ready()) << server.Log();
   for (const bool parsedVerdict : {true, false}) {
     SCOPED_TRACE(parsedVerdict);
@@ -183,7 +182,7 @@ TEST_F(SecureChannelTest, EnabledProtocolsChooseTheVersion) {
   };
   for (const ProtocolRow& row : rows) {
     SCOPED_TRACE(row.name);
-    SslServer server("good", {row.serverOption});
+    SslServer server("SERVER_CERT", {row.serverOption});
     ASSERT_TRUE(server.Ready()) << server.Log();
     TlsPort port;
     port.ConfigText((std::string("SSLEnabledProtocols=") + row.protocols).c_str(), nullptr);
@@ -203,7 +202,7 @@ TEST_F(SecureChannelTest, EnabledProtocolsChooseTheVersion) {
 }
 
 TEST_F(SecureChannelTest, StatusSequenceOfAHandshake) {
-  SslServer server("good", {"-tls1_2"});
+  SslServer server("SERVER_CERT", {"-tls1_2"});
   ASSERT_TRUE(server.Ready()) << server.Log();
   TlsPort port;
   ASSERT_EQ(port.Connect(server.Port()), 0);
@@ -220,25 +219,37 @@ TEST_F(SecureChannelTest, StatusSequenceOfAHandshake) {
 TEST_F(SecureChannelTest, RenegotiationIsFollowedOrRefused) {
   for (const bool follow : {true, false}) {
     SCOPED_TRACE(follow);
-    SslServer server("good", {"-tls1_2"});
+    SslServer server("SERVER_CERT", {"-tls1_2"});
     ASSERT_TRUE(server.Ready()) << server.Log();
     TlsPort port;
     port.sslEnableRenegotiation = follow ? 1 : 0;
     ASSERT_EQ(port.Connect(server.Port()), 0);
+    // s_server looks at its input only once the client has spoken.
+    ASSERT_EQ(port.SendAll("hello\n", 6, false, false), 0);
+    ASSERT_TRUE(server.WaitFor("hello"));
     server.Type("r\n");
-    server.Type("after\n");
-    EXPECT_EQ(port.WaitUntil([&] { return port.received.find("after") != std::string::npos; }), 0)
+    // The server waits for our answer before it looks at its input again.
+    ASSERT_EQ(
+        port.WaitUntil([&] { return server.Log().find("SSL_do_handshake") != std::string::npos; }),
+        0)
         << server.Log();
-    const auto connects = std::count(port.log.begin(), port.log.end(), "Connected(0, OK)");
-    EXPECT_EQ(connects, follow ? 2 : 1);
     EXPECT_EQ(std::count(port.statuses.begin(), port.statuses.end(),
                          "Renegotiate is disabled. Send NO_RENEGOTIATION alert message."),
               follow ? 0 : 1);
     if (!follow) {
-      // s_server takes the refusal alert as the end of the connection.
+      // s_server takes the refusal as fatal and answers with an alert that ends the channel.
       EXPECT_TRUE(server.WaitFor("no renegotiation")) << server.Log();
+      EXPECT_EQ(port.WaitUntilClosed(), 0);
+      EXPECT_THAT(port.log, ElementsAre("Auth(OK, 1)", "Connected(0, OK)",
+                                        "Error(284, error decrypting data (error 0x80090331))",
+                                        "Disconnected(0, OK)"));
       continue;
     }
+    server.Type("after\n");
+    EXPECT_EQ(port.WaitUntil([&] { return port.received.find("after") != std::string::npos; }), 0)
+        << server.Log();
+    EXPECT_THAT(port.log, ElementsAre("Auth(OK, 1)", "Connected(0, OK)", "Auth(OK, 1)",
+                                      "Connected(0, OK)", "Data(after\n, 1)"));
     ASSERT_EQ(port.SendAll("still up\n", 9, false, false), 0) << server.Log();
     EXPECT_TRUE(server.WaitFor("still up"));
   }
@@ -246,7 +257,7 @@ TEST_F(SecureChannelTest, RenegotiationIsFollowedOrRefused) {
 
 TEST_F(SecureChannelTest, EndsOfAChannel) {
   // A server that goes without close_notify: the data, then Disconnected.
-  auto server = std::make_unique<SslServer>("good", std::vector<std::string>{});
+  auto server = std::make_unique<SslServer>("SERVER_CERT", std::vector<std::string>{});
   ASSERT_TRUE(server->Ready());
   TlsPort port;
   ASSERT_EQ(port.Connect(server->Port()), 0);
@@ -257,7 +268,7 @@ TEST_F(SecureChannelTest, EndsOfAChannel) {
   EXPECT_THAT(port.log, ElementsAre("Auth(OK, 1)", "Connected(0, OK)", "Data(line one\n, 1)",
                                     "Disconnected(0, OK)"));
   // Our own close sends close_notify, which the server reports.
-  SslServer second("good", {});
+  SslServer second("SERVER_CERT", {});
   TlsPort closer;
   ASSERT_EQ(closer.Connect(second.Port()), 0);
   closer.Disconnect();
@@ -271,9 +282,9 @@ TEST_F(SecureChannelTest, LargeBodyArrivesByteForByte) {
     x = x * 1103515245u + 12345u;
     c = static_cast<char>(x >> 24);
   }
-  std::ofstream(CertFile("big.bin"), std::ios::binary) << body;
-  SslServer server("good", {"-WWW"});
+  SslServer server("SERVER_CERT", {"-WWW"});
   ASSERT_TRUE(server.Ready());
+  std::ofstream(server.Folder() + "/big.bin", std::ios::binary) << body;
   TlsPort port;
   port.SetTimeout(30000, true);
   ASSERT_EQ(port.Connect(server.Port()), 0);
@@ -288,9 +299,16 @@ TEST_F(SecureChannelTest, LargeBodyArrivesByteForByte) {
 }
 
 TEST_F(SecureChannelTest, ClientCertificateGoesWhenTheServerAsks) {
-  SslServer server("good", {"-Verify", "1", "-CAfile", CertFile("ca.pem"), "-verify_return_error"});
+  SslServer server("SERVER_CERT",
+                   {"-Verify", "1", "-CAfile", CertFile("CA_FILE"), "-verify_return_error"});
   ASSERT_TRUE(server.Ready());
-  std::ifstream file(CertFile("client.pfx"), std::ios::binary);
+  // The client certificate and key as the key readers hand them over: PKCS#12, no password.
+  const std::string pfxPath = server.Folder() + "/client.pfx";
+  ASSERT_EQ(std::system(("openssl pkcs12 -export -passout pass: -in " + CertFile("CLIENT_CERT") +
+                         " -inkey " + CertFile("CLIENT_KEY") + " -out " + pfxPath)
+                            .c_str()),
+            0);
+  std::ifstream file(pfxPath, std::ios::binary);
   std::stringstream pfx;
   pfx << file.rdbuf();
   TlsPort port;
@@ -298,7 +316,7 @@ TEST_F(SecureChannelTest, ClientCertificateGoesWhenTheServerAsks) {
   ASSERT_EQ(port.Connect(server.Port()), 0) << port.LastErrorText();
   ASSERT_EQ(port.SendAll("ping\n", 5, false, false), 0);
   EXPECT_TRUE(server.WaitFor("ping")) << server.Log();
-  EXPECT_THAT(server.Log(), HasSubstr("Quillon Client"));
+  EXPECT_THAT(server.Log(), HasSubstr("quillon-client"));
   port.Disconnect();
 
   TlsPort without;

@@ -1,86 +1,77 @@
-// s_server runs as a child with its input on a pipe and its output in a log file; it is ready
-// when it prints "ACCEPT".
+// Each server lives in a folder of its own beside the kit's peers, so the launcher finds the
+// kit's certificates; its input is the launcher's fifo, kept open for the server's lifetime.
 #include "TlsPeer.h"
 
-#include "support/ScriptPeer.h"
+#include "support/Peers.h"
 
 #include <gtest/gtest.h>
 
 #include <chrono>
-#include <csignal>
 #include <cstdlib>
 #include <fcntl.h>
 #include <fstream>
-#include <spawn.h>
 #include <sstream>
-#include <sys/wait.h>
 #include <thread>
 #include <unistd.h>
 
-extern char** environ;
-
 namespace quillon::test {
 
-const std::string& CertDir() {
+namespace {
+std::string Quoted(const std::string& text) {
+  return "'" + text + "'";
+}
+} // namespace
+
+std::string CertFile(std::string_view key) {
+  return PeerValue("certs", key);
+}
+
+const std::string& WorkDir() {
   static const std::string dir = [] {
-    std::string path = ::testing::TempDir() + "quillon-tls-" + std::to_string(::getpid());
-    const std::string command = std::string("sh ") + QUILLON_SOURCE_DIR +
-                                "/tests/tls/make-certs.sh " + path + " >/dev/null 2>&1";
-    if (std::system(command.c_str()) != 0) ADD_FAILURE() << "make-certs.sh failed";
+    const char* peers = std::getenv("QUILLON_PEERS");
+    std::string path = std::string(peers ? peers : ::testing::TempDir().c_str()) + "/tls-" +
+                       std::to_string(::getpid());
+    std::system(("mkdir -p " + Quoted(path)).c_str());
     return path;
   }();
   return dir;
 }
 
-std::string CertFile(std::string_view name) {
-  return CertDir() + "/" + std::string(name);
-}
-
-SslServer::SslServer(std::string_view leaf, const std::vector<std::string>& options) {
-  const std::string dir = CertDir();
-  const int chosen = ScriptPeer::UnusedPort();
-  logPath = dir + "/s_server-" + std::to_string(chosen) + ".log";
-  std::vector<std::string> args = {"openssl", "s_server",
-                                   "-accept", "127.0.0.1:" + std::to_string(chosen),
-                                   "-cert",   CertFile(std::string(leaf) + ".pem"),
-                                   "-key",    CertFile(std::string(leaf) + ".key")};
-  args.insert(args.end(), options.begin(), options.end());
-  std::vector<char*> argv;
-  for (std::string& arg : args)
-    argv.push_back(arg.data());
-  argv.push_back(nullptr);
-  int pipeEnds[2];
-  if (::pipe(pipeEnds) != 0) return;
-  posix_spawn_file_actions_t actions;
-  posix_spawn_file_actions_init(&actions);
-  posix_spawn_file_actions_adddup2(&actions, pipeEnds[0], 0);
-  posix_spawn_file_actions_addclose(&actions, pipeEnds[1]);
-  posix_spawn_file_actions_addopen(&actions, 1, logPath.c_str(), O_WRONLY | O_CREAT | O_TRUNC,
-                                   0644);
-  posix_spawn_file_actions_adddup2(&actions, 1, 2);
-  posix_spawn_file_actions_addchdir_np(&actions, dir.c_str());
-  const int rc = posix_spawnp(&pid, "openssl", &actions, nullptr, argv.data(), environ);
-  posix_spawn_file_actions_destroy(&actions);
-  ::close(pipeEnds[0]);
-  input = pipeEnds[1];
-  if (rc != 0) {
-    pid = -1;
+SslServer::SslServer(std::string_view certKey, const std::vector<std::string>& options) {
+  static int serial = 0;
+  dir = WorkDir() + "/s_server-" + std::to_string(++serial);
+  std::string command = "mkdir -p " + Quoted(dir) + " && cd " + Quoted(dir) + " && " +
+                        QUILLON_SOURCE_DIR + "/tests/peers/sslserver.sh start " + Quoted(dir) +
+                        " -cert " + Quoted(CertFile(certKey)) + " -key " +
+                        Quoted(CertFile("SERVER_KEY"));
+  for (const std::string& option : options)
+    command += " " + Quoted(option);
+  if (std::system((command + " >/dev/null").c_str()) != 0) {
+    ADD_FAILURE() << "s_server did not start: " << command;
     return;
   }
-  if (WaitFor("ACCEPT")) port = chosen;
+  std::ifstream env(dir + "/peer.env");
+  std::string line, fifo;
+  while (std::getline(env, line)) {
+    if (line.rfind("PORT=", 0) == 0) port = std::atoi(line.c_str() + 5);
+    if (line.rfind("LOG=", 0) == 0) logPath = line.substr(4);
+    if (line.rfind("STDIN=", 0) == 0) fifo = line.substr(6);
+  }
+  input = ::open(fifo.c_str(), O_RDWR | O_CLOEXEC);
 }
 
 SslServer::~SslServer() {
   if (input >= 0) ::close(input);
-  if (pid > 0) {
-    ::kill(pid, SIGTERM);
-    ::waitpid(pid, nullptr, 0);
-  }
+  if (!dir.empty())
+    std::system((QUILLON_SOURCE_DIR + std::string("/tests/peers/sslserver.sh stop ") + Quoted(dir) +
+                 " >/dev/null 2>&1 && rm -rf " + Quoted(dir))
+                    .c_str());
 }
 
 void SslServer::Type(std::string_view line) {
-  if (input >= 0) [[maybe_unused]]
-    auto n = ::write(input, line.data(), line.size());
+  const auto n = input >= 0 ? ::write(input, line.data(), line.size()) : -2;
+  if (n != static_cast<long>(line.size()))
+    ADD_FAILURE() << "typing failed: " << n << " fd " << input;
 }
 
 bool SslServer::WaitFor(std::string_view text) const {

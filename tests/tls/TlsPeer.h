@@ -1,41 +1,42 @@
-// The TLS tests' peers: certificates made once per test program by make-certs.sh, and an
-// `openssl s_server` on 127.0.0.1 whose input the test can type into (renegotiation, data).
+// The TLS tests' servers: `openssl s_server` instances of their own, started by the peer kit's
+// launcher with the options a test needs, on the kit's certificates; a test types into a
+// server's input (renegotiation, data) and reads its log.
 #pragma once
 
 #include <string>
 #include <string_view>
-#include <sys/types.h>
 #include <vector>
 
 namespace quillon::test {
 
-// The folder of the certificates; made at the first call.
-const std::string& CertDir();
-// A file of that folder.
-std::string CertFile(std::string_view name);
+// A file of the kit's certificates by its peer.env key (SERVER_CERT, EXPIRED_CERT, ...).
+std::string CertFile(std::string_view key);
+// A folder of this test program for files it makes.
+const std::string& WorkDir();
 
 class SslServer {
 public:
-  // Serves the certificate `leaf` (.pem and .key of CertDir) with further s_server options;
-  // files are served from CertDir under -WWW.
-  SslServer(std::string_view leaf, const std::vector<std::string>& options);
+  // Serves the certificate of `certKey` with the kit's server key and the further options;
+  // -WWW serves files from Folder().
+  SslServer(std::string_view certKey, const std::vector<std::string>& options);
   ~SslServer();
   SslServer(const SslServer&) = delete;
   SslServer& operator=(const SslServer&) = delete;
 
   bool Ready() const { return port != 0; }
   int Port() const { return port; }
+  const std::string& Folder() const { return dir; }
   // Types a line into the server's input.
   void Type(std::string_view line);
-  // Waits until the server's output holds `text`; false after five seconds.
+  // Waits until the server's log holds `text`; false after five seconds.
   bool WaitFor(std::string_view text) const;
   std::string Log() const;
 
 private:
-  pid_t pid = -1;
+  std::string dir;
+  std::string logPath;
   int input = -1;
   int port = 0;
-  std::string logPath;
 };
 
 } // namespace quillon::test
