@@ -104,7 +104,7 @@ bool KeepStrongCiphers(SSL_CTX* ctx, int bits) {
   bool weakFound = false;
   for (int i = 0; i < count; ++i) {
     const SSL_CIPHER* cipher = sk_SSL_CIPHER_value(ciphers, i);
-    if (SSL_CIPHER_get_min_tls(cipher) >= TLS1_3_VERSION) continue;
+    if (std::strcmp(SSL_CIPHER_get_version(cipher), "TLSv1.3") == 0) continue;
     if (SSL_CIPHER_get_bits(cipher, nullptr) < bits) {
       weakFound = true;
       continue;
