@@ -5,6 +5,7 @@
 #include "TlsPeer.h"
 
 #include "net/PortHarness.h"
+#include "support/Peers.h"
 #include "support/ScriptPeer.h"
 #include "tls/SecurePort.h"
 
@@ -322,6 +323,64 @@ TEST_F(SecureChannelTest, ClientCertificateGoesWhenTheServerAsks) {
   TlsPort without;
   EXPECT_NE(without.Connect(server.Port()), 0);
   EXPECT_THAT(without.statuses, Contains("Client certificate requested from server."));
+}
+
+TEST_F(SecureChannelTest, NginxBodyArrivesWholeAndItsCloseNotifyEndsTheChannel) {
+  TlsPort port;
+  port.SetTimeout(30000, true);
+  ASSERT_EQ(port.Connect(std::atoi(PeerValue("nginx", "HTTPS_PORT").c_str())), 0)
+      << port.LastErrorText();
+  const std::string request = "GET /feeds/large.xml HTTP/1.0\r\nHost: localhost\r\n\r\n";
+  ASSERT_EQ(port.SendAll(request.data(), static_cast<int>(request.size()), false, false), 0);
+  ASSERT_EQ(port.WaitUntilClosed(), 0) << port.LastErrorText();
+  std::ifstream file(PeerValue("nginx", "DOC_ROOT") + "/feeds/large.xml", std::ios::binary);
+  std::stringstream body;
+  body << file.rdbuf();
+  ASSERT_GT(body.str().size(), 100000u);
+  const size_t head = port.received.find("\r\n\r\n");
+  ASSERT_NE(head, std::string::npos);
+  EXPECT_TRUE(port.received.compare(head + 4, std::string::npos, body.str()) == 0);
+  EXPECT_THAT(port.statuses, Contains("Server signaled end of session."));
+  EXPECT_EQ(port.log.back(), "Disconnected(0, OK)");
+}
+
+TEST_F(SecureChannelTest, SettingsShapeTheHandshake) {
+  SslServer server("SERVER_CERT", {"-alpn", "http/1.1"});
+  ASSERT_TRUE(server.Ready());
+  // A provider that the platform does not have.
+  TlsPort unknown;
+  unknown.ConfigText("SSLProvider=Another Provider", nullptr);
+  EXPECT_EQ(unknown.Connect(server.Port()), 273);
+  EXPECT_STREQ(unknown.LastErrorText(),
+               "Could not acquire security credentials: error 0x80090305.");
+  // ALPN names are trimmed; one longer than 255 is left out.
+  TlsPort port;
+  const std::string alpn = "ALPNExtension= h2 , " + std::string(256, 'x') + ",http/1.1";
+  port.ConfigText(alpn.c_str(), nullptr);
+  port.ConfigText("ReuseSSLSession=True", nullptr);
+  ASSERT_EQ(port.Connect(server.Port()), 0) << port.LastErrorText();
+  EXPECT_TRUE(server.WaitFor("ALPN protocols advertised by the client: h2, http/1.1"))
+      << server.Log();
+  // The same settings keep the credentials for the next connection.
+  const platform::TlsCredentials* first = port.credentialHandle;
+  port.Disconnect();
+  ASSERT_EQ(port.Connect(server.Port()), 0) << port.LastErrorText();
+  EXPECT_EQ(port.credentialHandle, first);
+  // Under TLS, line splitting and the line length act on the decrypted stream.
+  ASSERT_EQ(port.ConfigText("SplitCRLF=True", nullptr), 0);
+  port.Disconnect();
+  port.ConfigText("MaxLineLength=70000", nullptr);
+  const char* length = nullptr;
+  port.ConfigText("MaxLineLength", &length);
+  EXPECT_STREQ(length, "70000");
+  port.log.clear();
+  ASSERT_EQ(port.Connect(server.Port()), 0) << port.LastErrorText();
+  ASSERT_EQ(port.SendAll("go\n", 3, false, false), 0);
+  ASSERT_TRUE(server.WaitFor("go"));
+  server.Type("one\r\ntwo\nthr");
+  EXPECT_EQ(port.WaitUntil([&] { return port.received.find("two") != std::string::npos; }), 0);
+  EXPECT_THAT(port.log,
+              ElementsAre("Auth(OK, 1)", "Connected(0, OK)", "Data(one, 1)", "Data(two, 1)"));
 }
 
 struct BadPeerRow {

@@ -27,14 +27,16 @@ std::string CertFile(std::string_view key) {
 }
 
 const std::string& WorkDir() {
-  static const std::string dir = [] {
+  // Never destroyed: the exit handler that removes the folder runs after static destructors.
+  static const std::string* dir = [] {
     const char* peers = std::getenv("QUILLON_PEERS");
-    std::string path = std::string(peers ? peers : ::testing::TempDir().c_str()) + "/tls-" +
-                       std::to_string(::getpid());
-    std::system(("mkdir -p " + Quoted(path)).c_str());
+    auto* path = new std::string(std::string(peers ? peers : ::testing::TempDir().c_str()) +
+                                 "/tls-" + std::to_string(::getpid()));
+    std::system(("mkdir -p " + Quoted(*path)).c_str());
+    std::atexit([] { std::system(("rm -rf " + Quoted(WorkDir())).c_str()); });
     return path;
   }();
-  return dir;
+  return *dir;
 }
 
 SslServer::SslServer(std::string_view certKey, const std::vector<std::string>& options) {
