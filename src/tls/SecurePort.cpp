@@ -12,6 +12,9 @@ namespace quillon {
 
 namespace {
 constexpr uint32_t kRawBufferSize = 2048;
+// What one recv may bring under TLS: two records of the largest size, so that a record rarely
+// needs more than one read.
+constexpr uint32_t kSecureReadSize = 2 * (16384 + 2048 + 5);
 } // namespace
 
 SecurePort::SecurePort() {
@@ -98,7 +101,7 @@ int SecurePort::ApplySecureMode(bool enable) {
   to.pendingLineEnd = 0;
   from.SetTerminator(nullptr, 0);
   from.splitLines = 0;
-  from.Resize(kRawBufferSize);
+  from.Resize(enable ? kSecureReadSize : kRawBufferSize);
   secureEnabled = enable;
   recordOutProtected = recordInProtected = enable;
   if (!enable) sslState = 0;
