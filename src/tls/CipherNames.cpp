@@ -298,13 +298,7 @@ int ParseAlgorithmList(const char* list, uint32_t* identifiers, int room) {
   if (!list) return 0;
   std::string_view rest(list);
   while (!rest.empty()) {
-    const size_t end = rest.find(';');
-    std::string_view piece = rest.substr(0, end);
-    rest = end == std::string_view::npos ? std::string_view{} : rest.substr(end + 1);
-    while (!piece.empty() && static_cast<unsigned char>(piece.front()) <= ' ')
-      piece.remove_prefix(1);
-    while (!piece.empty() && static_cast<unsigned char>(piece.back()) <= ' ')
-      piece.remove_suffix(1);
+    const std::string_view piece = NextTrimmedPiece(rest, ';');
     for (const AlgorithmRow& row : kAlgorithms)
       if (SameNoCase(piece, row.name) && !piece.empty()) {
         if (count < room) identifiers[count++] = row.id;
@@ -312,6 +306,17 @@ int ParseAlgorithmList(const char* list, uint32_t* identifiers, int room) {
       }
   }
   return count;
+}
+
+std::string_view NextTrimmedPiece(std::string_view& rest, char separator) {
+  const size_t end = rest.find(separator);
+  std::string_view piece = rest.substr(0, end);
+  rest = end == std::string_view::npos ? std::string_view{} : rest.substr(end + 1);
+  while (!piece.empty() && static_cast<unsigned char>(piece.front()) <= ' ')
+    piece.remove_prefix(1);
+  while (!piece.empty() && static_cast<unsigned char>(piece.back()) <= ' ')
+    piece.remove_suffix(1);
+  return piece;
 }
 
 int AlgorithmCipherList(const uint32_t* identifiers, int count, BufStrBase& out) {

@@ -7,6 +7,7 @@
 #include "platform/TlsProvider.h"
 
 #include <cstdint>
+#include <string_view>
 
 namespace quillon {
 
@@ -28,6 +29,9 @@ int DescribeEnabledProtocols(uint32_t mask, BufStrBase& text);
 int DescribeConnection(const platform::TlsContext* context, BufStrBase& text);
 // The identifiers of the names in a ";" list, unknown names skipped; returns how many.
 int ParseAlgorithmList(const char* list, uint32_t* identifiers, int room);
+// The piece of `rest` up to `separator`, without blanks and controls at its ends; `rest` moves
+// behind the separator.
+std::string_view NextTrimmedPiece(std::string_view& rest, char separator);
 // An OpenSSL cipher list that admits the suites made of the given algorithms only; empty when
 // the identifiers restrict nothing.
 int AlgorithmCipherList(const uint32_t* identifiers, int count, BufStrBase& out);

@@ -25,13 +25,7 @@ void BuildAlpn(const BufStr& list, BufStr& wire) {
   wire.Clear();
   std::string_view rest = list.View();
   while (!rest.empty()) {
-    const size_t comma = rest.find(',');
-    std::string_view name = rest.substr(0, comma);
-    rest = comma == std::string_view::npos ? std::string_view{} : rest.substr(comma + 1);
-    while (!name.empty() && static_cast<unsigned char>(name.front()) <= ' ')
-      name.remove_prefix(1);
-    while (!name.empty() && static_cast<unsigned char>(name.back()) <= ' ')
-      name.remove_suffix(1);
+    const std::string_view name = NextTrimmedPiece(rest, ',');
     if (name.empty() || name.size() > 255) continue;
     wire.AppendChar(static_cast<char>(name.size()));
     wire.Append(name);
@@ -135,6 +129,8 @@ int SecurePort::SecureConnect(int connect, int errorCode) {
   inRead = false;
   if (errorCode != 0) return CloseSocket(static_cast<uint32_t>(errorCode) << 16);
   SendCloseNotify(true);
+  // The peer's own close_notify may still come; it is no data for the host.
+  acceptData = false;
   return PortConnect(0);
 }
 
