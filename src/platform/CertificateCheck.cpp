@@ -13,8 +13,10 @@
 #include <openssl/x509_vfy.h>
 #include <openssl/x509v3.h>
 
+#include <cstdio>
 #include <cstdlib>
 #include <cstring>
+#include <mutex>
 
 namespace quillon::platform {
 
@@ -75,11 +77,15 @@ int ProblemOf(int error) {
   }
 }
 
-int noteIndex = -1; // ex_data slot of the problem bits in a store context
+// The ex_data slot of the problem bits in a store context.
+int NoteSlot() {
+  static const int slot = X509_STORE_CTX_get_ex_new_index(0, nullptr, nullptr, nullptr, nullptr);
+  return slot;
+}
 
 int NoteProblem(int ok, X509_STORE_CTX* ctx) {
   if (!ok) {
-    auto* bits = static_cast<uint32_t*>(X509_STORE_CTX_get_ex_data(ctx, noteIndex));
+    auto* bits = static_cast<uint32_t*>(X509_STORE_CTX_get_ex_data(ctx, NoteSlot()));
     if (bits) *bits |= 1u << ProblemOf(X509_STORE_CTX_get_error(ctx));
   }
   return 1;
@@ -95,19 +101,35 @@ X509* ParseCertificate(const unsigned char* der, int length) {
   return cert;
 }
 
-// Trust: the system's folder, and the file and folder that the environment names.
+// Trust: the system's folder and bundle, and the file and folder that the environment names.
+// Reading the bundle costs more than a handshake, so the store is kept for the process and made
+// anew only when the environment names other places.
 X509_STORE* TrustStore() {
+  static std::mutex guard;
+  static X509_STORE* kept = nullptr;
+  static char keptKey[2 * 4096 + 2] = {};
+  const char* file = std::getenv(X509_get_default_cert_file_env());
+  const char* dir = std::getenv(X509_get_default_cert_dir_env());
+  char key[sizeof keptKey];
+  std::snprintf(key, sizeof key, "%s\n%s", file ? file : "", dir ? dir : "");
+  const std::lock_guard<std::mutex> lock(guard);
+  if (kept && std::strcmp(key, keptKey) == 0) {
+    X509_STORE_up_ref(kept);
+    return kept;
+  }
   X509_STORE* store = X509_STORE_new();
   if (!store) return nullptr;
   X509_STORE_load_path(store, X509_get_default_cert_dir());
-  const char* file = std::getenv(X509_get_default_cert_file_env());
   if (file && *file)
     X509_STORE_load_file(store, file);
   else
     X509_STORE_load_file(store, X509_get_default_cert_file());
-  const char* dir = std::getenv(X509_get_default_cert_dir_env());
   if (dir && *dir) X509_STORE_load_path(store, dir);
   ERR_clear_error();
+  X509_STORE_free(kept);
+  kept = store;
+  std::snprintf(keptKey, sizeof keptKey, "%s", key);
+  X509_STORE_up_ref(store);
   return store;
 }
 
@@ -142,14 +164,12 @@ uint32_t CheckServerChain(const DerBytes* certificates, int count, const char* s
   for (int i = 1; sent && i < count; ++i)
     if (X509* cert = ParseCertificate(certificates[i].bytes, certificates[i].length))
       if (!sk_X509_push(sent, cert)) X509_free(cert);
-  if (noteIndex < 0)
-    noteIndex = X509_STORE_CTX_get_ex_new_index(0, nullptr, nullptr, nullptr, nullptr);
   X509_STORE* store = TrustStore();
   X509_STORE_CTX* ctx = X509_STORE_CTX_new();
   uint32_t bits = 0;
   if (store && ctx && X509_STORE_CTX_init(ctx, store, leaf, sent) == 1) {
     X509_STORE_CTX_set_verify_cb(ctx, NoteProblem);
-    X509_STORE_CTX_set_ex_data(ctx, noteIndex, &bits);
+    X509_STORE_CTX_set_ex_data(ctx, NoteSlot(), &bits);
     X509_STORE_CTX_set_purpose(ctx, X509_PURPOSE_SSL_SERVER);
     if (X509_verify_cert(ctx) != 1 && bits == 0) bits |= 1u << 3;
     if (chain) KeepChain(ctx, *chain);
