@@ -7,15 +7,14 @@
 #   tests/peers/apache.sh stop DIR
 source "$(dirname "$0")/common.sh"
 
-[ $# -ge 2 ] || peer_usage
-action="$1"
-peer_begin apache "$2"
-if [ -f "$peer_dir/served" ]; then
-  rm -rf "$(cat "$peer_dir/served")"
-  rm -f "$peer_dir/served"
-fi
-[ "$action" = stop ] && exit 0
-[ "$action" = start ] || peer_usage
+# The served folder of an earlier start, when it was under /tmp.
+peer_cleanup() {
+  if [ -f "$peer_dir/served" ]; then
+    rm -rf "$(cat "$peer_dir/served")"
+    rm -f "$peer_dir/served"
+  fi
+}
+peer_command apache "$@"
 
 command -v apache2 >/dev/null || PATH="$PATH:/usr/sbin"
 command -v apache2 >/dev/null || peer_fail "apache2 is not installed (scripts/setup.sh installs it)"

@@ -9,14 +9,7 @@
 #   tests/peers/certs.sh stop DIR     leaves the files for the other peers; nothing runs
 source "$(dirname "$0")/common.sh"
 
-[ $# -ge 2 ] || peer_usage
-action="$1"
-peer_kind=certs
-peer_dir="$2"
-[ "$action" = stop ] && exit 0
-[ "$action" = start ] || peer_usage
-
-peer_begin certs "$2"
+peer_command certs "$@"
 cd "$peer_dir"
 stamp="$(md5sum <"$peers_home/certs.sh" | cut -d" " -f1)"
 if [ "${QUILLON_NEW_CERTS:-0}" != 1 ] && [ -f peer.env.kept ] && [ "$(cat stamp 2>/dev/null)" = "$stamp" ] &&
@@ -44,7 +37,6 @@ new_ca() {
   mkdir -p "$name/new"
   : >"$name/index.txt"
   echo 1000 >"$name/serial"
-  new_key "$name/ca.key"
   run openssl req -x509 -new -key "$name/ca.key" -days 3650 -subj "$subject" \
     -addext "basicConstraints=critical,CA:TRUE" -addext "keyUsage=critical,keyCertSign,cRLSign" \
     -out "$name/ca.pem"
@@ -87,10 +79,18 @@ sign() {
 }
 
 good_san="DNS:localhost,IP:127.0.0.1"
+# The four keys at once: their generation is most of the time.
+mkdir -p ca unknown-ca
+keygens=()
+for key in ca/ca.key unknown-ca/ca.key key.key client.key; do
+  new_key "$key" &
+  keygens+=($!)
+done
+for keygen in "${keygens[@]}"; do
+  wait "$keygen" || peer_fail "key generation failed"
+done
 new_ca ca "/O=Quillon Tests/CN=Quillon Test CA"
 new_ca unknown-ca "/O=Quillon Tests/CN=Quillon Unknown CA"
-new_key key.key
-new_key client.key
 
 sign ca server localhost server "$good_san" -days 825
 sign ca expired localhost server "$good_san" -startdate 20200101000000Z -enddate 20210101000000Z

@@ -141,3 +141,24 @@ peer_usage() {
   echo "usage: $0 start|stop DIR" >&2
   exit 2
 }
+
+# The launcher's command line: "start|stop DIR [options...]". Stops what DIR holds, runs the
+# launcher's peer_cleanup if it has one, and ends a stop there; a start goes on with the options
+# in peer_args.
+peer_command() {
+  local kind="$1"
+  shift
+  [ $# -ge 2 ] || peer_usage
+  peer_action="$1"
+  case "$peer_action" in
+  start | stop) ;;
+  *) peer_usage ;;
+  esac
+  peer_begin "$kind" "$2"
+  shift 2
+  peer_args=("$@")
+  if declare -F peer_cleanup >/dev/null; then
+    peer_cleanup
+  fi
+  [ "$peer_action" = start ] || exit 0
+}

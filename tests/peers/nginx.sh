@@ -6,11 +6,7 @@
 #   tests/peers/nginx.sh stop DIR
 source "$(dirname "$0")/common.sh"
 
-[ $# -ge 2 ] || peer_usage
-action="$1"
-peer_begin nginx "$2"
-[ "$action" = stop ] && exit 0
-[ "$action" = start ] || peer_usage
+peer_command nginx "$@"
 
 command -v nginx >/dev/null || PATH="$PATH:/usr/sbin"
 command -v nginx >/dev/null || peer_fail "nginx is not installed (scripts/setup.sh installs nginx-light)"

@@ -8,11 +8,7 @@
 # PORT in the environment asks for that port instead of a free one.
 source "$(dirname "$0")/common.sh"
 
-[ $# -ge 2 ] || peer_usage
-action="$1"
-peer_begin odata "$2"
-[ "$action" = stop ] && exit 0
-[ "$action" = start ] || peer_usage
+peer_command odata "$@"
 
 service="$repo_root/examples/service"
 log="$peer_dir/service.log"

@@ -11,15 +11,10 @@
 # "k" updates the TLS 1.3 keys, "Q" closes everything, other lines go to the client.
 source "$(dirname "$0")/common.sh"
 
-[ $# -ge 2 ] || peer_usage
-action="$1"
-peer_begin sslserver "$2"
-shift 2
-[ "$action" = stop ] && exit 0
-[ "$action" = start ] || peer_usage
+peer_command sslserver "$@"
 
 certs="$(peer_certs_dir)"
-options=("$@")
+options=("${peer_args[@]}")
 [ ${#options[@]} -gt 0 ] || options=(-www)
 has_cert=0
 for option in "${options[@]}"; do
