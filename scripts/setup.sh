@@ -17,6 +17,8 @@ packages=(
   # live peers of tests/peers/: web servers, the client that checks them, and the build tools
   # of the sample service's native SQLite module (examples/service)
   nginx-light apache2 curl python3 make g++
+  # key files: Argon2 of version 3 PuTTY keys; puttygen and ssh-keygen make the test keys
+  libargon2-dev putty-tools openssh-client
 )
 # The sample service runs on Node.js; Debian's is installed only when there is none.
 if ! command -v node >/dev/null || ! command -v npm >/dev/null; then

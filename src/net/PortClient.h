@@ -95,6 +95,7 @@ public:
   int32_t maxReceiveDataTime = 0; // milliseconds one read event may run; 0 no limit
   bool closePending = false;      // a close came while the read path ran
   bool tcpNoDelay = false;
+  bool sendMore = false;       // the caller's next send continues this one: sends hold back
   int64_t maxTransferRate = 0; // bytes per second that sending may reach; below 1 no limit
   int64_t sentInWindow = 0;    // bytes sent since rateWindowStart
   int64_t rateWindowStart = 0; // WallClockMillis of the rate window's start

@@ -134,7 +134,7 @@ int PortClient::PortSend(const char* bytes, int length, int, bool) {
   ClearLastError();
   if (!connected) return platform::errNotConnected;
   if (length <= 0) return errNone;
-  const long sent = platform::SocketSend(socketHandle, bytes, length);
+  const long sent = platform::SocketSend(socketHandle, bytes, length, sendMore);
   if (sent < 0) {
     lastSendCount = 0;
     if (!useWindowsMessages) selectMask |= platform::evWrite;

@@ -183,6 +183,7 @@ bool SocketCore::WaitStep(uint32_t milliseconds, platform::WindowId window) {
       }
       const bool outer = inDispatch;
       inDispatch = true;
+      ++eventsDelivered;
       platform::DispatchWindowMessage(message);
       inDispatch = outer;
       if (message.message == platform::kMessageClose || !platform::IsMessageWindow(window))
@@ -215,6 +216,7 @@ int SocketCore::GetTimeout() const {
 
 void SocketCore::Raise(uint32_t message, platform::SocketId s, uint32_t event, int error) {
   const uint32_t status = event | (static_cast<uint32_t>(error) << 16);
+  ++eventsDelivered;
   HandleSocketMessage(message, static_cast<uintptr_t>(s), static_cast<intptr_t>(status));
 }
 

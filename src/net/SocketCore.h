@@ -4,6 +4,7 @@
 #pragma once
 
 #include "frame/ComponentCore.h"
+#include "keys/CertificateFront.h"
 #include "platform/MessageQueue.h"
 #include "platform/Socket.h"
 
@@ -99,8 +100,12 @@ public:
   platform::SocketId selectSocket = platform::kInvalidSocket; // latest AsyncSelect arguments
   uint32_t selectMessage = kSocketMessage;
   uint32_t selectMask = 0;
-  uint32_t socketSerial = 0; // changes whenever socketHandle does, so that a poll round can
-                             // tell a new socket that took a closed one's number
+  uint32_t eventsDelivered = 0; // counts the messages and socket events that wait steps ran
+  uint32_t socketSerial = 0;    // changes whenever socketHandle does, so that a poll round can
+                                // tell a new socket that took a closed one's number
+  // The client certificate (SSLCertStore, SSLCertStoreType, SSLCertStorePassword,
+  // SSLCertSubject, SSLCertEncoded) and SSLAcceptServerCertEncoded.
+  CertificateFront certificates{*this};
 
 protected:
   // A flag of the socket links' Config keys reads "True" or "False".
