@@ -73,11 +73,6 @@ public:
   // names the failure that a disconnect reports.
   int SecureConnect(int connect, int errorCode);
   int Disconnect() { return SecureConnect(0, 0); }
-  // Decides TLS for the next connection; the plain path only records the choice.
-  int SetSecureEnabled(bool enable) {
-    secureEnabled = enable;
-    return 0;
-  }
   int SecureSend(const char* bytes, int length, int flags);
   // Protected bytes, in order behind those queued before.
   int SecureRawSend(const char* bytes, int length, int flags);
