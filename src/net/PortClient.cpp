@@ -34,11 +34,12 @@ int PortClient::Config(ConfigRequest& request, const char** result) {
     return errNone;
   }
   if (EqualsNoCase(name, "SplitCRLF")) {
-    if (get) return ReturnFlag(result, lineBuffer.splitLines != 0);
+    LineBuffer& records = RecordBuffer();
+    if (get) return ReturnFlag(result, records.splitLines != 0);
     const bool split = IsTrueText(value);
-    lineBuffer.pendingLineEnd = 0;
-    lineBuffer.splitLines = split ? 1 : 0;
-    return lineBuffer.SetTerminator(split ? "\r\n" : nullptr, split ? 2 : 0);
+    records.pendingLineEnd = 0;
+    records.splitLines = split ? 1 : 0;
+    return records.SetTerminator(split ? "\r\n" : nullptr, split ? 2 : 0);
   }
   if (EqualsNoCase(name, "MaxLineLength")) {
     if (get) return ReturnUnsigned(result, GetMaxLineLength());

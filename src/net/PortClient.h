@@ -48,6 +48,9 @@ public:
   virtual int LoadTunnelCredentials(const char* scheme, const char* user, const char* password);
   virtual int MakeTunnelToken(BufStrBase& out, const char* scheme, const char* target,
                               const char* challenge);
+  // The buffer that records are cut from: lineBuffer here; a link that transforms the stream
+  // (TLS) cuts records from its own output.
+  virtual LineBuffer& RecordBuffer() { return lineBuffer; }
 
   // Operations
   // Non-zero starts a connection and returns at once (the outcome comes to OnPortConnected);

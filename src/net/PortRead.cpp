@@ -130,7 +130,8 @@ int PortClient::SetAcceptData(bool value) {
 
 int PortClient::SetLineTerminator(const char* bytes, int length) {
   ClearLastError();
-  if (lineBuffer.SetTerminator(bytes, length > 0 ? static_cast<uint32_t>(length) : 0) != errNone)
+  if (RecordBuffer().SetTerminator(bytes, length > 0 ? static_cast<uint32_t>(length) : 0) !=
+      errNone)
     return errOutOfMemory;
   // What is buffered is cut again by the new rule.
   if (connected) PostReadEvent();

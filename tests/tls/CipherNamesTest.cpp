@@ -1,0 +1,237 @@
+// The words of the channel: suite and version names, hello messages read at their offsets, the
+// enabled protocols, algorithm lists, policy status texts, and the certificate found in
+// handshake bytes with its name strings.
+#include "TlsPeer.h"
+
+#include "platform/CertificateCheck.h"
+#include "tls/CipherNames.h"
+#include "tls/CipherSuiteTable.h"
+#include "tls/ServerCertificate.h"
+
+#include <gtest/gtest.h>
+
+#include <cstdlib>
+#include <fstream>
+#include <sstream>
+#include <string>
+#include <vector>
+
+namespace quillon::test {
+namespace {
+
+TEST(CipherNamesTest, SuiteAndVersionNames) {
+  const struct {
+    uint32_t code;
+    const char* text;
+  } suites[] = {
+      {0x002F, "TLS_RSA_WITH_AES_128_CBC_SHA (0x002f)"},
+      {0x001C, "SSL_FORTEZZA_KEA_WITH_NULL_SHA (0x001c)"},
+      {0x0066, "TLS_DHE_DSS_WITH_RC4_128_SHA (0x0066)"},
+      {0x00C5, "TLS_DH_anon_WITH_CAMELLIA_256_CBC_SHA256 (0x00c5)"},
+      {0xC02F, "TLS_ECDHE_RSA_WITH_AES_128_GCM_SHA256 (0xc02f)"},
+      {0xC0AF, "TLS_ECDHE_ECDSA_WITH_AES_256_CCM_8 (0xc0af)"},
+      {0xCC13, "TLS_ECDHE_RSA_WITH_CHACHA20_POLY1305_SHA256 (0xcc13)"},
+      {0xFFE1, "SSL_RSA_FIPS_WITH_DES_CBC_SHA (0xffe1)"},
+      {0x0700C0, "SSL2_DES_192_EDE3_CBC_WITH_MD5 (0x0700c0)"},
+      {4865, "Unknown (4865)"},
+      {0, ""},
+  };
+  BufStr text;
+  for (const auto& row : suites) {
+    CipherSuiteName(row.code, text);
+    EXPECT_EQ(text.View(), row.text) << row.code;
+  }
+  ASSERT_EQ(kCipherSuiteCount, 343);
+  for (int i = 1; i < kCipherSuiteCount; ++i)
+    EXPECT_LT(kCipherSuites[i - 1].code, kCipherSuites[i].code) << kCipherSuites[i].text;
+  const struct {
+    int code;
+    const char* text;
+  } versions[] = {{768, "SSL3.0"}, {771, "TLS1.2"}, {772, "TLS1.3"}, {5, "Unknown (5)"}};
+  for (const auto& row : versions) {
+    text.Clear();
+    VersionName(row.code, text);
+    EXPECT_EQ(text.View(), row.text) << row.code;
+  }
+}
+
+TEST(CipherNamesTest, EnabledProtocols) {
+  const struct {
+    uint32_t mask;
+    const char* text;
+  } rows[] = {
+      {0xC00, "TLS1.2 "},
+      {4032, "TLS1.2 TLS1.1 TLS1.0 "},
+      {0x3FC0, "TLS1.3 TLS1.2 TLS1.1 TLS1.0 "},
+      {0x3C, "SSL3.0 SSL2.0 "},
+      {0xC0000003, "UNI PCT1 "},
+      {0, ""},
+  };
+  BufStr text;
+  for (const auto& row : rows) {
+    DescribeEnabledProtocols(row.mask, text);
+    EXPECT_EQ(text.View(), std::string("Enabling TLS versions: ") + row.text) << row.mask;
+  }
+}
+
+TEST(CipherNamesTest, AlgorithmListsAndTheirCipherLists) {
+  const struct {
+    const char* list;
+    std::vector<uint32_t> ids;
+    const char* ciphers;
+  } rows[] = {
+      {"CALG_AES_256; calg_rsa_keyx ;;foreign", {0x6610, 0xA400}, "kRSA+AES256"},
+      {"CALG_AES_128;CALG_AES_256;CALG_ECDH_EPHEM",
+       {0x660E, 0x6610, 0xAE06},
+       "kECDHE+AES128:kECDHE+AES256"},
+      {"CALG_SHA;CALG_SHA1", {0x8004, 0x8004}, "SHA1"},
+      {"CALG_MD2;CALG_OID_INFO_CNG_ONLY", {0x8001, 0xFFFFFFFF}, ""},
+      {"", {}, ""},
+  };
+  for (const auto& row : rows) {
+    uint32_t ids[kMaxAlgorithms];
+    const int count = ParseAlgorithmList(row.list, ids, kMaxAlgorithms);
+    EXPECT_EQ(std::vector<uint32_t>(ids, ids + count), row.ids) << row.list;
+    BufStr ciphers;
+    AlgorithmCipherList(ids, count, ciphers);
+    EXPECT_EQ(ciphers.View(), row.ciphers) << row.list;
+  }
+  std::string many;
+  for (int i = 0; i < 40; ++i)
+    many += "CALG_RC4;";
+  uint32_t ids[kMaxAlgorithms];
+  EXPECT_EQ(ParseAlgorithmList(many.c_str(), ids, kMaxAlgorithms), kMaxAlgorithms);
+}
+
+// A server hello record: version 3.3, a session id of `sessionLength`, suite 0xC02F, and the
+// supported_versions extension when `version13`.
+std::string ServerHello(int sessionLength, bool version13) {
+  std::string body = "\x03\x03" + std::string(32, 'r') + static_cast<char>(sessionLength) +
+                     std::string(static_cast<size_t>(sessionLength), 's') + "\xC0\x2F" +
+                     std::string(1, '\0');
+  if (version13) body += std::string("\x00\x06\x00\x2B\x00\x02\x03\x04", 8);
+  std::string message = std::string("\x02\x00", 2) + static_cast<char>(body.size() >> 8) +
+                        static_cast<char>(body.size() & 0xFF) + body;
+  return std::string("\x16\x03\x03", 3) + static_cast<char>(message.size() >> 8) +
+         static_cast<char>(message.size() & 0xFF) + message;
+}
+
+TEST(CipherNamesTest, HelloMessagesAreReadAtTheirOffsets) {
+  const struct {
+    const char* name;
+    std::string bytes;
+    int result;
+    const char* version;
+  } rows[] = {
+      {"plain", ServerHello(0, false), 0, "TLS1.2"},
+      {"resumed session id shifts the suite", ServerHello(32, false), 0, "TLS1.2"},
+      {"TLS 1.3 names itself in an extension", ServerHello(0, true), 0, "TLS1.3"},
+      {"more records behind", ServerHello(0, false) + "\x14\x03\x03\x00\x01\x01", 1, ""},
+      {"too short", ServerHello(0, false).substr(0, 45), -1, ""},
+  };
+  for (const auto& row : rows) {
+    BufStr version, suite;
+    EXPECT_EQ(
+        DescribeServerHello(row.bytes.data(), static_cast<int>(row.bytes.size()), version, suite),
+        row.result)
+        << row.name;
+    if (row.result != 0) continue;
+    EXPECT_EQ(version.View(), std::string("Selected TLS Version: ") + row.version) << row.name;
+    EXPECT_EQ(suite.View(), "Selected Cipher Suite: TLS_ECDHE_RSA_WITH_AES_128_GCM_SHA256 (0xc02f)")
+        << row.name;
+  }
+  // A client hello with two suites behind an empty session id.
+  std::string hello = std::string(43, 'h') + '\0' + std::string("\x00\x04\x00\x2F\x13\x01", 6);
+  BufStr text;
+  ASSERT_EQ(DescribeClientHello(hello.data(), static_cast<int>(hello.size()), text), 0);
+  EXPECT_EQ(text.View(),
+            "Cipher Suites:\r\n    TLS_RSA_WITH_AES_128_CBC_SHA (0x002f);\r\n    Unknown (4865)");
+  EXPECT_EQ(DescribeClientHello(hello.data(), 48, text), -1);
+}
+
+TEST(CipherNamesTest, PolicyStatusTexts) {
+  const struct {
+    uint32_t status;
+    const char* text;
+  } rows[] = {
+      {0, "OK"},
+      {0x800B010F, "[0x800b010f] The certificate's CN name does not match the passed value."},
+      {0x80096004, "[0x80096004] The signature of the certificate cannot be verified."},
+      {0x12345, "[0x12345] (unknown status code)"},
+  };
+  BufStr text;
+  for (const auto& row : rows) {
+    PolicyStatusText(row.status, text);
+    EXPECT_EQ(text.View(), row.text) << row.status;
+  }
+}
+
+std::string ReadFile(const std::string& path) {
+  std::ifstream file(path, std::ios::binary);
+  std::stringstream bytes;
+  bytes << file.rdbuf();
+  return bytes.str();
+}
+
+std::string Be24(size_t n) {
+  return {static_cast<char>(n >> 16), static_cast<char>(n >> 8), static_cast<char>(n)};
+}
+
+TEST(CipherNamesTest, CertificateInHandshakeBytesAndItsNames) {
+  const std::string der = ReadFile(CertFile("CA_DER"));
+  ASSERT_FALSE(der.empty());
+  const std::string list = Be24(der.size()) + der;
+  const std::string message = "\x0B" + Be24(list.size() + 3) + Be24(list.size()) + list;
+  const std::string hello = std::string("\x02\x00\x00\x00", 4);
+  const auto record = [](const std::string& body) {
+    return std::string("\x16\x03\x03", 3) + static_cast<char>(body.size() >> 8) +
+           static_cast<char>(body.size() & 0xFF) + body;
+  };
+  const struct {
+    const char* name;
+    std::string token;
+    int result;
+  } rows[] = {
+      {"behind a hello in the same record", record(hello + message), 0},
+      {"in a record of its own", record(hello) + record(message), 0},
+      {"after an alert record", std::string("\x15\x03\x03\x00\x02\x01\x00", 7) + record(message),
+       0},
+      {"split over two records", record(message.substr(0, 100)) + record(message.substr(100)), 281},
+      {"record longer than the token", record(message).substr(0, 50), 281},
+      {"no certificate", record(hello), 281},
+      {"empty", "", 281},
+  };
+  for (const auto& row : rows) {
+    platform::DerBytes cert;
+    EXPECT_EQ(ParseHandshakeCertificate(row.token.data(), static_cast<int>(row.token.size()), cert),
+              row.result)
+        << row.name;
+    if (row.result == 0) {
+      EXPECT_EQ(std::string(reinterpret_cast<const char*>(cert.bytes), cert.length), der)
+          << row.name;
+    }
+  }
+  // Names in certificate order, special values quoted, the parts of a multi-valued RDN (in
+  // their DER order) joined by a blank.
+  const std::string odd = WorkDir() + "/odd-names.der";
+  const std::string command =
+      "openssl req -x509 -newkey ec -pkeyopt ec_paramgen_curve:P-256 -nodes -keyout " + odd +
+      ".key -multivalue-rdn -subj '/C=DE/O=A\\, B \"C\"/OU=x+CN=y/emailAddress=e@x' -outform DER "
+      "-out " +
+      odd + " 2>/dev/null";
+  ASSERT_EQ(std::system(command.c_str()), 0);
+  const std::string oddDer = ReadFile(odd);
+  char text[2000];
+  platform::CertificateNameText(reinterpret_cast<const unsigned char*>(oddDer.data()),
+                                static_cast<int>(oddDer.size()), false, text, sizeof text);
+  EXPECT_STREQ(text, "C=DE, O=\"A, B \"\"C\"\"\", CN=y OU=x, E=e@x");
+  platform::CertificateNameText(reinterpret_cast<const unsigned char*>(der.data()),
+                                static_cast<int>(der.size()), true, text, sizeof text);
+  EXPECT_STREQ(text, "O=Quillon Tests, CN=Quillon Test CA");
+  EXPECT_EQ(platform::CertificateNameText(reinterpret_cast<const unsigned char*>(der.data()), 10,
+                                          true, text, sizeof text),
+            -1);
+}
+
+} // namespace
+} // namespace quillon::test

@@ -1,0 +1,423 @@
+// The secure channel under the port against openssl s_server with certificates made at test
+// time: the judgement of each kind of certificate with its status, event and outcome, the
+// protocol versions, renegotiation, the ends of a channel, bulk data, a client certificate, and
+// servers that answer with garbage, a broken record or nothing.
+#include "TlsPeer.h"
+
+#include "net/PortHarness.h"
+#include "support/Peers.h"
+#include "support/ScriptPeer.h"
+#include "tls/SecurePort.h"
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <cstdlib>
+#include <fstream>
+#include <optional>
+#include <sstream>
+
+namespace quillon::test {
+namespace {
+
+using ::testing::Contains;
+using ::testing::ElementsAre;
+using ::testing::HasSubstr;
+using ::testing::Not;
+
+class TlsPort : public TestPort {
+public:
+  TlsPort() : TestPort(false) {
+    SetSecureEnabled(true);
+    serverName.Assign("localhost");
+  }
+  bool SSLServerAuthenticationEvent(const char* cert, int, const char* subject, const char* issuer,
+                                    const char* status, bool accept) override {
+    certificates.emplace_back(cert);
+    subjects.push_back(std::string(subject) + " / " + issuer);
+    const bool verdict =
+        status == std::string("Parsed") ? parsedVerdict : verdict_.value_or(accept);
+    log.push_back("Auth(" + std::string(status) + ", " + (accept ? "1" : "0") + ")");
+    return verdict;
+  }
+  void SSLStatusEvent(const char* message) override { statuses.emplace_back(message); }
+  int Connect(int port) { return TestPort::Connect("127.0.0.1", port); }
+
+  std::optional<bool> verdict_;
+  bool parsedVerdict = true;
+  std::vector<std::string> certificates, subjects, statuses;
+};
+
+class SecureChannelTest : public ::testing::Test {
+protected:
+  static void SetUpTestSuite() { ::setenv("SSL_CERT_FILE", CertFile("CA_FILE").c_str(), 1); }
+};
+
+struct JudgementRow {
+  const char* name;
+  const char* leaf;
+  std::vector<std::string> options;
+  uint32_t flags;
+  std::optional<bool> verdict;
+  uint32_t status; // the policy status; 0 passes
+};
+
+TEST_F(SecureChannelTest, EachCertificateIsJudgedWithItsStatusEventAndOutcome) {
+  const char* untrusted = "A certification chain processed correctly but terminated in a root "
+                          "certificate not trusted by the trust provider.";
+  const char* notValid = "A required certificate is not within its validity period.";
+  const std::vector<JudgementRow> rows = {
+      {"good chain", "SERVER_CERT", {}, 0, {}, 0},
+      {"EXPIRED_CERT", "EXPIRED_CERT", {}, 0, {}, 0x800B0101},
+      {"not yet valid", "NOT_YET_VALID_CERT", {}, 0, {}, 0x800B0101},
+      {"wrong host", "WRONG_HOST_CERT", {}, 0, {}, 0x800B010F},
+      {"self-signed", "SELF_SIGNED_CERT", {}, 0, {}, 0x800B0109},
+      {"unknown CA, leaf alone", "UNKNOWN_CA_CERT", {}, 0, {}, 0x800B010A},
+      {"unknown CA, root sent",
+       "UNKNOWN_CA_CERT",
+       {"-cert_chain", CertFile("UNKNOWN_CA_FILE")},
+       0,
+       {},
+       0x800B0109},
+      {"expired, host accepts", "EXPIRED_CERT", {}, 0, true, 0x800B0101},
+      {"good, host refuses", "SERVER_CERT", {}, 0, false, 0},
+      {"wrong host, name not checked", "WRONG_HOST_CERT", {}, 0x80000000, {}, 0},
+      {"expired, time ignored", "EXPIRED_CERT", {}, 0x1, {}, 0},
+      {"self-signed, unknown CA allowed", "SELF_SIGNED_CERT", {}, 0x10, {}, 0},
+      {"wrong host, name ignored", "WRONG_HOST_CERT", {}, 0x40, {}, 0},
+  };
+  for (const JudgementRow& row : rows) {
+    SCOPED_TRACE(row.name);
+    SslServer server(row.leaf, row.options);
+    ASSERT_TRUE(server.Ready()) << server.Log();
+    TlsPort port;
+    port.sslSecurityFlags = row.flags;
+    port.verdict_ = row.verdict;
+    const bool accepted = row.verdict.value_or(row.status == 0);
+    char hex[16];
+    std::snprintf(hex, sizeof hex, "0x%x", row.status);
+    std::string status = row.status == 0 ? "OK" : "[" + std::string(hex) + "] ";
+    if (row.status == 0x800B0109) status += untrusted;
+    if (row.status == 0x800B0101) status += notValid;
+    if (row.status == 0x800B010F)
+      status += "The certificate's CN name does not match the passed value.";
+    if (row.status == 0x800B010A) status += "A chain of certificates was not correctly created.";
+    EXPECT_EQ(port.Connect(server.Port()), accepted ? 0 : 276);
+    std::vector<std::string> expected;
+    if (row.status != 0)
+      expected.push_back("Error(280, error verifying server certificate: " + std::string(hex) +
+                         ")");
+    expected.push_back("Auth(" + status + ", " + (row.status == 0 ? "1" : "0") + ")");
+    expected.push_back(accepted ? "Connected(0, OK)"
+                                : "Connected(276, Server certificate verification failed. "
+                                  "Connection aborted.)");
+    if (!accepted) expected.push_back("Disconnected(0, OK)");
+    EXPECT_EQ(port.log, expected);
+    ASSERT_EQ(port.certificates.size(), 1u);
+    EXPECT_THAT(port.certificates[0], HasSubstr("-----BEGIN CERTIFICATE-----\r\n"));
+    if (accepted) {
+      port.received.clear();
+      port.Disconnect();
+      EXPECT_EQ(port.socketHandle, platform::kInvalidSocket);
+    }
+  }
+}
+
+TEST_F(SecureChannelTest, AcceptedCertificateBytesSkipTheEventAndTheChainAddsPemBlocks) {
+  SslServer self("SELF_SIGNED_CERT", {});
+  ASSERT_TRUE(self.Ready()) << self.Log();
+  TlsPort port;
+  std::ifstream file(CertFile("SELF_SIGNED_CERT"));
+  std::stringstream pem;
+  pem << file.rdbuf();
+  ASSERT_EQ(port.SetAcceptServerCert(pem.str().data(), static_cast<int>(pem.str().size())), 0);
+  EXPECT_EQ(port.Connect(self.Port()), 0) << port.LastErrorText();
+  EXPECT_THAT(port.log, ElementsAre("Connected(0, OK)"));
+  port.Disconnect();
+
+  SslServer good("SERVER_CERT", {"-cert_chain", CertFile("CA_FILE")});
+  TlsPort chained;
+  ASSERT_EQ(chained.ConfigText("SSLIncludeCertChain=True", nullptr), 0);
+  EXPECT_EQ(chained.Connect(good.Port()), 0) << chained.LastErrorText();
+  ASSERT_EQ(chained.certificates.size(), 1u);
+  EXPECT_EQ(chained.certificates[0].find("-----BEGIN", 10) != std::string::npos, true);
+  EXPECT_THAT(chained.subjects[0], "CN=localhost / O=Quillon Tests, CN=Quillon Test CA");
+}
+
+TEST_F(SecureChannelTest, EarlyLookAsksWithParsedFirstAndEndsTheConnectionUnlessAccepted) {
+  SslServer server("SERVER_CERT", {"-tls1_2"});
+  ASSERT_TRUE(server.Ready()) << server.Log();
+  for (const bool parsedVerdict : {true, false}) {
+    SCOPED_TRACE(parsedVerdict);
+    TlsPort port;
+    port.ConfigText("ParseSSLServerCert=True", nullptr);
+    port.parsedVerdict = parsedVerdict;
+    EXPECT_EQ(port.Connect(server.Port()), parsedVerdict ? 0 : 276);
+    if (parsedVerdict)
+      EXPECT_THAT(port.log, ElementsAre("Auth(Parsed, 0)", "Auth(OK, 1)", "Connected(0, OK)"));
+    else
+      EXPECT_THAT(port.log, ElementsAre("Auth(Parsed, 0)",
+                                        "Connected(276, Server certificate verification failed. "
+                                        "Connection aborted.)",
+                                        "Disconnected(0, OK)"));
+    port.Disconnect();
+  }
+}
+
+struct ProtocolRow {
+  const char* name;
+  const char* serverOption;
+  const char* protocols; // SSLEnabledProtocols
+  bool works;
+  const char* negotiated;
+};
+
+TEST_F(SecureChannelTest, EnabledProtocolsChooseTheVersion) {
+  const ProtocolRow rows[] = {
+      {"default against TLS 1.2", "-tls1_2", "4032", true, "Protocol: TLS1.2 "},
+      {"default against TLS 1.3", "-tls1_3", "4032", false, nullptr},
+      {"TLS 1.3 bits", "-tls1_3", "0x3FC0", true, "Protocol: TLS1.3 "},
+      {"client TLS 1.3 only", "-tls1_3", "0x3000", true, "Protocol: TLS1.3 "},
+      {"TLS 1.2 only against TLS 1.3", "-tls1_3", "0x0C00", false, nullptr},
+      {"TLS 1.2 only", "-tls1_2", "0x0C00", true, "Protocol: TLS1.2 "},
+  };
+  for (const ProtocolRow& row : rows) {
+    SCOPED_TRACE(row.name);
+    SslServer server("SERVER_CERT", {row.serverOption});
+    ASSERT_TRUE(server.Ready()) << server.Log();
+    TlsPort port;
+    port.ConfigText((std::string("SSLEnabledProtocols=") + row.protocols).c_str(), nullptr);
+    const int rc = port.Connect(server.Port());
+    if (!row.works) {
+      EXPECT_EQ(rc, 276);
+      EXPECT_THAT(port.LastErrorText(), HasSubstr("error during handshake[2]: 0x800903"));
+      continue;
+    }
+    ASSERT_EQ(rc, 0) << port.LastErrorText();
+    bool named = false;
+    for (const std::string& status : port.statuses)
+      named = named || status.find(row.negotiated) != std::string::npos;
+    EXPECT_TRUE(named) << ::testing::PrintToString(port.statuses);
+    port.Disconnect();
+  }
+}
+
+TEST_F(SecureChannelTest, StatusSequenceOfAHandshake) {
+  SslServer server("SERVER_CERT", {"-tls1_2"});
+  ASSERT_TRUE(server.Ready()) << server.Log();
+  TlsPort port;
+  ASSERT_EQ(port.Connect(server.Port()), 0);
+  ASSERT_GE(port.statuses.size(), 8u);
+  EXPECT_EQ(port.statuses[0], "Attempting to connect to server.");
+  EXPECT_EQ(port.statuses[1], "Socket connection established.");
+  EXPECT_EQ(port.statuses[2], "Starting secure channel handshake.");
+  EXPECT_EQ(port.statuses[3], "Enabling TLS versions: TLS1.2 TLS1.1 TLS1.0 ");
+  EXPECT_THAT(port.statuses[4], HasSubstr("Cipher Suites:\r\n    "));
+  EXPECT_THAT(port.statuses[5], HasSubstr("Sending "));
+  EXPECT_THAT(port.statuses, Contains(HasSubstr("Negotiated SSL parameters: Protocol: TLS1.2 ")));
+}
+
+TEST_F(SecureChannelTest, RenegotiationIsFollowedOrRefused) {
+  for (const bool follow : {true, false}) {
+    SCOPED_TRACE(follow);
+    SslServer server("SERVER_CERT", {"-tls1_2"});
+    ASSERT_TRUE(server.Ready()) << server.Log();
+    TlsPort port;
+    port.sslEnableRenegotiation = follow ? 1 : 0;
+    ASSERT_EQ(port.Connect(server.Port()), 0);
+    // s_server looks at its input only once the client has spoken.
+    ASSERT_EQ(port.SendAll("hello\n", 6, false, false), 0);
+    ASSERT_TRUE(server.WaitFor("hello"));
+    server.Type("r\n");
+    // The server waits for our answer before it looks at its input again.
+    ASSERT_EQ(
+        port.WaitUntil([&] { return server.Log().find("SSL_do_handshake") != std::string::npos; }),
+        0)
+        << server.Log();
+    EXPECT_EQ(std::count(port.statuses.begin(), port.statuses.end(),
+                         "Renegotiate is disabled. Send NO_RENEGOTIATION alert message."),
+              follow ? 0 : 1);
+    if (!follow) {
+      // s_server takes the refusal as fatal and answers with an alert that ends the channel.
+      EXPECT_TRUE(server.WaitFor("no renegotiation")) << server.Log();
+      EXPECT_EQ(port.WaitUntilClosed(), 0);
+      EXPECT_THAT(port.log, ElementsAre("Auth(OK, 1)", "Connected(0, OK)",
+                                        "Error(284, error decrypting data (error 0x80090331))",
+                                        "Disconnected(0, OK)"));
+      continue;
+    }
+    server.Type("after\n");
+    EXPECT_EQ(port.WaitUntil([&] { return port.received.find("after") != std::string::npos; }), 0)
+        << server.Log();
+    EXPECT_THAT(port.log, ElementsAre("Auth(OK, 1)", "Connected(0, OK)", "Auth(OK, 1)",
+                                      "Connected(0, OK)", "Data(after\n, 1)"));
+    ASSERT_EQ(port.SendAll("still up\n", 9, false, false), 0) << server.Log();
+    EXPECT_TRUE(server.WaitFor("still up"));
+  }
+}
+
+TEST_F(SecureChannelTest, EndsOfAChannel) {
+  // A server that goes without close_notify: the data, then Disconnected.
+  auto server = std::make_unique<SslServer>("SERVER_CERT", std::vector<std::string>{});
+  ASSERT_TRUE(server->Ready());
+  TlsPort port;
+  ASSERT_EQ(port.Connect(server->Port()), 0);
+  server->Type("line one\n");
+  EXPECT_EQ(port.WaitUntil([&] { return !port.received.empty(); }), 0);
+  server.reset();
+  EXPECT_EQ(port.WaitUntilClosed(), 0);
+  EXPECT_THAT(port.log, ElementsAre("Auth(OK, 1)", "Connected(0, OK)", "Data(line one\n, 1)",
+                                    "Disconnected(0, OK)"));
+  // Our own close sends close_notify, which the server reports.
+  SslServer second("SERVER_CERT", {});
+  TlsPort closer;
+  ASSERT_EQ(closer.Connect(second.Port()), 0);
+  closer.Disconnect();
+  EXPECT_TRUE(second.WaitFor("DONE")) << second.Log();
+}
+
+TEST_F(SecureChannelTest, LargeBodyArrivesByteForByte) {
+  std::string body(24 << 20, '\0');
+  uint32_t x = 12345;
+  for (char& c : body) {
+    x = x * 1103515245u + 12345u;
+    c = static_cast<char>(x >> 24);
+  }
+  SslServer server("SERVER_CERT", {"-WWW"});
+  ASSERT_TRUE(server.Ready());
+  std::ofstream(server.Folder() + "/big.bin", std::ios::binary) << body;
+  TlsPort port;
+  port.SetTimeout(30000, true);
+  ASSERT_EQ(port.Connect(server.Port()), 0);
+  port.log.reserve(20000);
+  const std::string request = "GET /big.bin HTTP/1.0\r\n\r\n";
+  ASSERT_EQ(port.SendAll(request.data(), static_cast<int>(request.size()), false, false), 0);
+  ASSERT_EQ(port.WaitUntilClosed(), 0) << port.LastErrorText();
+  const size_t head = port.received.find("\r\n\r\n");
+  ASSERT_NE(head, std::string::npos);
+  EXPECT_TRUE(port.received.compare(head + 4, std::string::npos, body) == 0)
+      << "received " << port.received.size() - head - 4 << " of " << body.size();
+}
+
+TEST_F(SecureChannelTest, ClientCertificateGoesWhenTheServerAsks) {
+  SslServer server("SERVER_CERT",
+                   {"-Verify", "1", "-CAfile", CertFile("CA_FILE"), "-verify_return_error"});
+  ASSERT_TRUE(server.Ready());
+  // The client certificate and key as the key readers hand them over: PKCS#12, no password.
+  const std::string pfxPath = server.Folder() + "/client.pfx";
+  ASSERT_EQ(std::system(("openssl pkcs12 -export -passout pass: -in " + CertFile("CLIENT_CERT") +
+                         " -inkey " + CertFile("CLIENT_KEY") + " -out " + pfxPath)
+                            .c_str()),
+            0);
+  std::ifstream file(pfxPath, std::ios::binary);
+  std::stringstream pfx;
+  pfx << file.rdbuf();
+  TlsPort port;
+  port.SetClientCertificate(pfx.str().data(), static_cast<int>(pfx.str().size()));
+  ASSERT_EQ(port.Connect(server.Port()), 0) << port.LastErrorText();
+  ASSERT_EQ(port.SendAll("ping\n", 5, false, false), 0);
+  EXPECT_TRUE(server.WaitFor("ping")) << server.Log();
+  EXPECT_THAT(server.Log(), HasSubstr("quillon-client"));
+  port.Disconnect();
+
+  TlsPort without;
+  EXPECT_NE(without.Connect(server.Port()), 0);
+  EXPECT_THAT(without.statuses, Contains("Client certificate requested from server."));
+}
+
+TEST_F(SecureChannelTest, NginxBodyArrivesWholeAndItsCloseNotifyEndsTheChannel) {
+  TlsPort port;
+  port.SetTimeout(30000, true);
+  ASSERT_EQ(port.Connect(std::atoi(PeerValue("nginx", "HTTPS_PORT").c_str())), 0)
+      << port.LastErrorText();
+  const std::string request = "GET /feeds/large.xml HTTP/1.0\r\nHost: localhost\r\n\r\n";
+  ASSERT_EQ(port.SendAll(request.data(), static_cast<int>(request.size()), false, false), 0);
+  ASSERT_EQ(port.WaitUntilClosed(), 0) << port.LastErrorText();
+  std::ifstream file(PeerValue("nginx", "DOC_ROOT") + "/feeds/large.xml", std::ios::binary);
+  std::stringstream body;
+  body << file.rdbuf();
+  ASSERT_GT(body.str().size(), 100000u);
+  const size_t head = port.received.find("\r\n\r\n");
+  ASSERT_NE(head, std::string::npos);
+  EXPECT_TRUE(port.received.compare(head + 4, std::string::npos, body.str()) == 0);
+  EXPECT_THAT(port.statuses, Contains("Server signaled end of session."));
+  EXPECT_EQ(port.log.back(), "Disconnected(0, OK)");
+}
+
+TEST_F(SecureChannelTest, SettingsShapeTheHandshake) {
+  SslServer server("SERVER_CERT", {"-alpn", "http/1.1"});
+  ASSERT_TRUE(server.Ready());
+  // A provider that the platform does not have.
+  TlsPort unknown;
+  unknown.ConfigText("SSLProvider=Another Provider", nullptr);
+  EXPECT_EQ(unknown.Connect(server.Port()), 273);
+  EXPECT_STREQ(unknown.LastErrorText(),
+               "Could not acquire security credentials: error 0x80090305.");
+  // ALPN names are trimmed; one longer than 255 is left out.
+  TlsPort port;
+  const std::string alpn = "ALPNExtension= h2 , " + std::string(256, 'x') + ",http/1.1";
+  port.ConfigText(alpn.c_str(), nullptr);
+  port.ConfigText("ReuseSSLSession=True", nullptr);
+  ASSERT_EQ(port.Connect(server.Port()), 0) << port.LastErrorText();
+  EXPECT_TRUE(server.WaitFor("ALPN protocols advertised by the client: h2, http/1.1"))
+      << server.Log();
+  // The same settings keep the credentials for the next connection.
+  const platform::TlsCredentials* first = port.credentialHandle;
+  port.Disconnect();
+  ASSERT_EQ(port.Connect(server.Port()), 0) << port.LastErrorText();
+  EXPECT_EQ(port.credentialHandle, first);
+  // Under TLS, line splitting and the line length act on the decrypted stream.
+  ASSERT_EQ(port.ConfigText("SplitCRLF=True", nullptr), 0);
+  port.Disconnect();
+  port.ConfigText("MaxLineLength=70000", nullptr);
+  const char* length = nullptr;
+  port.ConfigText("MaxLineLength", &length);
+  EXPECT_STREQ(length, "70000");
+  port.log.clear();
+  ASSERT_EQ(port.Connect(server.Port()), 0) << port.LastErrorText();
+  ASSERT_EQ(port.SendAll("go\n", 3, false, false), 0);
+  ASSERT_TRUE(server.WaitFor("go"));
+  server.Type("one\r\ntwo\nthr");
+  EXPECT_EQ(port.WaitUntil([&] { return port.received.find("two") != std::string::npos; }), 0);
+  EXPECT_THAT(port.log,
+              ElementsAre("Auth(OK, 1)", "Connected(0, OK)", "Data(one, 1)", "Data(two, 1)"));
+}
+
+struct BadPeerRow {
+  const char* name;
+  std::string bytes;
+  bool close;
+  int result;
+  const char* text;
+};
+
+TEST_F(SecureChannelTest, BadServersEndWithACodeAndText) {
+  const BadPeerRow rows[] = {
+      {"garbage", "HTTP/1.1 400 Bad Request\r\n\r\n", true, 276,
+       "error during handshake[2]: 0x80090326"},
+      {"truncated record", std::string("\x16\x03\x03\x00\x40hello", 10), true, 276,
+       "Server disconnected before handshake completion [0xffffffff]."},
+      {"record over the maximum", std::string("\x16\x03\x03\xff\xff", 5) + "x", false, 276,
+       "error during handshake[2]: 0x80090326"},
+      {"stall", "", false, 301, "Timeout."},
+  };
+  for (const BadPeerRow& row : rows) {
+    SCOPED_TRACE(row.name);
+    ScriptPeer peer;
+    if (!row.bytes.empty()) peer.Send(row.bytes);
+    if (row.close)
+      peer.Close();
+    else
+      peer.StaySilent();
+    peer.Start();
+    TlsPort port;
+    port.SetTimeout(1000, true);
+    EXPECT_EQ(port.Connect(peer.Port()), row.result);
+    EXPECT_STREQ(port.LastErrorText(), row.text);
+    port.Disconnect();
+    EXPECT_EQ(port.socketHandle, platform::kInvalidSocket);
+  }
+}
+
+} // namespace
+} // namespace quillon::test
