@@ -26,14 +26,12 @@ int HttpClient::Config(ConfigRequest& request, const char** result) {
   if (EqualsNoCase(name, "Authorization"))
     return request.isGet ? ReturnText(result, Authorization) : SetAuthorization(value);
   if (EqualsNoCase(name, "AllowHTTPCompression")) {
-    if (request.isGet)
-      return ReturnSigned(result, AllowHTTPCompression);
+    if (request.isGet) return ReturnSigned(result, AllowHTTPCompression);
     AllowHTTPCompression = IsTrueText(value) ? 1 : 0;
     return errNone;
   }
   if (EqualsNoCase(name, "ProxyAuthScheme")) {
-    if (request.isGet)
-      return ReturnSigned(result, ProxyAuthScheme);
+    if (request.isGet) return ReturnSigned(result, ProxyAuthScheme);
     return SetProxyAuthScheme(static_cast<int>(ParseConfigNumber(request.value.Data())));
   }
   if (EqualsNoCase(name, "ProxyUser"))
@@ -44,13 +42,13 @@ int HttpClient::Config(ConfigRequest& request, const char** result) {
     return request.isGet ? ReturnText(result, ProxyAuthorization)
                          : ProxyAuthorization.Assign(value);
   if (EqualsNoCase(name, "DontClearCookiesOnUrlChange")) {
-    if (request.isGet)
-      return ReturnText(result, DontClearCookiesOnUrlChange ? "True" : "False");
+    if (request.isGet) return ReturnText(result, DontClearCookiesOnUrlChange ? "True" : "False");
     DontClearCookiesOnUrlChange = IsTrueText(value) ? 1 : 0;
     return errNone;
   }
   if (EqualsNoCase(name, "HttpCookies"))
     return request.isGet ? ReturnText(result, HttpCookies) : HttpCookies.Assign(value);
+  if (int rc = ConfigSignOn(request, result); rc != errUnknownConfig) return rc;
   return TransferPort::Config(request, result);
 }
 
@@ -66,8 +64,7 @@ int HttpClient::SetURL(const char* url, int isRedirect) {
     URLPort = DefaultPort;
     return errNone;
   }
-  if (URL.Assign(url) != errNone)
-    return errOutOfMemory;
+  if (URL.Assign(url) != errNone) return errOutOfMemory;
   // Every new target starts a new authentication exchange. Splitting the URL, and with it the
   // clearing of cookies on a change of host or port, comes with the transfer driver.
   ResetDigestState(serverDigest);
@@ -75,8 +72,7 @@ int HttpClient::SetURL(const char* url, int isRedirect) {
   ServerToken.Clear();
   ProxyServerToken.Clear();
   int rc = FormAuthorization();
-  if (rc == errNone)
-    rc = FormProxyAuthorization();
+  if (rc == errNone) rc = FormProxyAuthorization();
   AuthAttempts = 0;
   ProxyAuthAttempts = 0;
   return rc;
