@@ -17,6 +17,9 @@ packages=(
   # live peers of tests/peers/: web servers, the client that checks them, and the build tools
   # of the sample service's native SQLite module (examples/service)
   nginx-light apache2 curl python3 make g++
+  # sign-on peer (tests/peers/signon.sh): a Kerberos realm made at test time, and Apache checking
+  # Negotiate and NTLM through GSS-API
+  krb5-kdc krb5-admin-server krb5-user libapache2-mod-auth-gssapi gss-ntlmssp
 )
 # The sample service runs on Node.js; Debian's is installed only when there is none.
 if ! command -v node >/dev/null || ! command -v npm >/dev/null; then
