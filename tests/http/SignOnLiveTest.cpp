@@ -7,7 +7,7 @@
 #include "frame/ConfigRequest.h"
 #include "frame/Errors.h"
 #include "odata/QuillonCore.h"
-#include "platform/Socket.h"
+#include "support/LoopbackHttp.h"
 #include "support/Peers.h"
 
 #include <gtest/gtest.h>
@@ -18,52 +18,8 @@
 namespace quillon {
 namespace {
 
+using test::LoopbackHttp;
 using test::PeerValue;
-
-// A blocking HTTP/1.1 connection to 127.0.0.1 that reads each answer to the end of its body.
-class Connection {
-public:
-  explicit Connection(int port) : s(platform::SocketOpen(false)) {
-    platform::SocketConnect(s, platform::ParseIPv4("127.0.0.1"), port);
-    platform::SocketReadiness ready;
-    platform::SocketPoll(s, true, 5000, ready);
-  }
-  ~Connection() { platform::SocketClose(s); }
-  // The status, with the value of `wanted` from the answer's headers in `header`.
-  int Get(const std::string& path, const std::string& authorization, std::string& header,
-          const char* wanted = "WWW-Authenticate: ") {
-    std::string request = "GET " + path + " HTTP/1.1\r\nHost: localhost\r\n";
-    if (!authorization.empty()) request += "Authorization: " + authorization + "\r\n";
-    request += "\r\n";
-    platform::SocketSend(s, request.data(), static_cast<long>(request.size()));
-    std::string answer;
-    size_t headEnd = std::string::npos;
-    size_t total = std::string::npos;
-    while (total == std::string::npos || answer.size() < total) {
-      platform::SocketReadiness ready;
-      if (platform::SocketPoll(s, false, 5000, ready) != 1) return -1;
-      char buffer[4096];
-      const long got = platform::SocketRecv(s, buffer, sizeof buffer);
-      if (got <= 0) return -1;
-      answer.append(buffer, static_cast<size_t>(got));
-      if (headEnd == std::string::npos &&
-          (headEnd = answer.find("\r\n\r\n")) != std::string::npos) {
-        const size_t length = answer.find("Content-Length: ");
-        total = headEnd + 4 + (length < headEnd ? std::stoul(answer.substr(length + 16)) : 0);
-      }
-    }
-    header.clear();
-    const size_t at = answer.find(wanted);
-    if (at != std::string::npos && at < headEnd) {
-      const size_t from = at + std::string(wanted).size();
-      header = answer.substr(from, answer.find("\r\n", from) - from);
-    }
-    return std::stoi(answer.substr(9, 3));
-  }
-
-private:
-  platform::SocketId s;
-};
 
 void Configure(QuillonCore& core, const std::string& text) {
   ConfigRequest request;
@@ -74,7 +30,7 @@ void Configure(QuillonCore& core, const std::string& text) {
 
 // Plays the legs; returns the final status, and that of a further request on the connection.
 int SignOn(QuillonCore& core, const std::string& peer, const std::string& path, int& next) {
-  Connection connection(std::stoi(PeerValue(peer, "PORT")));
+  LoopbackHttp connection(std::stoi(PeerValue(peer, "PORT")));
   std::string challenge;
   int status = 0;
   for (int leg = 0; leg < 3; ++leg) {
