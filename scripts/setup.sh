@@ -20,6 +20,8 @@ packages=(
   # sign-on peer (tests/peers/signon.sh): a Kerberos realm made at test time, and Apache checking
   # Negotiate and NTLM through GSS-API
   krb5-kdc krb5-admin-server krb5-user libapache2-mod-auth-gssapi gss-ntlmssp
+  # proxy demanding NTLM (tests/peers/squid.sh)
+  squid
 )
 # The sample service runs on Node.js; Debian's is installed only when there is none.
 if ! command -v node >/dev/null || ! command -v npm >/dev/null; then

@@ -107,5 +107,28 @@ TEST(SignOnLiveTest, NegotiateWithKerberos) {
   unsetenv("KRB5_CONFIG");
 }
 
+// squid's ntlm_fake_auth answers with a target name whose offset is garbage (0xaaaaaaae): the
+// reader refuses it with a clear text instead of reading outside the message.
+TEST(SignOnLiveTest, ProxyNtlmChallengeOutsideItsMessage) {
+  QuillonCore core;
+  core.SetProxyAuthScheme(authNtlm);
+  core.ProxyServer.Assign("127.0.0.1");
+  core.ProxyUser.Assign("DOMAIN\\proxy-user");
+  core.ProxyPassword.Assign("any");
+  LoopbackHttp connection(std::stoi(PeerValue("squid", "PORT")));
+  ASSERT_EQ(core.FormProxyAuthorization(), errNone) << core.LastErrorText();
+  std::string challenge;
+  ASSERT_EQ(connection.Get("http://127.0.0.1:1/", std::string(core.ProxyAuthorization.View()),
+                           challenge, "Proxy-Authenticate: ", "Proxy-Authorization"),
+            407);
+  ASSERT_TRUE(challenge.starts_with("NTLM ")) << challenge;
+  core.ProxyServerToken.Assign(challenge.substr(5));
+  EXPECT_EQ(core.FormProxyAuthorization(), errNtlmToken);
+  EXPECT_STREQ(core.LastErrorText(),
+               "Could not process server's NTLM authentication token: target name outside the "
+               "message.");
+  EXPECT_TRUE(core.ProxyAuthorization.IsEmpty());
+}
+
 } // namespace
 } // namespace quillon

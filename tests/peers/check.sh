@@ -134,6 +134,11 @@ signon)
   expect ntlm-challenge "WWW-Authenticate: NTLM TlRMTVNTUAACAAAA" \
     head_of -H "Authorization: NTLM $type1" "$NTLM_URL"
   ;;
+squid)
+  code() { curl -sS -o /dev/null -w "%{http_code}" -x "$URL" "$@" http://127.0.0.1:1/; }
+  expect proxy-auth-demanded "^407$" code
+  expect proxy-ntlm-passes "^503$" code --proxy-ntlm -U 'DOMAIN\user:password'
+  ;;
 *)
   echo "check: no checks for peer $name"
   exit 1

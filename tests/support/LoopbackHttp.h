@@ -16,11 +16,12 @@ public:
     platform::SocketPoll(s, true, 5000, ready);
   }
   ~LoopbackHttp() { platform::SocketClose(s); }
-  // The status, with the value of `wanted` from the answer's headers in `header`.
+  // The status, with the value of `wanted` from the answer's headers in `header`. `path` may be
+  // an absolute URL, for a proxy; `field` names the header that carries `authorization`.
   int Get(const std::string& path, const std::string& authorization, std::string& header,
-          const char* wanted = "WWW-Authenticate: ") {
+          const char* wanted = "WWW-Authenticate: ", const char* field = "Authorization") {
     std::string request = "GET " + path + " HTTP/1.1\r\nHost: localhost\r\n";
-    if (!authorization.empty()) request += "Authorization: " + authorization + "\r\n";
+    if (!authorization.empty()) request += std::string(field) + ": " + authorization + "\r\n";
     request += "\r\n";
     platform::SocketSend(s, request.data(), static_cast<long>(request.size()));
     std::string answer;
