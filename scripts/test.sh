@@ -19,6 +19,9 @@ export ASAN_OPTIONS="detect_leaks=1:abort_on_error=1:strict_string_checks=1"
 export UBSAN_OPTIONS="print_stacktrace=1:halt_on_error=1"
 ctest --test-dir "$build" --output-on-failure -j "$jobs" --timeout 300
 
+# The package: installed into a fresh prefix, a host program built against it both ways.
+scripts/check-install.sh
+
 fuzz_seconds="${QUILLON_FUZZ_SECONDS:-20}"
 if [ "$fuzz_seconds" != "0" ]; then
   scripts/fuzz.sh "$fuzz_seconds"

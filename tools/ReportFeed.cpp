@@ -51,7 +51,7 @@ void PrintEntry(Quillon& component) {
   if (properties > 0) std::printf("  Properties:\n");
   for (int i = 0; i < properties; ++i) {
     const std::string type = Get(component, "EntryPropertiesType", i);
-    const bool isNull = Get(component, "EntryPropertiesIsNull", i) == "1";
+    const bool isNull = Get(component, "EntryPropertiesIsNull", i) == "-1";
     std::printf("    %s%s%s = %s\n", Get(component, "EntryPropertiesName", i).c_str(),
                 type.empty() ? "" : " [", type.empty() ? "" : (type + "]").c_str(),
                 isNull ? "null" : Get(component, "EntryPropertiesValue", i).c_str());
@@ -125,7 +125,7 @@ void WriteEntryJson(Quillon& component, JsonWriter& json) {
     json.Field("EntryPropertiesName", Get(component, "EntryPropertiesName", i));
     json.Field("EntryPropertiesType", Get(component, "EntryPropertiesType", i));
     json.Field("EntryPropertiesValue", Get(component, "EntryPropertiesValue", i));
-    json.Field("EntryPropertiesIsNull", Get(component, "EntryPropertiesIsNull", i) == "1");
+    json.Field("EntryPropertiesIsNull", Get(component, "EntryPropertiesIsNull", i) == "-1");
     json.Field("EntryPropertiesAttributes", Get(component, "EntryPropertiesAttributes", i));
     json.Field("EntryPropertiesXPath", Get(component, "EntryPropertiesXPath", i));
     json.EndObject();

@@ -20,7 +20,7 @@ int GetNumber(Quillon& component, const std::string& name) {
   return std::atoi(Get(component, name).c_str());
 }
 bool GetFlag(Quillon& component, const std::string& name) {
-  return Get(component, name) == "1";
+  return Get(component, name) == "-1";
 }
 void Select(Quillon& component, const char* cursor, int index) {
   component.SetProperty(cursor, std::to_string(index));

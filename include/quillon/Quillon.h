@@ -5,9 +5,16 @@
 // the results through events and properties. Every member returns 0 on success or the engine's
 // result code, with its description in ErrorDescription(); nothing throws. Text crosses this
 // surface as UTF-8 and reaches the engine in the code page set by Config("CodePage=...").
+//
+// Each property of QuillonProperties.inc has typed members: `std::string ServiceRootURI() const`
+// and `int SetServiceRootURI(std::string_view)`, `int EntryCount() const`, `std::string
+// EntryPropertiesValue(int index) const`, `AuthSchemes AuthScheme() const`. A getter that fails
+// returns an empty text, 0 or false, and LastResult() tells its code; read-only properties have
+// no setter. The same properties are reached by name through GetProperty and SetProperty.
 #pragma once
 
 #include "quillon/QuillonEvents.h"
+#include "quillon/QuillonTypes.h"
 
 #include <cstdint>
 #include <memory>
@@ -17,18 +24,7 @@
 
 namespace quillon {
 
-// What a property holds, as the property list tells it.
-enum class PropertyType { Text, Integer, Boolean, Enumeration, Bytes };
-
-struct PropertyInfo {
-  int id;           // the member's id; also its place in the public table
-  std::string name; // the public name, such as "ServiceRootURI"
-  PropertyType type;
-  bool readOnly;
-  std::string indexName; // the name of the index for an indexed property, else empty
-};
-
-class Quillon {
+class QUILLON_API Quillon {
 public:
   Quillon();
   ~Quillon();
@@ -38,17 +34,30 @@ public:
   // Events go to `handler` (not owned); null stops them.
   void SetEventHandler(QuillonEvents* handler);
 
-  // Properties by public name, case-insensitive. Numbers and flags travel as decimal text
-  // ("1"/"0" for flags on the way out; "True", "yes" or "1" are true on the way in). Byte
-  // properties carry their bytes unchanged.
+  // Typed members of every property, made from the one table.
+#define QUILLON_PROPERTY(id, Name, Type, Index, Access, DesignTime, ...)                           \
+  QUILLON_DECLARE_MEMBERS(Name, Type, Index, Access)
+#include "quillon/QuillonProperties.inc"
+#undef QUILLON_PROPERTY
+
+  // Properties by public name, case-insensitive. Numbers travel as decimal text; a flag reads
+  // "-1" for true and "0" for false, and is true on the way in for any number but 0 and for
+  // "True" or "yes". Byte properties and counted texts carry their bytes unchanged.
   int GetProperty(std::string_view name, std::string& value);
   int GetProperty(std::string_view name, int index, std::string& value);
   int SetProperty(std::string_view name, std::string_view value);
   int SetProperty(std::string_view name, int index, std::string_view value);
-  // The properties this build offers, in the order of their ids.
+  // The properties, in the order of their ids.
   static std::vector<PropertyInfo> Properties();
 
+  // Design mode: while it is on, reading a property that is not allowed at design time fails
+  // with 394, "Property is runtime only (no supported in design time).". Off by default.
+  void SetDesignMode(bool on);
+  bool DesignMode() const;
+
   // Methods
+  // Hands back the text of the about box: the component's name and version.
+  int AboutBox(std::string* text = nullptr);
   int Config(std::string_view configurationString, std::string* result = nullptr);
   int QueryService();
   int GetSchema();
@@ -93,11 +102,15 @@ public:
   std::string RootKind() const;
 
   // Failures
-  // The text of the latest failure.
+  // The result of the latest member: 0, or the code of its failure.
+  int LastResult() const;
+  // The latest failure, kept until the next one.
+  const Failure& LastFailure() const;
+  // The description of the latest failure.
   std::string ErrorDescription() const;
-  // The failure value that a COM host would see for `code`: 0x800A0007 for 200, 0x800A0000 | n
-  // for the surface's own 380, 381, 383 and 438, else 0x800A0000 | (code + 20001), or + 15001 for
-  // socket codes from 10001 up; 0 for 0.
+  // The failure value for `code`: 0x800A0007 for 200, 0x800A0000 | n for the surface's own 380,
+  // 381, 383, 394 and 438, else 0x800A0000 | (code + 20001), or + 15001 for socket codes from
+  // 10001 up; 0 for 0.
   static uint32_t FailureValue(int code);
 
 private:

@@ -1,14 +1,17 @@
 // The events of a Quillon object. A host derives from QuillonEvents, overrides what it wants and
 // passes the object to Quillon::SetEventHandler. Every event arrives on the host's own thread,
-// inside the Quillon call that caused it. Texts are UTF-8.
+// inside the Quillon call that caused it. Texts are UTF-8. The operations stand in the order of
+// their ids (EventId): Connected is 1, Transfer 14.
 #pragma once
+
+#include "quillon/QuillonTypes.h"
 
 #include <cstdint>
 #include <string>
 
 namespace quillon {
 
-class QuillonEvents {
+class QUILLON_API QuillonEvents {
 public:
   virtual ~QuillonEvents() = default;
 

@@ -23,12 +23,4 @@ enum FrameError : int {
   errCodePage = 434,      // a text could not be converted to or from the code page
 };
 
-// Failures of the control surface itself, numbered as a COM host sees them (0x800A0000 | n).
-enum SurfaceError : int {
-  errValueOutOfRange = 380, // "Value is out of range." for an enumeration outside its values
-  errArrayIndex = 381,      // "Invalid array index." for an index outside an indexed property
-  errReadOnly = 383,        // "Property is read-only."
-  errUnknownMember = 438,   // a property name that the component does not have
-};
-
 } // namespace quillon

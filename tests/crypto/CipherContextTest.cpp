@@ -104,13 +104,12 @@ std::string RunVector(const CipherVector& v, bool encrypt, const std::string& in
 
 TEST(CipherContextTest, PublishedVectorsBothWays) {
   for (const CipherVector& v : kVectors) {
+    SCOPED_TRACE(v.row);
     int code = -1;
-    EXPECT_EQ(RunVector(v, false, FromHex(v.cipher), &code), ToHex(FromHex(v.plain)))
-        << "row: " << v.row << ", decrypting";
-    EXPECT_EQ(code, errNone) << "row: " << v.row;
-    EXPECT_EQ(RunVector(v, true, FromHex(v.plain), &code), v.cipher)
-        << "row: " << v.row << ", encrypting";
-    EXPECT_EQ(code, errNone) << "row: " << v.row;
+    EXPECT_EQ(RunVector(v, false, FromHex(v.cipher), &code), ToHex(FromHex(v.plain)));
+    EXPECT_EQ(code, errNone);
+    EXPECT_EQ(RunVector(v, true, FromHex(v.plain), &code), v.cipher);
+    EXPECT_EQ(code, errNone);
   }
 }
 
@@ -145,14 +144,13 @@ TEST(CipherContextTest, PaddingsRoundTripAtEveryLength) {
       ASSERT_EQ(cipher.SetKey(key.data(), 32, iv.data(), 16), errNone);
       cipher.encrypt = 1;
       BufStr sealed;
-      ASSERT_EQ(cipher.Transform(plain.data(), 0, length, sealed), errNone)
-          << "padding " << padding << ", length " << length;
-      ASSERT_EQ(sealed.Length() % 16, 0) << "padding " << padding << ", length " << length;
+      SCOPED_TRACE("padding " + std::to_string(padding) + ", length " + std::to_string(length));
+      ASSERT_EQ(cipher.Transform(plain.data(), 0, length, sealed), errNone);
+      ASSERT_EQ(sealed.Length() % 16, 0);
       ASSERT_EQ(cipher.SetKey(key.data(), 32, iv.data(), 16), errNone);
       BufStr opened;
-      ASSERT_EQ(cipher.Transform(sealed.Data(), 0, sealed.Length(), opened), errNone)
-          << "padding " << padding << ", length " << length;
-      EXPECT_EQ(opened.View(), plain) << "padding " << padding << ", length " << length;
+      ASSERT_EQ(cipher.Transform(sealed.Data(), 0, sealed.Length(), opened), errNone);
+      EXPECT_EQ(opened.View(), plain);
     }
   }
 }
@@ -192,21 +190,18 @@ TEST(CipherContextTest, FailureCodes) {
       {"padding 6", cipherAes, modeCbc, 128, 6, 16, 16, 16, errNone, errUnknownMode},
   };
   for (const Row& r : rows) {
+    SCOPED_TRACE(r.row);
     CipherContext cipher;
     cipher.algorithm = r.algorithm;
     cipher.mode = r.mode;
     cipher.feedbackBits = r.feedbackBits;
     cipher.padding = r.padding;
     EXPECT_EQ(cipher.SetKey(key.data(), r.keyLength, r.ivLength ? iv.data() : nullptr, r.ivLength),
-              r.setKeyCode)
-        << "row: " << r.row;
+              r.setKeyCode);
     if (r.setKeyCode != errNone) continue;
     BufStr out;
-    EXPECT_EQ(cipher.Transform(key.data(), 0, r.dataLength, out), r.transformCode)
-        << "row: " << r.row;
-    if (r.transformCode != errNone) {
-      EXPECT_EQ(out.Length(), 0) << "row: " << r.row << ": a failure appends nothing";
-    }
+    EXPECT_EQ(cipher.Transform(key.data(), 0, r.dataLength, out), r.transformCode);
+    EXPECT_EQ(out.Length() == 0, r.transformCode != errNone) << "a failure appends nothing";
   }
 }
 

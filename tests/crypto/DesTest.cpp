@@ -40,8 +40,7 @@ TEST(DesTest, PublishedVectors) {
       {"parity bits are ignored, set", "0101010101010101", "4b47532140232425", "aad3b435b51404ee"},
   };
   for (const Row& r : rows)
-    EXPECT_EQ(EncryptEcb(FromHex(r.key), FromHex(r.plain)), ToHex(FromHex(r.cipher)))
-        << "row: " << r.row;
+    EXPECT_EQ(EncryptEcb(FromHex(r.key), FromHex(r.plain)), ToHex(FromHex(r.cipher))) << r.row;
 }
 
 TEST(DesTest, Fips81CbcExampleBuiltFromBlocks) {

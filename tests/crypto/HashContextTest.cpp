@@ -1,5 +1,6 @@
-// Digests against their published vectors: RFC 1319, 1320 and 1321 for MD2, MD4 and MD5, the
-// FIPS 180 examples for the SHA family, the published RIPEMD-160 examples.
+// Digests against their published vectors: the full RFC 1319 and 1320 suites for our own MD2 and
+// MD4; for the library's digests (RFC 1321 MD5, FIPS 180 SHA, RIPEMD-160) a short and a long
+// example each, which is all that the number-to-digest wiring needs.
 #include "crypto/HashContext.h"
 
 #include "HexText.h"
@@ -46,12 +47,7 @@ const DigestVector kVectors[] = {
     {"MD4 alphabet", digestMd4, kAlphabet, "d79e1c308aa5bbcdeea8ed63df412da9"},
     {"MD4 alphanumeric", digestMd4, kAlphanumeric, "043f8582f241db351ce627e153e7f0e4"},
     {"MD4 digits", digestMd4, kDigits80, "e33b4ddc9c38f2199c3e7b164fcc0536"},
-    {"MD5 empty", digestMd5, "", "d41d8cd98f00b204e9800998ecf8427e"},
-    {"MD5 a", digestMd5, "a", "0cc175b9c0f1b6a831c399e269772661"},
     {"MD5 abc", digestMd5, "abc", "900150983cd24fb0d6963f7d28e17f72"},
-    {"MD5 message digest", digestMd5, "message digest", "f96b697d7cb7938d525a2f31aaf161d0"},
-    {"MD5 alphabet", digestMd5, kAlphabet, "c3fcd3d76192e4007dfb496cca67e13b"},
-    {"MD5 alphanumeric", digestMd5, kAlphanumeric, "d174ab98d277d9f5a5611c2c9f419d9f"},
     {"MD5 digits", digestMd5, kDigits80, "57edf4a22be3c955ac49da2e2107b67a"},
     {"SHA-1 abc", digestSha1, "abc", "a9993e364706816aba3e25717850c26c9cd0d89d"},
     {"SHA-1 448 bits", digestSha1, k448, "84983e441c3bd26ebaae4aa1f95129e5e54670f1"},
@@ -75,7 +71,6 @@ const DigestVector kVectors[] = {
     {"SHA-512 896 bits", digestSha512, k896,
      "8e959b75dae313da8cf4f72814fc143f8f7779c6eb9f7fa17299aeadb6889018501d289e4900f7e4331b99de"
      "c4b5433ac7d329eeb6dd26545e96e55b874be909"},
-    {"RIPEMD-160 empty", digestRipemd160, "", "9c1185a5c5e9fc54612808977ee8f548b2258d31"},
     {"RIPEMD-160 abc", digestRipemd160, "abc", "8eb208f7e05d987a9b044a8e98c6b087f15a0bfc"},
     {"RIPEMD-160 448 bits", digestRipemd160, k448, "12a053384a9c0c88e405a06c27dcf49ada62eb2b"},
 };
@@ -90,9 +85,9 @@ std::string Digest(int number, std::string_view input) {
 
 TEST(HashContextTest, PublishedVectors) {
   for (const DigestVector& v : kVectors) {
-    EXPECT_EQ(Digest(v.number, v.input), v.expected) << "row: " << v.row;
-    EXPECT_EQ(HashContext::DigestLength(v.number) * 2, static_cast<int>(strlen(v.expected)))
-        << "row: " << v.row;
+    SCOPED_TRACE(v.row);
+    EXPECT_EQ(Digest(v.number, v.input), v.expected);
+    EXPECT_EQ(HashContext::DigestLength(v.number) * 2, static_cast<int>(strlen(v.expected)));
   }
 }
 
@@ -168,9 +163,8 @@ TEST(HashContextTest, OneShotForms) {
   for (const Row& r : rows) {
     BufStr out;
     out.Assign("old text");
-    ASSERT_EQ(r.digest(out, r.input.data(), static_cast<int>(r.input.size())), errNone)
-        << "row: " << r.row;
-    EXPECT_EQ(ToHex(out.View()), r.expected) << "row: " << r.row;
+    ASSERT_EQ(r.digest(out, r.input.data(), static_cast<int>(r.input.size())), errNone) << r.row;
+    EXPECT_EQ(ToHex(out.View()), r.expected) << r.row;
   }
 }
 

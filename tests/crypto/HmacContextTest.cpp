@@ -77,12 +77,11 @@ std::string Mac(HmacContext& mac, std::string_view data) {
 
 TEST(HmacContextTest, PublishedVectorsAndRestartWithTheSameKey) {
   for (const MacVector& v : kVectors) {
+    SCOPED_TRACE(v.row);
     HmacContext mac;
-    ASSERT_EQ(mac.SetKey(v.number, v.key.data(), static_cast<int>(v.key.size())), errNone)
-        << "row: " << v.row;
-    EXPECT_EQ(Mac(mac, v.data), v.expected) << "row: " << v.row;
-    // After Final the same key signs the next message.
-    EXPECT_EQ(Mac(mac, v.data), v.expected) << "row: " << v.row << ", second message";
+    ASSERT_EQ(mac.SetKey(v.number, v.key.data(), static_cast<int>(v.key.size())), errNone);
+    EXPECT_EQ(Mac(mac, v.data), v.expected);
+    EXPECT_EQ(Mac(mac, v.data), v.expected) << "after Final the same key signs the next message";
   }
 }
 
@@ -170,19 +169,18 @@ TEST(Pbkdf2Test, PublishedAndDerivedVectors) {
   };
   for (const Row& r : rows) {
     BufStr out;
-    ASSERT_EQ(Pbkdf2(r.number, r.password, r.salt, r.iterations, r.wanted, out), errNone)
-        << "row: " << r.row;
-    EXPECT_EQ(ToHex(out.View()), r.expected) << "row: " << r.row;
+    ASSERT_EQ(Pbkdf2(r.number, r.password, r.salt, r.iterations, r.wanted, out), errNone) << r.row;
+    EXPECT_EQ(ToHex(out.View()), r.expected) << r.row;
   }
 }
 
 TEST(Pbkdf2Test, LengthLimitIsTwentyNineDigests) {
   BufStr out;
-  EXPECT_EQ(Pbkdf2(digestSha1, "p", "s", 1, 29 * 20, out), errNone);
-  EXPECT_EQ(out.Length(), 29 * 20);
-  EXPECT_EQ(Pbkdf2(digestSha1, "p", "s", 1, 29 * 20 + 1, out), errOutOfMemory);
-  EXPECT_EQ(Pbkdf2(digestSha512, "p", "s", 1, 29 * 64, out), errNone);
-  EXPECT_EQ(Pbkdf2(digestSha512, "p", "s", 1, 29 * 64 + 1, out), errOutOfMemory);
+  for (const auto& [number, digest] : {std::pair{digestSha1, 20}, std::pair{digestSha512, 64}}) {
+    EXPECT_EQ(Pbkdf2(number, "p", "s", 1, 29 * digest, out), errNone) << number;
+    EXPECT_EQ(out.Length(), 29 * digest);
+    EXPECT_EQ(Pbkdf2(number, "p", "s", 1, 29 * digest + 1, out), errOutOfMemory) << number;
+  }
   EXPECT_EQ(Pbkdf2(9, "p", "s", 1, 16, out), errUnknownAlgorithm);
 }
 

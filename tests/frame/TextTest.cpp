@@ -1,7 +1,9 @@
 #include "frame/Text.h"
+#include "frame/CharClass.h"
 
 #include <gtest/gtest.h>
 
+#include <cctype>
 #include <string>
 
 namespace quillon {
@@ -34,6 +36,22 @@ TEST(Text, NumberParsingStopsAtTheFirstOtherCharacter) {
   EXPECT_STREQ(out, "0");
 }
 
+// Every byte against the C library's classes in the "C" locale, where bytes from 0x80 up have none.
+TEST(Text, CharClassOfEveryByte) {
+  for (int b = 0; b < 256; ++b) {
+    const char c = static_cast<char>(b);
+    SCOPED_TRACE(b);
+    EXPECT_EQ(IsDigitChar(c), std::isdigit(b) != 0);
+    EXPECT_EQ(IsHexChar(c), std::isxdigit(b) != 0);
+    EXPECT_EQ(IsAlphaChar(c), std::isalpha(b) != 0);
+    EXPECT_EQ(IsLowerChar(c), std::islower(b) != 0);
+    EXPECT_EQ(IsBlankChar(c), std::isspace(b) != 0);
+    EXPECT_EQ(LowerChar(c), static_cast<char>(std::tolower(b)));
+    EXPECT_EQ(UpperChar(c), static_cast<char>(std::toupper(b)));
+    EXPECT_EQ(HexValue(c), std::isxdigit(b) ? std::stoi(std::string(1, c), nullptr, 16) : -1);
+  }
+}
+
 TEST(Text, TruthAndCaseInsensitiveEquality) {
   for (const char* yes : {"TRUE", "true", "Yes", "1"})
     EXPECT_TRUE(IsTrueText(yes)) << yes;
@@ -60,6 +78,11 @@ TEST(Text, PercentEncodingByTable) {
       {"a=1&b=$2", "a%3D1%26b%3D%242", "a=1&b=$2"},
       {"*-.@_~+", "*-.@_%7E%2B", "*-.@_%7E%2B"},
       {"\xC3\xA9\x01\x7F", "%C3%A9%01%7F", "%C3%A9%01%7F"},
+      // Every ASCII symbol, so that a byte added to or taken from a table shows.
+      {" !\"#$%&'()*+,-./:;<=>?@[\\]^_`{|}~",
+       "%20%21%22%23%24%25%26%27%28%29*%2B%2C-.%2F%3A%3B%3C%3D%3E%3F@%5B%5C%5D%5E_%60%7B%7C%7D%7E",
+       "%20%21%22%23$%25&%27%28%29*%2B%2C-./%3A%3B%3C=%3E%3F@%5B%5C%5D%5E_%60%7B%7C%7D%7E"},
+      {"09AZaz", "09AZaz", "09AZaz"},
   };
   for (const Row& row : rows) {
     BufStr value, query;
@@ -72,7 +95,7 @@ TEST(Text, PercentEncodingByTable) {
 
 TEST(Text, Base64RoundTripsAndForgivesNoise) {
   struct Row {
-    const char* plain;
+    std::string plain;
     const char* standard;
     const char* urlSafe;
   };
@@ -86,17 +109,26 @@ TEST(Text, Base64RoundTripsAndForgivesNoise) {
       {"fooba", "Zm9vYmE=", "Zm9vYmE"},
       {"foobar", "Zm9vYmFy", "Zm9vYmFy"},
       {"\xFB\xFF\xBF", "+/+/", "-_-_"},
+      // Every digit of both alphabets in order.
+      {std::string(
+           "\x00\x10\x83\x10\x51\x87\x20\x92\x8B\x30\xD3\x8F\x41\x14\x93\x51\x55\x97\x61\x96"
+           "\x9B\x71\xD7\x9F\x82\x18\xA3\x92\x59\xA7\xA2\x9A\xAB\xB2\xDB\xAF\xC3\x1C"
+           "\xB3\xD3\x5D\xB7\xE3\x9E\xBB\xF3\xDF\xBF",
+           48),
+       "ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789+/",
+       "ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789-_"},
   };
   for (const Row& row : rows) {
     BufStr standard, urlSafe;
-    const int n = static_cast<int>(strlen(row.plain));
-    ASSERT_EQ(Base64Encode(standard, row.plain, n, false, 0, false), 0);
-    ASSERT_EQ(Base64Encode(urlSafe, row.plain, n, false, 0, true), 0);
-    EXPECT_EQ(standard.View(), row.standard) << row.plain;
-    EXPECT_EQ(urlSafe.View(), row.urlSafe) << row.plain;
-    EXPECT_EQ(Base64Decode(standard, false), n) << row.plain;
+    const int n = static_cast<int>(row.plain.size());
+    ASSERT_EQ(Base64Encode(standard, row.plain.data(), n, false, 0, false), 0);
+    ASSERT_EQ(Base64Encode(urlSafe, row.plain.data(), n, false, 0, true), 0);
+    SCOPED_TRACE(row.standard);
+    EXPECT_EQ(standard.View(), row.standard);
+    EXPECT_EQ(urlSafe.View(), row.urlSafe);
+    EXPECT_EQ(Base64Decode(standard, false), n);
     EXPECT_EQ(standard.View(), row.plain);
-    EXPECT_EQ(Base64Decode(urlSafe, true), n) << row.plain;
+    EXPECT_EQ(Base64Decode(urlSafe, true), n);
     EXPECT_EQ(urlSafe.View(), row.plain);
   }
 

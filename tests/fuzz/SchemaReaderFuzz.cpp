@@ -2,8 +2,8 @@
 // ReadSchema, then walked as a host walks a schema: every entity set selected by index and by
 // name, every property and navigation property made current, every Schema property read, and
 // every complex type selected. Nothing may crash, hang or read outside a record.
-#include "frame/ControlSurface.h"
 #include "odata/QuillonCore.h"
+#include "surface/ControlSurface.h"
 
 #include <cstdint>
 #include <string_view>
@@ -15,15 +15,12 @@ using quillon::PropertyValue;
 using quillon::QuillonCore;
 
 void ReadEverySchemaProperty(QuillonCore& core) {
-  quillon::ForEachProperty(
-      [](const PropertyRow& row, void* context) {
-        if (row.id < 83 || row.id > 124) return;
-        auto& core = *static_cast<QuillonCore*>(context);
-        PropertyValue value;
-        for (int index = -1; index <= (row.indexName ? 2 : -1); ++index)
-          row.get(core, index, value);
-      },
-      &core);
+  for (const PropertyRow& row : quillon::PropertyRows()) {
+    if (row.id < 83 || row.id > 124) continue;
+    PropertyValue value;
+    for (int index = -1; index <= (row.indexName ? 2 : -1); ++index)
+      row.get(core, index, value);
+  }
 }
 
 } // namespace

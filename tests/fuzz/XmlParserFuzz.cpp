@@ -15,6 +15,7 @@
 namespace {
 
 using quillon::XmlParser;
+using quillon::test::Outcome;
 using quillon::test::RecordingSink;
 
 void Prepare(XmlParser& parser, uint8_t options, uint8_t more) {
@@ -35,26 +36,6 @@ void Prepare(XmlParser& parser, uint8_t options, uint8_t more) {
   if (more & 8)
     parser.impl.flags &=
         ~(quillon::xfIgnoreBadAttributePrefixes | quillon::xfIgnoreBadElementPrefixes);
-}
-
-// Where a parse stopped and what it left, read before any path walk changes the failure text.
-struct Outcome {
-  int rc;
-  int state;
-  uint32_t inputCount;
-  uint32_t markupStart;
-  std::string error;
-  std::string kept;
-  bool operator==(const Outcome&) const = default;
-};
-
-Outcome Capture(const XmlParser& parser, int rc) {
-  return {rc,
-          parser.impl.state,
-          parser.impl.inputCount,
-          parser.impl.markupStart,
-          std::string(parser.impl.errorText.View()),
-          std::string(parser.OriginalText())};
 }
 
 // Feeds the document whole, or in two pieces split at `at`.
@@ -108,7 +89,7 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
   XmlParser parser;
   Prepare(parser, options, more);
   const int rc = parser.Parse(document);
-  const Outcome outcome = Capture(parser, rc);
+  const std::string outcome = Outcome(parser, rc);
   const std::string tree = quillon::test::DumpTree(parser, true);
 
   // The same document byte by byte under a listener, and in two pieces.
@@ -121,7 +102,7 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
   XmlParser split;
   Prepare(split, options, more);
   const int splitRc = Feed(split, document, at, true);
-  const Outcome splitOutcome = Capture(split, splitRc);
+  const std::string splitOutcome = Outcome(split, splitRc);
   if (splitRc != rc || quillon::test::DumpTree(split, true) != tree) std::abort();
 
   // Without the markup path, whole and in pieces: the same outcome down to the failure text, the
@@ -131,7 +112,7 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
     Prepare(general, options, more);
     general.impl.markupPath = 0;
     const int generalRc = Feed(general, document, at, pieces);
-    if (Capture(general, generalRc) != (pieces ? splitOutcome : outcome) ||
+    if (Outcome(general, generalRc) != (pieces ? splitOutcome : outcome) ||
         quillon::test::DumpTree(general, true) != tree)
       std::abort();
   }

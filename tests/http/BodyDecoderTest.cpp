@@ -25,10 +25,22 @@ std::string SampleText(size_t length) {
   return text;
 }
 
-std::string RawDeflate(std::string_view data) {
+// zlib's compressor: raw deflate (window bits -15), zlib-wrapped (15) or gzip (31), the gzip
+// header then carrying the optional fields chosen by `flags`.
+std::string Compress(std::string_view data, int windowBits, uint8_t flags = 0) {
   z_stream z{};
-  EXPECT_EQ(deflateInit2(&z, 6, Z_DEFLATED, -MAX_WBITS, 8, Z_DEFAULT_STRATEGY), Z_OK);
-  std::string out(deflateBound(&z, static_cast<uLong>(data.size())), '\0');
+  EXPECT_EQ(deflateInit2(&z, 6, Z_DEFLATED, windowBits, 8, Z_DEFAULT_STRATEGY), Z_OK);
+  std::string extra(262, 'x'); // past 255 bytes: the length's high byte counts
+  char name[] = "feed.xml", comment[] = "made for the decoder test";
+  gz_header header{};
+  header.os = 3;
+  header.extra = reinterpret_cast<Bytef*>(flags & 0x04 ? extra.data() : nullptr);
+  header.extra_len = static_cast<uInt>(extra.size());
+  header.name = reinterpret_cast<Bytef*>(flags & 0x08 ? name : nullptr);
+  header.comment = reinterpret_cast<Bytef*>(flags & 0x10 ? comment : nullptr);
+  header.hcrc = flags & 0x02;
+  EXPECT_EQ(windowBits > 15 ? deflateSetHeader(&z, &header) : Z_OK, Z_OK);
+  std::string out(deflateBound(&z, static_cast<uLong>(data.size())) + 512, '\0');
   z.next_in = reinterpret_cast<Bytef*>(const_cast<char*>(data.data()));
   z.avail_in = static_cast<uInt>(data.size());
   z.next_out = reinterpret_cast<Bytef*>(out.data());
@@ -38,42 +50,14 @@ std::string RawDeflate(std::string_view data) {
   deflateEnd(&z);
   return out;
 }
-
+std::string RawDeflate(std::string_view data) {
+  return Compress(data, -MAX_WBITS);
+}
 std::string ZlibWrapped(std::string_view data) {
-  uLongf length = compressBound(static_cast<uLong>(data.size()));
-  std::string out(length, '\0');
-  EXPECT_EQ(compress2(reinterpret_cast<Bytef*>(out.data()), &length,
-                      reinterpret_cast<const Bytef*>(data.data()), static_cast<uLong>(data.size()),
-                      6),
-            Z_OK);
-  out.resize(length);
-  return out;
+  return Compress(data, MAX_WBITS);
 }
-
-void AppendLittle32(std::string& out, uint32_t value) {
-  for (int i = 0; i < 4; ++i)
-    out += static_cast<char>(value >> (8 * i));
-}
-
-// A gzip member with the optional header fields chosen by `flags` (RFC 1952).
 std::string Gzip(std::string_view data, uint8_t flags = 0) {
-  std::string out("\x1f\x8b\x08", 3);
-  out += static_cast<char>(flags);
-  AppendLittle32(out, 0x5F5E1000); // mtime
-  out += "\x00\x03";               // extra flags, OS Unix
-  out.resize(10);
-  if (flags & 0x04) {
-    out += std::string("\x06\x00", 2);
-    out += std::string("AB\x02\x00xy", 6);
-  }
-  if (flags & 0x08) out += std::string("feed.xml\0", 9);
-  if (flags & 0x10) out += std::string("made for the decoder test\0", 26);
-  if (flags & 0x02) out += "\x12\x34"; // header CRC, not checked
-  out += RawDeflate(data);
-  AppendLittle32(out, static_cast<uint32_t>(crc32(0, reinterpret_cast<const Bytef*>(data.data()),
-                                                  static_cast<uInt>(data.size()))));
-  AppendLittle32(out, static_cast<uint32_t>(data.size()));
-  return out;
+  return Compress(data, MAX_WBITS + 16, flags);
 }
 
 // Feeds `pieces` through a started decoder and returns the joined output, or the first failure

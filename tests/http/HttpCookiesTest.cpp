@@ -7,6 +7,7 @@
 #include "odata/QuillonCore.h"
 #include "quillon/Quillon.h"
 #include "support/QuietSink.h"
+#include "surface/SurfaceErrors.h"
 
 #include <gtest/gtest.h>
 
@@ -44,6 +45,8 @@ TEST(HttpCookiesTest, SetCookieHeaders) {
       {"id=a3fWa; Expires=Wed, 21 Oct 2015 07:28:00 GMT; Path=/docs; Domain=example.com",
        "id|a3fWa|Wed, 21 Oct 2015 07:28:00 GMT|example.com|/docs|0"},
       {"x=1; secure", "x|1||||1"},
+      {"x=1; SeCuRe", "x|1||||1"},
+      {"x=1; secure=", "x|1||||1"},
       // A ";" does not end an attribute's name: the flag and the path read as one unknown name.
       {"x=1; secure; path=/", "x|1||||0"},
       {"x=1; path=/; secure", "x|1|||/|1"},
@@ -57,15 +60,15 @@ TEST(HttpCookiesTest, SetCookieHeaders) {
       {"t=v; HttpOnly; SameSite=Lax; Max-Age=10", "t|v||||0"},
   };
   for (const Row& r : rows) {
+    SCOPED_TRACE(r.header);
     QuillonCore core;
     CookieEvents sink;
     core.SetEventSink(&sink);
-    ASSERT_EQ(core.ParseSetCookie(r.header), errNone) << "row: " << r.header;
-    ASSERT_EQ(core.CookieCount(), 1) << "row: " << r.header;
-    EXPECT_EQ(CookieText(core, 0), r.cookie) << "row: " << r.header;
-    ASSERT_EQ(sink.events.size(), 1u) << "row: " << r.header;
-    EXPECT_EQ(sink.events[0], r.cookie) << "row: " << r.header;
-    EXPECT_EQ(core.Cookies.At(ckKeep), "0") << "row: " << r.header;
+    ASSERT_EQ(core.ParseSetCookie(r.header), errNone);
+    ASSERT_EQ(core.CookieCount(), 1);
+    EXPECT_EQ(CookieText(core, 0), r.cookie);
+    EXPECT_EQ(sink.events, std::vector<std::string>{r.cookie});
+    EXPECT_EQ(core.Cookies.At(ckKeep), "0");
   }
 }
 

@@ -2,10 +2,11 @@
 // the indexed ParsedHeader properties.
 #include "http/HttpClient.h"
 
-#include "frame/ControlSurface.h"
 #include "frame/Errors.h"
 #include "odata/QuillonCore.h"
 #include "quillon/Quillon.h"
+#include "surface/ControlSurface.h"
+#include "surface/SurfaceErrors.h"
 
 #include <gtest/gtest.h>
 

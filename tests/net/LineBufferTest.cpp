@@ -9,6 +9,7 @@
 
 #include <cstring>
 #include <string>
+#include <string_view>
 #include <vector>
 
 namespace quillon {
@@ -49,25 +50,41 @@ void SplitLines(LineBuffer& buffer, uint32_t capacity = 64) {
   buffer.splitLines = 1;
 }
 
-TEST(LineBufferTest, AnyLineEndEndsOneRecordAndTwoSameEndsMakeTwo) {
+// Rows name the terminator ("" for none, "lines" for any line end) and the buffer's capacity.
+TEST(LineBufferTest, RecordsCutByTerminatorOrLineEnds) {
   struct Row {
+    const char* terminator;
+    uint32_t capacity;
     std::vector<std::string> chunks;
     std::vector<std::string> expected;
   };
   const Row rows[] = {
-      {{"a\r\nb\nc\rd"}, {"a|1", "b|1", "c|1", "d|0"}},
-      {{"a\r", "\nb\r\n"}, {"a|1", "b|1"}}, // CRLF split between two reads
-      {{"a\n", "\rb\n"}, {"a|1", "b|1"}},   // LFCR split between two reads
-      {{"a\n\rb\n"}, {"a|1", "b|1"}},       // LF CR is one line end
-      {{"a\r\rb\n"}, {"a|1", "|1", "b|1"}}, // CR CR are two
-      {{"a\n\nb"}, {"a|1", "|1", "b|0"}},   // LF LF are two
-      {{"a\r", "\n", "\r\nb\r\n"}, {"a|1", "|1", "b|1"}},
-      {{"no end"}, {"no end|0"}},
+      {"lines", 64, {"a\r\nb\nc\rd"}, {"a|1", "b|1", "c|1", "d|0"}},
+      {"lines", 64, {"a\r", "\nb\r\n"}, {"a|1", "b|1"}}, // CRLF split between two reads
+      {"lines", 64, {"a\n", "\rb\n"}, {"a|1", "b|1"}},   // LFCR split between two reads
+      {"lines", 64, {"a\n\rb\n"}, {"a|1", "b|1"}},       // LF CR is one line end
+      {"lines", 64, {"a\r\rb\n"}, {"a|1", "|1", "b|1"}}, // CR CR are two
+      {"lines", 64, {"a\n\nb"}, {"a|1", "|1", "b|0"}},   // LF LF are two
+      {"lines", 64, {"a\r", "\n", "\r\nb\r\n"}, {"a|1", "|1", "b|1"}},
+      {"lines", 64, {"no end"}, {"no end|0"}},
+      {"lines", 4, {"abcd\nef\n"}, {"abcd|0", "|1", "ef|1"}}, // exactly fills: a piece
+      {"\r\n", 64, {"a\nb\r\nc\rd\r", "\ne"}, {"a\nb|1", "c\rd|1", "e|0"}},
+      // A record that is only the terminator, e.g. the empty line ending a header block.
+      {"\r\n", 64, {"a\r\n", "\r\n"}, {"a|1", "|1"}},
+      {"\r\n", 64, {"\r\n"}, {"|1"}},
+      // A terminator whose first byte repeats inside it, met after false starts.
+      {"--!", 64, {"x-", "-y---", "!z--!"}, {"x--y-|1", "z|1"}},
+      {"", 64, {"a\r\nb", "c"}, {"a\r\nb|1", "c|1"}}, // without one every read is a record
   };
   for (const Row& row : rows) {
     LineBuffer buffer;
-    SplitLines(buffer);
-    EXPECT_EQ(Cut(buffer, row.chunks), row.expected) << "first chunk: " << row.chunks[0];
+    if (std::string_view(row.terminator) == "lines") {
+      SplitLines(buffer, row.capacity);
+    } else {
+      buffer.Resize(row.capacity);
+      buffer.SetTerminator(row.terminator, static_cast<uint32_t>(std::strlen(row.terminator)));
+    }
+    EXPECT_EQ(Cut(buffer, row.chunks), row.expected) << "row " << (&row - rows);
   }
 }
 
@@ -82,31 +99,6 @@ TEST(LineBufferTest, SplitAtEveryPointGivesTheSameRecords) {
     EXPECT_EQ(Cut(buffer, {input.substr(0, split), input.substr(split)}), expected)
         << "split at " << split;
   }
-}
-
-TEST(LineBufferTest, TerminatorWithoutLineSplittingMatchesOnlyItself) {
-  LineBuffer buffer;
-  buffer.Resize(64);
-  buffer.SetTerminator("\r\n", 2);
-  EXPECT_EQ(Cut(buffer, {"a\nb\r\nc\rd\r", "\ne"}),
-            (std::vector<std::string>{"a\nb|1", "c\rd|1", "e|0"}));
-
-  // A terminator whose first byte repeats inside it, met after false starts.
-  LineBuffer dashes;
-  dashes.Resize(64);
-  dashes.SetTerminator("--!", 3);
-  EXPECT_EQ(Cut(dashes, {"x-", "-y---", "!z--!"}), (std::vector<std::string>{"x--y-|1", "z|1"}));
-
-  // Without a terminator every read is a record.
-  LineBuffer none;
-  none.Resize(64);
-  EXPECT_EQ(Cut(none, {"a\r\nb", "c"}), (std::vector<std::string>{"a\r\nb|1", "c|1"}));
-}
-
-TEST(LineBufferTest, ARecordThatExactlyFillsTheBufferGoesOutAsAPiece) {
-  LineBuffer buffer;
-  SplitLines(buffer, 4);
-  EXPECT_EQ(Cut(buffer, {"abcd\nef\n"}), (std::vector<std::string>{"abcd|0", "|1", "ef|1"}));
 }
 
 TEST(LineBufferTest, FreeSpaceCompactsOnlyWhenTheTailIsTooShort) {

@@ -1,5 +1,5 @@
 // A transfer port for tests: every event and every delivery of data lands in one log, in order,
-// and a test may act from inside the data and connect events.
+// and a test may act from inside the data event.
 #pragma once
 
 #include "net/TransferPort.h"
@@ -45,11 +45,6 @@ public:
     return defaultSink ? TransferPort::OnDataEvent(bytes, length, endOfRecord) : 0;
   }
 
-  void OnConnected(int status) override {
-    TransferPort::OnConnected(status);
-    if (onConnected) onConnected(status);
-  }
-
   int OnSendProgress(int64_t) override {
     ++progressCalls;
     return 0;
@@ -74,16 +69,9 @@ public:
     return WaitUntil([this] { return socketHandle == platform::kInvalidSocket; });
   }
 
-  bool Logged(std::string_view entry) const {
-    for (const std::string& line : log)
-      if (line == entry) return true;
-    return false;
-  }
-
   std::vector<std::string> log;
   std::string received;
   std::function<void(std::string_view, bool)> onData;
-  std::function<void(int)> onConnected;
   bool defaultSink = false; // pass data on to TransferPort's own sink as well
   int progressCalls = 0;
 

@@ -32,7 +32,7 @@ struct Reader {
     for (int i = 0, n = Count("EntryPropertiesCount"); i < n; ++i) {
       const std::string type = Get("EntryPropertiesType", i);
       out[Get("EntryPropertiesName", i)] =
-          (Get("EntryPropertiesIsNull", i) == "1" ? "null" : Get("EntryPropertiesValue", i)) +
+          (Get("EntryPropertiesIsNull", i) == "-1" ? "null" : Get("EntryPropertiesValue", i)) +
           (type.empty() ? "" : " [" + type + "]");
     }
     return out;

@@ -2,8 +2,8 @@
 // EDMX root, a core that records the Entity and Property events, and property reads by name.
 #pragma once
 
-#include "frame/ControlSurface.h"
 #include "odata/QuillonCore.h"
+#include "surface/ControlSurface.h"
 
 #include <fstream>
 #include <sstream>

@@ -45,7 +45,7 @@ TEST_F(ServiceRequests, QueryServiceComposesPathAndOptions) {
 TEST_F(ServiceRequests, QueryOptionsAreEncodedAsValuesInTheirOrder) {
   SetRoot("http://h/svc");
   core.ResourcePath.Assign("Products");
-  core.OtherQueryOptions.Assign("a=1&b=2/x $y");
+  core.OtherQueryOptions.Assign("a=1&b=2/x $y,z");
   core.QueryTop.Assign("5");
   core.QuerySkipToken.Assign("k,1");
   core.QueryFilter.Assign("Name eq 'A/B'");
@@ -53,7 +53,7 @@ TEST_F(ServiceRequests, QueryOptionsAreEncodedAsValuesInTheirOrder) {
   core.QuerySelect.Assign("Name,Price");
   core.QuerySkip.Assign("10");
   ASSERT_EQ(core.QueryService(), 0);
-  EXPECT_EQ(LastUrl(), "http://h/svc/Products?a=1&b=2/x%20$y"
+  EXPECT_EQ(LastUrl(), "http://h/svc/Products?a=1&b=2/x%20$y%2Cz"
                        "&$filter=Name%20eq%20%27A%2FB%27&$orderby=Price%20desc"
                        "&$select=Name%2CPrice&$skip=10&$top=5&$skiptoken=k%2C1");
 
@@ -151,6 +151,14 @@ TEST_F(ServiceRequests, FailedStatusesBecome151Or902) {
   // A success without a body is plain success.
   core.answer = {0, 204, "  \r\n", ""};
   EXPECT_EQ(core.QueryService(), 0);
+
+  // The edges of the 4xx range.
+  const std::pair<int, int> edges[] = {
+      {399, errServiceError}, {400, errHttpStatus}, {499, errHttpStatus}, {500, errServiceError}};
+  for (const auto& [status, code] : edges) {
+    core.answer = {errHttpStatus, status, "body", "HTTP protocol error."};
+    EXPECT_EQ(core.QueryService(), code) << status;
+  }
 }
 
 } // namespace

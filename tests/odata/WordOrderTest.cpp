@@ -18,10 +18,15 @@ TEST(WordOrder, PairsInOrder) {
       {"Item9", "ItemA"},              // digits before letters
       {"co-op", "coop"},               // equal once the hyphen is passed over; bytes decide
       {"it's", "its"},                 // the same with an apostrophe
+      {"coop", "co-or"},               // "coop" before "coor": the hyphen is no symbol here
+      {"its", "it'z"},                 // nor is the apostrophe
       {"name", "Name"},                // lower case first on a tie
       {"naMe", "nAme"},                // the first place where the case differs decides
       {"Price", "PriceList"},          // a prefix comes first
       {"Zeta", "\xC3\x89tat"},         // bytes from 0x80 up after the ASCII letters
+      {"Item~", "Item0"},              // the last symbol still before the first digit
+      {"Item9", "Itema"},              // the last digit before the first letter
+      {"Itemz", "Item\x80"},           // the last letter before the first high byte
       {"", "a"},
   };
   for (const auto& [first, second] : rows) {

@@ -7,6 +7,8 @@
 
 #include <gtest/gtest.h>
 
+#include <map>
+
 namespace quillon::test {
 namespace {
 
@@ -33,6 +35,7 @@ TEST(XmlNamespaceTest, PrefixesResolveWhenTheWholeTagHasBeenRead) {
                        "<c xmlns=''><d/></c>"                   // "" shadows the default
                        "<q xmlnsabc='urn:abc'><abc:z/></q>"     // "xmlnsabc" declares abc
                        "<w xmlns:p=''><p:x/></w>"               // empty URI: resolves to none
+                       "<x xml:base='http://h/'/>"              // xml needs no declaration
                        "</r>"),
             0)
       << parser.LastErrorText();
@@ -46,13 +49,7 @@ TEST(XmlNamespaceTest, PrefixesResolveWhenTheWholeTagHasBeenRead) {
   EXPECT_EQ(NameAt(parser, "/r/q/abc:z"), "abc:z{urn:abc}");
   EXPECT_EQ(NameAt(parser, "/r/w/p:x"), "p:x{}");
   EXPECT_EQ(Str(parser.XElement()), "p:x");
-}
-
-TEST(XmlNamespaceTest, XmlPrefixNeedsNoDeclaration) {
-  XmlParser parser;
-  ASSERT_EQ(ParseOwned(parser, "<r xml:lang='en' xml:base='http://h/'/>"), 0);
-  EXPECT_EQ(AttributeAt(parser, "/r", 0), "xml:lang{http://www.w3.org/XML/1998/namespace}=en");
-  EXPECT_EQ(AttributeAt(parser, "/r", 1),
+  EXPECT_EQ(AttributeAt(parser, "/r/x", 0),
             "xml:base{http://www.w3.org/XML/1998/namespace}=http://h/");
 }
 
@@ -94,8 +91,7 @@ TEST(XmlNamespaceTest, UnknownPrefixesFailOrAreToleratedByFlag) {
 
   // The owners' flags: the whole name becomes the local name, with no prefix or namespace.
   RecordingSink sink;
-  parser.PrepareForDocument();
-  parser.impl.sink = &sink;
+  Listen(parser, sink);
   ASSERT_EQ(parser.Parse("<r><a:b m:t='x'>v</a:b></r>"), 0);
   EXPECT_EQ(NameAt(parser, "/r/a:b"), ":a:b{}");
   EXPECT_EQ(Str(parser.XElement()), "a:b");
@@ -160,9 +156,9 @@ TEST(XmlNamespaceTest, AttributeByNameComparesLocalNamesWithoutCase) {
   EXPECT_STREQ(parser.LastErrorText(), "Attribute does not exist.");
 }
 
-TEST(XmlNamespaceTest, CheckedAccessorsGiveTheirCodes) {
+TEST(XmlNamespaceTest, CheckedAccessorsGiveTheirCodesAndTexts) {
   XmlParser parser;
-  ASSERT_EQ(ParseOwned(parser, "<r><a x='1'/><b/></r>"), 0);
+  ASSERT_EQ(ParseOwned(parser, "<r><a x='1' xmlns:p='u'/><b/></r>"), 0);
   struct Row {
     const char* path;
     int index;
@@ -171,47 +167,43 @@ TEST(XmlNamespaceTest, CheckedAccessorsGiveTheirCodes) {
     int childCode;
   };
   const Row rows[] = {
-      {"/r/a", 0, 0, errNoNamespaces, errNoElements},
-      {"/r/a", 1, errAttrIndex, errNoNamespaces, errNoElements},
+      {"/r/a", 0, 0, 0, errNoElements},
+      {"/r/a", 1, errAttrIndex, errNamespaceIndex, errNoElements},
       {"/r/b", 0, errNoAttributes, errNoNamespaces, errNoElements},
       {"/r", -1, errNoAttributes, errNoNamespaces, errElementIndex},
       {"/r", 1, errNoAttributes, errNoNamespaces, 0},
       {"/r", 2, errNoAttributes, errNoNamespaces, errElementIndex},
   };
+  const std::map<int, std::string> texts = {
+      {0, ""},
+      {errNoAttributes, "No attributes available."},
+      {errAttrIndex, "Invalid attribute index."},
+      {errNoNamespaces, "No namespaces available."},
+      {errNamespaceIndex, "Invalid namespace index."},
+      {errNoElements, "No elements available."},
+      {errElementIndex, "Invalid element index."},
+  };
   for (const Row& row : rows) {
+    SCOPED_TRACE(std::string(row.path) + " " + std::to_string(row.index));
     ASSERT_EQ(parser.SetXPath(row.path), 0);
     std::string_view out;
-    EXPECT_EQ(parser.CheckAttrIndex(row.index), row.attrCode) << row.path << row.index;
-    EXPECT_EQ(parser.CheckNamespaceIndex(row.index), row.namespaceCode) << row.path;
-    EXPECT_EQ(parser.XChildName(row.index, &out), row.childCode) << row.path << row.index;
+    parser.SetLastErrorText("");
+    EXPECT_EQ(parser.CheckAttrIndex(row.index), row.attrCode);
+    EXPECT_EQ(parser.LastErrorText(), texts.at(row.attrCode));
+    parser.SetLastErrorText("");
+    EXPECT_EQ(parser.CheckNamespaceIndex(row.index), row.namespaceCode);
+    EXPECT_EQ(parser.LastErrorText(), texts.at(row.namespaceCode));
+    parser.SetLastErrorText("");
+    EXPECT_EQ(parser.XChildName(row.index, &out), row.childCode);
+    EXPECT_EQ(parser.LastErrorText(), texts.at(row.childCode));
   }
-  ASSERT_EQ(parser.SetXPath("/r/b"), 0);
-  EXPECT_EQ(parser.CheckAttrIndex(0), errNoAttributes);
-  EXPECT_STREQ(parser.LastErrorText(), "No attributes available.");
-  ASSERT_EQ(parser.SetXPath("/r/a"), 0);
-  EXPECT_EQ(parser.CheckAttrIndex(3), errAttrIndex);
-  EXPECT_STREQ(parser.LastErrorText(), "Invalid attribute index.");
-  EXPECT_EQ(parser.CheckNamespaceIndex(0), errNoNamespaces);
-  EXPECT_STREQ(parser.LastErrorText(), "No namespaces available.");
-  std::string_view out;
-  EXPECT_EQ(parser.XChildName(0, &out), errNoElements);
-  EXPECT_STREQ(parser.LastErrorText(), "No elements available.");
-  ASSERT_EQ(parser.SetXPath("/r"), 0);
-  EXPECT_EQ(parser.XChildName(5, &out), errElementIndex);
-  EXPECT_STREQ(parser.LastErrorText(), "Invalid element index.");
-
-  ASSERT_EQ(ParseOwned(parser, "<r xmlns='u'/>"), 0);
-  ASSERT_EQ(parser.SetXPath("/r"), 0);
-  EXPECT_EQ(parser.CheckNamespaceIndex(1), errNamespaceIndex);
-  EXPECT_STREQ(parser.LastErrorText(), "Invalid namespace index.");
 }
 
 TEST(XmlNamespaceTest, StartElementReceiverReadsTheLiveTables) {
   XmlParser parser;
   RecordingSink sink;
   sink.parser = &parser;
-  parser.PrepareForDocument();
-  parser.impl.sink = &sink;
+  Listen(parser, sink);
   ASSERT_EQ(parser.Parse("<r p:a='1' xml:lang='en' xmlns:p='urn:p' b='2'/>"), 0);
   EXPECT_EQ(sink.events[1],
             "start  r r empty p:a{urn:p}=1 xml:lang{http://www.w3.org/XML/1998/namespace}=en "
@@ -224,10 +216,7 @@ TEST(XmlNamespaceTest, StartElementReceiverReadsTheLiveTables) {
 TEST(XmlNamespaceTest, SgmlRuleClosesElementsWithoutEndTags) {
   XmlParser parser;
   RecordingSink sink;
-  parser.PrepareForDocument();
-  parser.ConfigText("AddSGMLTag=p", nullptr);
-  parser.ConfigText("AddSGMLTag=ul", nullptr);
-  parser.impl.sink = &sink;
+  Listen(parser, sink, {"AddSGMLTag=p", "AddSGMLTag=ul"});
   ASSERT_EQ(parser.Parse("<p>a<br>b<img src=x><ul><li>one</ul></p>"), 0) << parser.LastErrorText();
   EXPECT_EQ(parser.OriginalText(), "<p>a<br>b</br><img src=x></img><ul><li>one</li></ul></p>");
   EXPECT_EQ(DumpTree(parser, true),

@@ -9,6 +9,7 @@
 #include <gtest/gtest.h>
 
 #include <functional>
+#include <tuple>
 
 namespace quillon::test {
 namespace {
@@ -128,44 +129,32 @@ TEST_F(XmlPathTest, EveryElementIsReachedAgainByItsPathText) {
   }
 }
 
-TEST_F(XmlPathTest, CursorElementShowsItsNamesTextAndParent) {
+// The parent's local name and the child accessors, which do not move the cursor.
+TEST_F(XmlPathTest, ParentAndChildAccessors) {
   ASSERT_EQ(parser.SetXPath("/r/a[2]"), 0);
-  EXPECT_EQ(Str(parser.XText()), "secondhalf"); // its own pieces, not its children's
-  EXPECT_EQ(Str(parser.XParent()), "r");        // local name
-  EXPECT_EQ(parser.XChildrenCount(), 1);
-  ASSERT_EQ(parser.SetXPath("/r/s"), 0);
-  EXPECT_EQ(Str(parser.XText()), " c t");
-  ASSERT_EQ(parser.SetXPath("/r/y:p"), 0);
-  EXPECT_EQ(Str(parser.XPrefix()), "y");
-  EXPECT_EQ(Str(parser.XNamespace()), "urn:x");
+  EXPECT_EQ(Str(parser.XParent()), "r");
   ASSERT_EQ(parser.SetXPath("/"), 0);
   EXPECT_EQ(Str(parser.XParent()), "");
-
-  std::string_view out;
-  ASSERT_EQ(parser.XChildName(3, &out), 0);
-  EXPECT_EQ(out, "x:p");
-  ASSERT_EQ(parser.XChildNamespace(4, &out), 0);
-  EXPECT_EQ(out, "urn:x");
-  ASSERT_EQ(parser.XChildPrefix(4, &out), 0);
-  EXPECT_EQ(out, "y");
-  ASSERT_EQ(parser.XChildXText(1, &out), 0);
-  EXPECT_EQ(out, "secondhalf");
-  EXPECT_EQ(Str(parser.XPath()), "/x:r"); // the child accessors do not move the cursor
+  std::string_view name, ns, prefix, text;
+  ASSERT_EQ(parser.XChildName(3, &name) | parser.XChildNamespace(4, &ns) |
+                parser.XChildPrefix(4, &prefix) | parser.XChildXText(1, &text),
+            0);
+  EXPECT_EQ(Str(name) + " " + Str(ns) + " " + Str(prefix) + " " + Str(text),
+            "x:p urn:x y secondhalf");
+  EXPECT_EQ(Str(parser.XPath()), "/x:r");
   EXPECT_EQ(Str(parser.XElement()), "x:r");
 }
 
 TEST_F(XmlPathTest, KeptTextOfAnElementAndOfItsContent) {
-  std::string_view out;
-  ASSERT_EQ(parser.SetXPath("/r/a[2]"), 0);
-  ASSERT_EQ(parser.XSubTree(&out), 0);
-  EXPECT_EQ(out, "<a n='2' t='u v'>second<i/>half</a>");
-  ASSERT_EQ(parser.XContents(&out), 0);
-  EXPECT_EQ(out, "second<i/>half");
-  ASSERT_EQ(parser.SetXPath("/r/b"), 0);
-  ASSERT_EQ(parser.XSubTree(&out), 0);
-  EXPECT_EQ(out, "<b/>");
-  ASSERT_EQ(parser.XContents(&out), 0);
-  EXPECT_EQ(out, "");
+  std::string_view out, contents;
+  for (const auto& [path, subtree, inner] :
+       {std::tuple{"/r/a[2]", "<a n='2' t='u v'>second<i/>half</a>", "second<i/>half"},
+        std::tuple{"/r/b", "<b/>", ""}}) {
+    ASSERT_EQ(parser.SetXPath(path), 0);
+    ASSERT_EQ(parser.XSubTree(&out) | parser.XContents(&contents), 0);
+    EXPECT_EQ(out, subtree);
+    EXPECT_EQ(contents, inner);
+  }
 
   const char* result;
   ASSERT_EQ(parser.SetXPath("/r/x:p"), 0);
@@ -248,11 +237,10 @@ TEST_F(XmlPathTest, RememberedNameStepsFindWhatAFreshSearchFinds) {
     return p.SetXPath(path) == 0 ? Str(p.AttributeByName("i") ? p.AttributeByName("i") : "-")
                                  : "<none>";
   };
-  const char* const walks[] = {"/r/a[1]",  "/r/a[2]",   "/r/a[3]/a[2]", "/r/a[3]",
-                               "/r/b[2]",  "/r/a[5]",   "/r/p:a[2]",    "/r/a[3]/a[1]",
-                               "/r/a[6]",  "/r/a[7]",   "/r/a[4]",      "/r/urn:pa[1]",
-                               "/r/a[2]",  "/r/p:a[1]", "/r/a[0]",      "/r/a[3]/a[3]",
-                               "/r/a[6]"};
+  const char* const walks[] = {
+      "/r/a[1]",   "/r/a[2]",      "/r/a[3]/a[2]", "/r/a[3]",      "/r/b[2]", "/r/a[5]",
+      "/r/p:a[2]", "/r/a[3]/a[1]", "/r/a[6]",      "/r/a[7]",      "/r/a[4]", "/r/urn:pa[1]",
+      "/r/a[2]",   "/r/p:a[1]",    "/r/a[0]",      "/r/a[3]/a[3]", "/r/a[6]"};
   for (const char* path : walks) {
     ASSERT_EQ(ParseOwned(fresh, document), 0);
     EXPECT_EQ(found(parser, path), found(fresh, path)) << path;

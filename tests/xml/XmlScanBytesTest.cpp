@@ -61,6 +61,31 @@ TEST(XmlScanBytesTest, BlockSearchesStopWhereTheByteClassesSay) {
   }
 }
 
+// The class table at both ends of each of its ranges, as letters: Space, Name start, name Char,
+// Digit, Text stop, Lead byte, Attribute name end.
+TEST(XmlScanBytesTest, ClassTableAtTheEdgesOfItsRanges) {
+  const std::pair<int, const char*> rows[] = {
+      {0x08, ""},   {0x09, "SA"},  {0x0A, "STA"}, {0x0B, "SA"}, {0x0C, "SA"}, {0x0D, "SA"},
+      {0x0E, ""},   {' ', "SA"},   {'!', ""},     {'&', "T"},   {',', ""},    {'-', "C"},
+      {'.', "C"},   {'/', "A"},    {'0', "CD"},   {'9', "CD"},  {':', "NC"},  {';', ""},
+      {'<', "T"},   {'=', "A"},    {'>', "A"},    {'@', ""},    {'A', "NC"},  {'Z', "NC"},
+      {'[', ""},    {'^', ""},     {'_', "NC"},   {'`', ""},    {'a', "NC"},  {'z', "NC"},
+      {'{', ""},    {0x7F, ""},    {0x80, "C"},   {0x81, "CL"}, {0x9F, "CL"}, {0xA0, "C"},
+      {0xB7, "C"},  {0xBF, "C"},   {0xC0, "NC"},  {0xD6, "NC"}, {0xD7, ""},   {0xD8, "NC"},
+      {0xDF, "NC"}, {0xE0, "NCL"}, {0xEF, "NCL"}, {0xF0, "NC"}, {0xF6, "NC"}, {0xF7, ""},
+      {0xF8, "NC"}, {0xFF, "NC"},
+  };
+  const std::pair<uint8_t, char> bits[] = {
+      {xcSpace, 'S'},    {xcNameStart, 'N'}, {xcNameChar, 'C'},   {xcDigit, 'D'},
+      {xcTextStop, 'T'}, {xcLeadByte, 'L'},  {xcAttrNameEnd, 'A'}};
+  for (const auto& [byte, expected] : rows) {
+    std::string letters;
+    for (const auto& [bit, letter] : bits)
+      if (XmlClass(static_cast<char>(byte)) & bit) letters += letter;
+    EXPECT_EQ(letters, expected) << "byte " << byte;
+  }
+}
+
 TEST(XmlScanBytesTest, SearchesStopAtTheEnd) {
   // The byte at `end` would stop every search; none may look at it.
   const std::string run = "abcdefghijklmnopqrstuvwxyz0123456789 <&\n";

@@ -23,6 +23,15 @@ inline int ParseOwned(XmlParser& parser, std::string_view text,
   return parser.Parse(text);
 }
 
+// Prepares `parser` with the owners' settings and `configs`, with `sink` as its listener.
+inline void Listen(XmlParser& parser, XmlEventSink& sink,
+                   std::initializer_list<const char*> configs = {}) {
+  parser.PrepareForDocument();
+  for (const char* config : configs)
+    parser.ConfigText(config, nullptr);
+  parser.impl.sink = &sink;
+}
+
 // The text of the element that `path` leads to, or "<fail N>".
 inline std::string TextOf(XmlParser& parser, std::string_view path) {
   const int rc = parser.SetXPath(path);
@@ -60,6 +69,14 @@ inline std::string DumpTree(XmlParser& parser, bool withKeptText = false) {
   std::string out;
   DumpElement(parser, out, withKeptText);
   return out;
+}
+
+// Where a parse stopped and what it left, read before a path walk changes the failure text.
+inline std::string Outcome(const XmlParser& parser, int rc) {
+  return std::to_string(rc) + " state " + std::to_string(parser.impl.state) + " at " +
+         std::to_string(parser.impl.inputCount) + " markup " +
+         std::to_string(parser.impl.markupStart) + " [" + Str(parser.impl.errorText.View()) +
+         "] kept(" + Str(parser.OriginalText()) + ")";
 }
 
 // Records the callbacks as lines; optionally stops the scanner at one of them.

@@ -1,6 +1,5 @@
 // The tree's storage of texts: values and texts left in the kept text come out NUL-terminated
-// and stay put while others are read, texts made of several pieces come out joined, and the
-// mappings in scope survive the SGML rule's closings.
+// and stay put while others are read, and the mappings in scope survive the SGML rule's closings.
 #include "XmlTestSupport.h"
 #include "xml/XmlParser.h"
 
@@ -37,32 +36,6 @@ TEST(XmlTreeTest, KeptValuesAndTextsReadAsStableTerminatedStrings) {
       EXPECT_STREQ(texts[static_cast<size_t>(i)], ("text " + std::to_string(i)).c_str());
       ASSERT_EQ(parser.SetXPath("/r/[" + std::to_string(i + 1) + "]"), 0);
       EXPECT_EQ(parser.AttributeByName("v"), values[static_cast<size_t>(i)]) << "copied once";
-    }
-  }
-}
-
-TEST(XmlTreeTest, TextsOfSeveralPiecesComeOutJoined) {
-  struct Row {
-    const char* document;
-    const char* text; // of the root
-  };
-  const Row rows[] = {
-      {"<a>x<b/>y</a>", "xy"},
-      {"<a>x &amp; y</a>", "x & y"},
-      {"<a>&lt;x</a>", "<x"},
-      {"<a>x<![CDATA[<y>]]>z</a>", "x<y>z"},
-      {"<a>line one\n  line two  </a>", "line one\n  line two"},
-      {"<a>  x <b>inner</b> y  </a>", "xy"},
-      {"<a><b>inner</b>tail</a>", "tail"},
-      {"<a>x<!-- c -->y</a>", "xy"},
-  };
-  for (const Row& row : rows) {
-    for (const char* kept : {"KeepOriginalText=1", "KeepOriginalText=0"}) {
-      XmlParser parser;
-      ASSERT_EQ(ParseOwned(parser, row.document, {kept}), 0) << row.document;
-      ASSERT_EQ(parser.SetXPath("/"), 0);
-      EXPECT_EQ(Str(parser.XText()), row.text) << row.document << " " << kept;
-      EXPECT_EQ(std::strlen(parser.XText().data()), parser.XText().size()) << row.document;
     }
   }
 }

@@ -2,12 +2,17 @@
 
 #include "frame/Errors.h"
 
+#include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
 #include <string>
+#include <vector>
 
 namespace quillon {
 namespace {
+
+using ::testing::Each;
+using Codes = std::vector<int>; // the results of a run of calls, made in order
 
 constexpr const char* kAtom = "http://www.w3.org/2005/Atom";
 constexpr const char* kData = "http://schemas.microsoft.com/ado/2007/08/dataservices";
@@ -21,14 +26,11 @@ protected:
 };
 
 TEST_F(Writer, DocumentLayoutWithDefaultSettings) {
-  ASSERT_EQ(w.WriteDeclaration("1.0", true, true), 0);
-  ASSERT_EQ(w.StartElement("entry", kAtom), 0);
-  ASSERT_EQ(w.StartElement("title", kAtom), 0);
-  ASSERT_EQ(w.WriteText("Tom & \"Jerry\" <'x'>"), 0);
-  ASSERT_EQ(w.EndElement(), 0);
-  ASSERT_EQ(w.StartElement("empty", kAtom), 0);
-  ASSERT_EQ(w.EndElement(), 0);
-  ASSERT_EQ(w.EndElement(), 0);
+  EXPECT_THAT(
+      (Codes{w.WriteDeclaration("1.0", true, true), w.StartElement("entry", kAtom),
+             w.StartElement("title", kAtom), w.WriteText("Tom & \"Jerry\" <'x'>"), w.EndElement(),
+             w.StartElement("empty", kAtom), w.EndElement(), w.EndElement()}),
+      Each(0));
   EXPECT_EQ(Out(), "<?xml version=\"1.0\" encoding=\"utf-8\" standalone=\"yes\"?>\r\n"
                    "<entry xmlns=\"http://www.w3.org/2005/Atom\">\r\n"
                    "\t<title>Tom &amp; &quot;Jerry&quot; &lt;&apos;x&apos;&gt;</title>\r\n"
@@ -38,28 +40,21 @@ TEST_F(Writer, DocumentLayoutWithDefaultSettings) {
 
 TEST_F(Writer, TextStopsIndentationInsideItsElement) {
   w.indent.Assign(" ");
-  w.StartElement("a", "");
-  w.WriteText("x");
-  w.StartElement("b", "");
-  w.StartElement("c", "");
-  w.EndElement();
-  w.EndElement();
-  w.EndElement();
+  EXPECT_THAT((Codes{w.StartElement("a", ""), w.WriteText("x"), w.StartElement("b", ""),
+                     w.StartElement("c", ""), w.EndElement(), w.EndElement(), w.EndElement()}),
+              Each(0));
   EXPECT_EQ(Out(), "<a>x<b>\r\n  <c />\r\n </b></a>");
 }
 
 TEST_F(Writer, DeclarationsFollowTheScope) {
-  ASSERT_EQ(w.StartElement("m:properties", kMeta), 0);
-  ASSERT_EQ(w.WriteAttribute("xmlns:d", "", kData), 0);
-  ASSERT_EQ(w.WriteAttribute("xmlns:d", "", kData), 0); // the same again: one declaration
-  ASSERT_EQ(w.StartElement("d:Name", kData), 0);        // in scope: no declaration
-  ASSERT_EQ(w.WriteAttribute("m:null", kMeta, "true"), 0);
-  ASSERT_EQ(w.EndElement(), 0);
-  ASSERT_EQ(w.StartElement("Other", "urn:other"), 0); // another default namespace
-  ASSERT_EQ(w.StartElement("Inner", "urn:other"), 0); // its children need none
-  ASSERT_EQ(w.EndElement(), 0);
-  ASSERT_EQ(w.EndElement(), 0);
-  ASSERT_EQ(w.EndElement(), 0);
+  EXPECT_THAT((Codes{w.StartElement("m:properties", kMeta), w.WriteAttribute("xmlns:d", "", kData),
+                     w.WriteAttribute("xmlns:d", "", kData), // the same again: one declaration
+                     w.StartElement("d:Name", kData),        // in scope: no declaration
+                     w.WriteAttribute("m:null", kMeta, "true"), w.EndElement(),
+                     w.StartElement("Other", "urn:other"), // another default namespace
+                     w.StartElement("Inner", "urn:other"), // its children need none
+                     w.EndElement(), w.EndElement(), w.EndElement()}),
+              Each(0));
   EXPECT_EQ(Out(), "<m:properties xmlns:m=\"" + std::string(kMeta) + "\" xmlns:d=\"" + kData +
                        "\">\r\n"
                        "\t<d:Name m:null=\"true\" />\r\n"
@@ -69,34 +64,27 @@ TEST_F(Writer, DeclarationsFollowTheScope) {
                        "</m:properties>");
 }
 
-TEST_F(Writer, DefaultNamespaceIsDeclaredFirst) {
-  ASSERT_EQ(w.StartElement("d:Name", kData), 0);
-  ASSERT_EQ(w.WriteAttribute("xmlns", "", "urn:default"), 0);
-  ASSERT_EQ(w.WriteAttribute("xml:lang", "", "en"), 0);
-  ASSERT_EQ(w.EndElement(), 0);
+TEST_F(Writer, DefaultNamespaceFirstAndAnUnprefixedAttributeTakesTheElements) {
+  EXPECT_THAT((Codes{w.StartElement("d:Name", kData), w.WriteAttribute("xmlns", "", "urn:default"),
+                     w.WriteAttribute("xml:lang", "", "en"), w.StartElement("m:inline", kMeta),
+                     w.WriteAttribute("type", kMeta, "x"), w.EndElement(), w.EndElement()}),
+              Each(0));
   EXPECT_EQ(Out(), "<d:Name xml:lang=\"en\" xmlns=\"urn:default\" xmlns:d=\"" + std::string(kData) +
-                       "\" />");
+                       "\">\r\n\t<m:inline type=\"x\" xmlns:m=\"" + kMeta + "\" />\r\n</d:Name>");
 }
 
 TEST_F(Writer, RemappingAPrefixOnOneElement) {
-  ASSERT_EQ(w.StartElement("a", ""), 0);
-  // Declarations may remap: both stand in the tag.
-  ASSERT_EQ(w.WriteAttribute("xmlns:p", "", "urn:one"), 0);
-  ASSERT_EQ(w.WriteAttribute("xmlns:p", "", "urn:two"), 0);
-  EXPECT_EQ(w.WriteAttribute("p:x", "urn:two", "1"), 0); // the newest mapping is in scope
-  // An ordinary attribute may not remap: it fails, after it has been written.
-  EXPECT_EQ(w.WriteAttribute("p:y", "urn:one", "2"), errWriterState);
+  // Declarations may remap: both stand in the tag, and the newest mapping is in scope. An
+  // ordinary attribute may not remap: it fails, after it has been written.
+  EXPECT_EQ(
+      (Codes{w.StartElement("a", ""), w.WriteAttribute("xmlns:p", "", "urn:one"),
+             w.WriteAttribute("xmlns:p", "", "urn:two"), w.WriteAttribute("p:x", "urn:two", "1"),
+             w.WriteAttribute("p:y", "urn:one", "2")}),
+      (Codes{0, 0, 0, 0, errWriterState}));
   EXPECT_STREQ(w.LastErrorText(), "The prefix \"p\" cannot be mapped to namespace \"urn:one\" "
                                   "because it has already been mapped to \"urn:two\".");
   ASSERT_EQ(w.EndElement(), 0);
   EXPECT_EQ(Out(), "<a p:x=\"1\" p:y=\"2\" xmlns:p=\"urn:one\" xmlns:p=\"urn:two\" />");
-}
-
-TEST_F(Writer, AnAttributeWithoutPrefixTakesTheElements) {
-  ASSERT_EQ(w.StartElement("m:inline", kMeta), 0);
-  ASSERT_EQ(w.WriteAttribute("type", kMeta, "x"), 0);
-  ASSERT_EQ(w.EndElement(), 0);
-  EXPECT_EQ(Out(), "<m:inline type=\"x\" xmlns:m=\"" + std::string(kMeta) + "\" />");
 }
 
 TEST_F(Writer, StateRulesRefuseOutOfPlaceWrites) {
@@ -104,14 +92,12 @@ TEST_F(Writer, StateRulesRefuseOutOfPlaceWrites) {
   EXPECT_STREQ(w.LastErrorText(), "No elements are currently open.");
   EXPECT_EQ(w.WriteText("x"), errWriterState);
   EXPECT_STREQ(w.LastErrorText(), "Can't write content text here.");
-  EXPECT_EQ(w.WriteDeclaration("1.0", false, false), 0); // before any element it passes
-
-  ASSERT_EQ(w.StartElement("a", ""), 0);
-  ASSERT_EQ(w.WriteAttribute("x", "", "1"), 0);
-  ASSERT_EQ(w.WriteText(""), 0); // empty text keeps the tag open
-  ASSERT_EQ(w.WriteAttribute("y", "", "2"), 0);
-  ASSERT_EQ(w.WriteText("t"), 0);
-  EXPECT_EQ(w.WriteAttribute("z", "", "3"), errWriterState);
+  EXPECT_EQ(
+      (Codes{w.WriteDeclaration("1.0", false, false), // before any element it passes
+             w.StartElement("a", ""), w.WriteAttribute("x", "", "1"),
+             w.WriteText(""), // empty text keeps the tag open
+             w.WriteAttribute("y", "", "2"), w.WriteText("t"), w.WriteAttribute("z", "", "3")}),
+      (Codes{0, 0, 0, 0, 0, 0, errWriterState}));
   EXPECT_STREQ(w.LastErrorText(), "Attributes cannot be written at this time.");
   ASSERT_EQ(w.EndElement(), 0);
   EXPECT_EQ(w.WriteDeclaration("1.0", false, false), errWriterState);
@@ -131,14 +117,12 @@ TEST_F(Writer, NamesAreCheckedBeforeAnythingIsWritten) {
   EXPECT_EQ(w.StartElement("_ok:a-1.b", "urn:x"), 0); // bytes after the first are not tested
 }
 
-TEST_F(Writer, ConfigKeys) {
+TEST_F(Writer, QuoteCharKey) {
   const char* result;
   ASSERT_EQ(w.ConfigText("QuoteChar='", &result), 0);
-  ASSERT_EQ(w.ConfigText("Charset", &result), 0);
-  EXPECT_STREQ(result, "utf-8");
-  ASSERT_EQ(w.StartElement("a", ""), 0);
-  ASSERT_EQ(w.WriteAttribute("q", "", "it's \"x\""), 0);
-  ASSERT_EQ(w.EndElement(), 0);
+  EXPECT_THAT(
+      (Codes{w.StartElement("a", ""), w.WriteAttribute("q", "", "it's \"x\""), w.EndElement()}),
+      Each(0));
   EXPECT_EQ(Out(), "<a q='it&apos;s &quot;x&quot;' />");
   EXPECT_EQ(w.ConfigText("Other", &result), -1);
 }

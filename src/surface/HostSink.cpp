@@ -1,9 +1,9 @@
 // Each event: convert the texts (an event whose text cannot be converted is dropped), call the
 // host, and for SSLServerAuthentication read back its verdict. Nothing else is read back.
-#include "frame/HostSink.h"
+#include "surface/HostSink.h"
 
-#include "frame/ControlSurface.h"
 #include "frame/Errors.h"
+#include "surface/ControlSurface.h"
 
 #include <cstring>
 
@@ -69,7 +69,9 @@ void HostSink::SSLServerAuthentication(const char* certEncoded, int32_t certLeng
   if (!handler || !Convert(t, certSubject, certIssuer, status)) return;
   const std::string cert(certEncoded, certLength > 0 ? static_cast<size_t>(certLength) : 0);
   bool verdict = *accept != 0;
+  heldCert = cert;
   handler->SSLServerAuthentication(cert, t[0], t[1], t[2], verdict);
+  heldCert = {};
   *accept = verdict ? 1 : 0;
 }
 
@@ -91,7 +93,9 @@ void HostSink::Transfer(int16_t* direction, int64_t* bytesTransferred, int16_t* 
                         const char* text, int32_t textLength) {
   if (!handler) return;
   const std::string piece(text, textLength > 0 ? static_cast<size_t>(textLength) : 0);
+  heldText = piece;
   handler->Transfer(*direction, *bytesTransferred, *percentDone, piece);
+  heldText = {};
 }
 
 } // namespace quillon

@@ -1,15 +1,22 @@
 // The engine's event sink of a Quillon object: it turns each event's texts from the engine's
-// code page into UTF-8 and calls the host's handler.
+// code page into UTF-8 and calls the host's handler. While Transfer or SSLServerAuthentication
+// runs it holds the event's bytes, which TransferTextB and SSLServerAuthenticationCertEncodedB
+// show.
 #pragma once
 
 #include "frame/EventSink.h"
 #include "quillon/QuillonEvents.h"
+
+#include <string_view>
 
 namespace quillon {
 
 class HostSink final : public EventSink {
 public:
   void SetHandler(QuillonEvents* newHandler) { handler = newHandler; }
+  // The bytes of the running event; empty outside it.
+  std::string_view HeldCert() const { return heldCert; }
+  std::string_view HeldText() const { return heldText; }
 
   void SetCodePage(int newCodePage) override { codePage = newCodePage; }
   void Connected(int16_t* statusCode, const char* description) override;
@@ -38,6 +45,8 @@ private:
 
   QuillonEvents* handler = nullptr; // the host's handler, not owned; null when none
   int codePage = 0;                 // the engine's code page for the event under way
+  std::string_view heldCert;        // the certificate of the running SSLServerAuthentication
+  std::string_view heldText;        // the text of the running Transfer
 };
 
 } // namespace quillon

@@ -1,0 +1,65 @@
+// The bindings that most rows share: a text or number field of the engine, read as it stands and
+// written directly or through the engine's setter, and the refusal of a property whose engine
+// this build does not have yet.
+#pragma once
+
+#include "surface/ControlSurface.h"
+#include "surface/SurfaceErrors.h"
+
+namespace quillon {
+
+template <auto Member> int GetTextField(QuillonCore& core, int, PropertyValue& out) {
+  out.text.Point(core.*Member);
+  return errNone;
+}
+template <auto Member> int SetTextField(QuillonCore& core, int, const PropertyValue& in) {
+  return (core.*Member).Assign(in.text.View());
+}
+template <auto Member, int (HttpClient::*Setter)(std::string_view)>
+int SetTextVia(QuillonCore& core, int, const PropertyValue& in) {
+  return (core.*Setter)(in.text.View());
+}
+
+template <auto Member> int GetNumberField(QuillonCore& core, int, PropertyValue& out) {
+  out.number = core.*Member;
+  return errNone;
+}
+template <auto Member> int SetNumberField(QuillonCore& core, int, const PropertyValue& in) {
+  using Field = std::remove_reference_t<decltype(core.*Member)>;
+  core.*Member = static_cast<Field>(in.number);
+  return errNone;
+}
+template <int (HttpClient::*Setter)(int)>
+int SetNumberVia(QuillonCore& core, int, const PropertyValue& in) {
+  return (core.*Setter)(static_cast<int>(in.number));
+}
+
+// A text field of the engine, read and written as it stands.
+template <auto Member> constexpr Binding TextField{&GetTextField<Member>, &SetTextField<Member>};
+// A text field written through the engine's setter, which keeps its side effects.
+template <auto Member, int (HttpClient::*Setter)(std::string_view)>
+constexpr Binding TextVia{&GetTextField<Member>, &SetTextVia<Member, Setter>};
+// A number or flag field of the engine.
+template <auto Member>
+constexpr Binding NumberField{&GetNumberField<Member>, &SetNumberField<Member>};
+template <auto Member, int (HttpClient::*Setter)(int)>
+constexpr Binding NumberVia{&GetNumberField<Member>, &SetNumberVia<Setter>};
+
+// The engines that some properties wait for, and what a host is told meanwhile.
+inline constexpr char kNoFirewall[] =
+    "This build has no firewall tunnels yet: the property is not available.";
+inline constexpr char kNoCertStore[] =
+    "This build has no client certificate store yet: the property is not available.";
+inline constexpr char kNoSecureChannel[] =
+    "This build has no secure channel yet: there is no server certificate.";
+
+template <const char* Text> int RefuseGet(QuillonCore& core, int, PropertyValue&) {
+  return core.Fail(errNotInBuild, Text);
+}
+template <const char* Text> int RefuseSet(QuillonCore& core, int, const PropertyValue&) {
+  return core.Fail(errNotInBuild, Text);
+}
+// Reads and writes fail with 10043 and `Text`; no value is made up.
+template <const char* Text> constexpr Binding Refused{&RefuseGet<Text>, &RefuseSet<Text>};
+
+} // namespace quillon
