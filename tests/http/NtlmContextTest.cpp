@@ -164,21 +164,6 @@ TEST(NtlmContextTest, MessageLayout) {
   EXPECT_EQ(Item(type3, 36), Utf16("u"));
 }
 
-TEST(NtlmContextTest, ChallengeReading) {
-  const std::string info = Pair(1, Utf16("S")) + Pair(7, FromHex("0011223344556677")) + Le(0, 4);
-  NtlmContext ntlm;
-  NtlmChallenge challenge;
-  ASSERT_EQ(ntlm.ReadChallenge(Challenge(0x880205, "TARGET", info), challenge), errNone);
-  EXPECT_EQ(challenge.targetName.View(), "TARGET");
-  EXPECT_EQ(ToHex(std::string_view(reinterpret_cast<char*>(challenge.challenge), 8)),
-            "0123456789abcdef");
-  ASSERT_EQ(challenge.pairIds.Count(), 2);
-  EXPECT_EQ(challenge.pairIds.AtInt(1), 7);
-  EXPECT_EQ(challenge.pairLengths.AtInt(0), 2);
-  EXPECT_EQ(challenge.pairValues.At(0), Utf16("S"));
-  EXPECT_EQ(challenge.timestamp, 0x7766554433221100u);
-}
-
 TEST(NtlmContextTest, BadChallenges) {
   const std::string prefix = "Could not process server's NTLM authentication token: ";
   const std::string good = Challenge(0x880205, "TARGET", Pair(1, "ab") + Le(0, 4));

@@ -94,25 +94,6 @@ TEST(SignOnTest, EngineAndResponsePerSetting) {
   }
 }
 
-TEST(SignOnTest, ConfigKeysReadBack) {
-  QuillonCore core;
-  const char* result = nullptr;
-  for (const char* key : {"UseSystemSSPI", "ExtendedProtection"}) {
-    ASSERT_EQ(Configure(core, key, &result), errNone) << key;
-    EXPECT_STREQ(result, "True") << key;
-  }
-  ASSERT_EQ(Configure(core, "UseNTLMv2", &result), errNone);
-  EXPECT_STREQ(result, "False");
-  ASSERT_EQ(Configure(core, "UseNTLMv2=yes"), errNone);
-  ASSERT_EQ(Configure(core, "UseNTLMv2", &result), errNone);
-  EXPECT_STREQ(result, "True");
-  EXPECT_EQ(core.proxySignOn.UseNTLMv2, 1);
-  ASSERT_EQ(Configure(core, "KerberosSPN=HTTP/web.example@REALM"), errNone);
-  ASSERT_EQ(Configure(core, "KerberosSPN", &result), errNone);
-  EXPECT_STREQ(result, "HTTP/web.example@REALM");
-  EXPECT_EQ(Configure(core, "Unrelated"), errUnknownConfig);
-}
-
 TEST(SignOnTest, TokenShapes) {
   struct Row {
     const char* base64;
