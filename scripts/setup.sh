@@ -20,8 +20,10 @@ packages=(
   # sign-on peer (tests/peers/signon.sh): a Kerberos realm made at test time, and Apache checking
   # Negotiate and NTLM through GSS-API
   krb5-kdc krb5-admin-server krb5-user libapache2-mod-auth-gssapi gss-ntlmssp
-  # proxy demanding NTLM (tests/peers/squid.sh)
-  squid
+  # key files: Argon2 of version 3 PuTTY keys; puttygen and ssh-keygen make the test keys
+  libargon2-dev putty-tools openssh-client
+  # proxies and SOCKS servers of tests/peers/, and expect, which replays recorded sessions
+  squid dante-server microsocks tinyproxy expect
 )
 # The sample service runs on Node.js; Debian's is installed only when there is none.
 if ! command -v node >/dev/null || ! command -v npm >/dev/null; then
@@ -64,7 +66,7 @@ else
 fi
 
 # No system instance of the peers' servers stays running or starts at boot.
-for service in nginx apache2; do
+for service in nginx apache2 squid danted tinyproxy; do
   [ -e "/etc/init.d/$service" ] || continue
   if [ -d /run/systemd/system ] && command -v systemctl >/dev/null; then
     if systemctl is-enabled --quiet "$service" 2>/dev/null || systemctl is-active --quiet "$service"; then
@@ -85,3 +87,10 @@ if [ -f "$service_dir/package-lock.json" ]; then
     (cd "$service_dir" && npm ci --no-audit --no-fund --loglevel=error)
   fi
 fi
+
+# The system user whose password the SOCKS server with authentication checks
+# (tests/peers/dante.sh --auth).
+if ! id quillonsocks >/dev/null 2>&1; then
+  "${sudo_cmd[@]}" useradd --system --no-create-home --shell /usr/sbin/nologin quillonsocks
+fi
+echo 'quillonsocks:socks-secret-1' | "${sudo_cmd[@]}" chpasswd

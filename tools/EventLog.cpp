@@ -45,6 +45,7 @@ void EventLog::Disconnected(int statusCode, const std::string& description) {
 }
 
 void EventLog::EndTransfer(int direction) {
+  if (progress) progress->End();
   Add({"EndTransfer", {Number("Direction", direction)}});
 }
 
@@ -105,6 +106,7 @@ void EventLog::Status(const std::string& httpVersion, int statusCode,
 
 void EventLog::Transfer(int direction, int64_t bytesTransferred, int percentDone,
                         const std::string& text) {
+  if (progress) progress->Update(direction, bytesTransferred, percentDone);
   Add({"Transfer",
        {Number("Direction", direction), Number("BytesTransferred", bytesTransferred),
         Number("PercentDone", percentDone),

@@ -3,6 +3,7 @@
 #pragma once
 
 #include "JsonWriter.h"
+#include "ProgressLine.h"
 
 #include <quillon/QuillonEvents.h>
 
@@ -16,6 +17,8 @@ namespace quillon::cli {
 class EventLog final : public QuillonEvents {
 public:
   explicit EventLog(bool printAsTheyFire) : print(printAsTheyFire) {}
+  // Transfer events also draw `line`; null draws nothing.
+  void ShowProgress(ProgressLine* line) { progress = line; }
 
   // Writes the kept events as a JSON array.
   void WriteJson(JsonWriter& json) const;
@@ -65,6 +68,7 @@ private:
   }
 
   bool print;
+  ProgressLine* progress = nullptr;
   std::vector<Event> events;
 };
 

@@ -1,12 +1,15 @@
 // quillon: drives one component object from the command line.
 //
-//   quillon [--json] [-c KEY[=VALUE]]... [-p NAME[(INDEX)]=VALUE]... [-g NAME[(INDEX)]]...
+//   quillon [--json] [--progress[=always]] [-c KEY[=VALUE]]... [-p NAME[(INDEX)]=VALUE]... [-g
+//   NAME[(INDEX)]]...
 //           [METHOD [ARGUMENT]...]
 //
-// Options run in the order given, then the method. Text mode prints what was asked for and the
-// events as they fire; --json prints one document at the end. Any failure prints its code and
-// text and ends the program with status 1; a usage error ends it with status 2. For
-// -c ReadFile=FILE the failure is the reader's: a service error document is 902 with its text.
+// Options run in the order given, then the method. --progress draws a progress line on standard
+// error while a body moves, when that is a terminal (always with --progress=always). Text mode
+// prints what was asked for and the events as they fire; --json prints one document at the end. Any
+// failure prints its code and text and ends the program with status 1; a usage error ends it with
+// status 2. For -c ReadFile=FILE the failure is the reader's: a service error document is 902 with
+// its text.
 #include "EventLog.h"
 #include "JsonWriter.h"
 #include "Methods.h"
@@ -18,12 +21,15 @@
 #include <cstring>
 #include <string>
 #include <strings.h>
+#include <unistd.h>
 #include <vector>
 
 using namespace quillon;
 using namespace quillon::cli;
 
 namespace {
+
+constexpr int kStatusRefused = 151; // an HTTP status other than 2xx that was not followed
 
 struct Step {
   enum { kConfig, kSetProperty, kGetProperty } kind;
@@ -32,19 +38,23 @@ struct Step {
 
 struct Options {
   bool json = false;
+  bool progress = false;
   std::vector<Step> steps;
   const MethodEntry* method = nullptr;
   std::vector<std::string> arguments;
 };
 
 void PrintUsage(FILE* to) {
-  std::fprintf(to, "usage: quillon [--json] [-c KEY[=VALUE]]... [-p NAME[(INDEX)]=VALUE]...\n"
+  std::fprintf(to, "usage: quillon [--json] [--progress[=always]] [-c KEY[=VALUE]]...\n"
+                   "               [-p NAME[(INDEX)]=VALUE]...\n"
                    "               [-g NAME[(INDEX)]]... [METHOD [ARGUMENT]...]\n"
                    "\n"
                    "  -c KEY=VALUE   pass a Config text; a bare -c KEY prints the value\n"
                    "  -p NAME=VALUE  set a property by its public name\n"
                    "  -g NAME        print a property\n"
                    "  --json         print the outcome as one JSON document\n"
+                   "  --progress     draw a progress line on a terminal's standard error\n"
+                   "                 (--progress=always: also when it is no terminal)\n"
                    "  --properties   list the properties of this build\n"
                    "\nmethods:\n");
   for (const MethodEntry& method : Methods())
@@ -68,6 +78,8 @@ int ParseArguments(int argc, char** argv, Options& options) {
     const std::string arg = argv[i];
     if (arg == "--json") {
       options.json = true;
+    } else if (arg == "--progress" || arg == "--progress=always") {
+      options.progress = arg == "--progress=always" || isatty(fileno(stderr));
     } else if (arg == "-h" || arg == "--help") {
       PrintUsage(stdout);
       std::exit(0);
@@ -168,6 +180,8 @@ int main(int argc, char** argv) {
 
   Quillon component;
   EventLog events(!options.json);
+  ProgressLine progress(stderr);
+  if (options.progress) events.ShowProgress(&progress);
   component.SetEventHandler(&events);
 
   std::vector<std::pair<std::string, std::string>> values;
@@ -213,6 +227,11 @@ int main(int argc, char** argv) {
   }
   if (rc != 0) {
     std::fprintf(stderr, "quillon: error %d: %s\n", rc, component.ErrorDescription().c_str());
+    // A refusal by status keeps the service's own words in the body; they are shown as they came.
+    std::string body;
+    if (rc == kStatusRefused && component.GetProperty("TransferredData", -1, body) == 0 &&
+        !body.empty())
+      std::fprintf(stderr, "quillon: the service answered:\n%s\n", body.c_str());
     return 1;
   }
   return 0;

@@ -11,6 +11,9 @@ enum CryptoError : int {
   errPaddingLength = 2004,     // the padding named by the last byte is longer than the data
   errKeyLength = 2005,         // a key length the algorithm does not take
   errIvLength = 2006,          // an iv that is not exactly one block for CBC, CFB or OFB
+  errDerHeader = 445,          // a DER header that did not fit the room reserved for it
+  errDerMalformed = 446,       // a DER element with a bad header, or one reaching past its list
+  errDerNoElement = 447,       // a DER list without an element at the index asked for
   errUnknownDigestName = 3001, // a digest name that key derivation does not know
 };
 

@@ -63,6 +63,19 @@ int BufStrBase::Resize(int newLength, const char* source) {
   return errNone;
 }
 
+int BufStrBase::Reserve(int wanted) {
+  if (wanted <= capacity) return errNone;
+  const int kept = length;
+  // Growing to `wanted` and back keeps the block; the 1.5 growth rule applies only beyond it.
+  char* block = static_cast<char*>(heap ? MemRealloc(heap, static_cast<size_t>(wanted) + 1)
+                                        : MemAlloc(static_cast<size_t>(wanted) + 1));
+  if (!block) return errOutOfMemory;
+  if (!heap) std::memcpy(block, InlineStore(), static_cast<size_t>(kept) + 1);
+  heap = block;
+  capacity = wanted;
+  return errNone;
+}
+
 void BufStrBase::ShrinkToFit() {
   if (!heap || capacity == length) return;
   if (char* block = static_cast<char*>(MemRealloc(heap, static_cast<size_t>(length) + 1))) {

@@ -45,6 +45,9 @@ public:
   int AppendText(const char* text);
   int AppendChar(char c) { return Append(&c, 1); }
   int AppendDecimal(int64_t value);
+  // Makes room for `capacity` bytes without changing the text, so that appends up to it need
+  // no further growth.
+  int Reserve(int capacity);
   // Frees the heap block and returns to the empty inline state.
   void Clear();
   // Gives back the heap block's room beyond the length, for a text that is kept long after it

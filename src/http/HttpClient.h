@@ -50,6 +50,31 @@ enum CookieField : int {
 
 enum ProxySSLType : uint8_t { psAutomatic = 0, psAlways = 1, psNever = 2, psTunnel = 3 };
 
+// The states of the response reader.
+enum ResponseStateCode : uint8_t {
+  rsReadingStatus = 0,
+  rsSkippingInterim = 1,
+  rsReadingHeaders = 2,
+  rsReadingBody = 3,
+  rsReadingChunkSize = 4,
+  rsReadingChunkData = 5,
+  rsReadingTrailer = 6,
+  rsChunkPendingCR = 7,
+};
+
+// A file named by the host, in the form it was given: narrow bytes or wide characters.
+struct FileNameRecord {
+  BufStr narrow;
+  BufStr wide;        // WideChar units, NUL-terminated
+  int32_t isWide = 0; // 1 when `wide` is in force
+  bool IsEmpty() const { return isWide ? wide.IsEmpty() : narrow.IsEmpty(); }
+  void Clear() {
+    narrow.Clear();
+    wide.Clear();
+    isWide = 0;
+  }
+};
+
 class HttpClient : public TransferPort {
 public:
   HttpClient();
@@ -59,10 +84,65 @@ public:
   int Config(ConfigRequest& request, const char** result) override;
 
   // Operations
+  // Transfer driver (TransferDriver.cpp, ResponseEvaluation.cpp)
   // Sets the target of the next action; an empty `url` clears it.
   int SetURL(const char* url, int isRedirect);
   // Runs one action (HttpAction) to its end; 0, 143, 301 or the code of the request.
   virtual int RunAction(int action);
+  // Pumps the wait loop until the response is over: 0, 301 or an error code.
+  int WaitForResponse();
+  // Judges the state after a wait (or after a piece of an upload, with `result` 0): the result,
+  // one more authentication leg, or a redirect.
+  int EvaluateResponse(int result);
+  // Action 4: empties the target, the request, the credentials, the cookies and the captures.
+  void ResetHttpState();
+  void OnConnected(int status) override;
+
+  // Request composer (UrlSplit.cpp, RequestComposer.cpp, RequestBody.cpp)
+  // Splits `url`, absolute or relative to the values passed in, into its parts; the path comes
+  // back percent-encoded when EncodeURL (EncodeRedirectLocation for a redirect) is on. May set
+  // DefaultPort and useIPv6. 0 or 200.
+  int SplitURL(const char* url, BufStrBase& scheme, BufStrBase& host, BufStrBase& path,
+               int32_t& port, BufStrBase& user, BufStrBase& password, int isRedirect);
+  // Arms the response reader, picks and opens the connection and sends the request head; with
+  // `finish` the blank line that ends it too. 0 or an error code.
+  int ComposeRequest(const char* method, int finish);
+  // Readies the response reader for the answer to a request of `method`: status state, line
+  // mode, captures emptied. 0 or 200.
+  int ArmResponseReader(const char* method);
+  int SendBodilessRequest(const char* method);
+  int SendRequestWithBody(const char* method, int flags);
+  // 0 to 3; anything else is 380 "Value is out of range.".
+  int SetProxySSL(int value);
+  int BeforeSend(const char* bytes, int length, int flags) override;
+  int AfterSend(const char* bytes, int length) override;
+  int OnSendProgress(int64_t bytes) override;
+
+  // Response reader (ResponseReader.cpp, ResponseBody.cpp)
+  int OnDataEvent(char* data, int length, bool isLine) override;
+  // The line length of the head, also while a body is read through the larger buffer.
+  uint32_t GetMaxLineLength() override;
+  int SetMaxLineLength(uint32_t size) override;
+  // Finishes the response: closes LocalFile, drops the connection unless it is kept, fires
+  // EndTransfer once.
+  void EndResponse();
+  void OnDisconnected(int status) override;
+
+  // Virtual operations of the link
+  virtual int OnUploadProgress(int bytes, int status);
+  virtual int DoAction(int action) { return RunAction(action); }
+  virtual int OnBeforeSendHeaders(BufStrBase&) { return 0; }
+  virtual void NotifyStartTransfer(int direction) { FireStartTransfer(direction); }
+  virtual void NotifyEndTransfer(int direction) { FireEndTransfer(direction); }
+  // Completes the percent of an upload and fires Transfer.
+  virtual void ReportTransfer(int direction, int64_t bytes, int percent, const char* text,
+                              int length);
+  virtual void FireRedirect(const char*, bool&) {}
+  // Whether the system's proxy settings exempt this target; no settings are read here.
+  virtual bool BypassesProxy(const char*, int, const char*) { return false; }
+  // Sets the connection up to tunnel through ProxyServer to the target. The tunnel is the
+  // firewall layer's; without one this fails with 153.
+  virtual int UseProxyTunnel();
 
   // Response headers (HttpHeaders.cpp)
   // Splits one header line as it came: a line whose first byte is a blank or a control (or a
@@ -121,6 +201,10 @@ public:
   // The Config keys of the sign-on: UseSystemSSPI, ExtendedProtection, KerberosSPN, UseNTLMv2.
   // errUnknownConfig for any other key.
   int ConfigSignOn(ConfigRequest& request, const char** result);
+
+  // System proxy (HttpProxyAutoDetect.cpp): with `on`, the proxy for URLScheme and a SOCKS
+  // firewall from the environment's settings. Always 0.
+  int SetProxyAutoDetect(bool on);
 
   // Body decoding (HttpBodyDecoding.cpp); failures leave their text in lastError.
   void ResetDecoder();
@@ -252,8 +336,42 @@ public:
   BufStr ContentType;  // Content-Type of the request body
   BufStr PostData;     // the request body
   BufStr OtherHeaders; // extra header lines of the one request being sent, each ending in CRLF
+  FileNameRecord AttachedFile; // request body from a file, sent after PostData
+  FileNameRecord LocalFile;    // the body of a 2xx response goes here when set
+  bool responseCut = false;    // the connection ended inside the headers or a framed body
+  int32_t responseError = 0;   // a failure of the response reader that ends the wait
+  bool endingResponse = false; // EndResponse is dropping the connection itself
+  bool asyncSending = false;   // OnConnected sends the request of an asynchronous action
+  bool headerLinePart = false; // the last header line came as a part of a longer one
+  uint32_t headLineLength = 0; // MaxLineLength while a raw body uses the larger buffer; 0 else
 
 private:
+  // The connection of ComposeRequest: direct, plain proxy or tunnel; `absolute` tells whether
+  // the request line carries the scheme and the host. 0 or an error code.
+  int SelectConnection(bool& absolute);
+  // Makes `host` and `port` the remote end, keeping a connection that already goes there.
+  int SetTarget(const BufStrBase& host, int port);
+  // Sends one piece of the request; `more` says that another piece follows at once.
+  int SendPiece(const char* bytes, int length, bool more);
+  // Sends an attached file in pieces of 16384 bytes; 0, 302 or the send's code.
+  int SendAttachedFile(int64_t& sent);
+  int OpenAttachedFile(FileHandle& file);
+  // The states of the response reader.
+  int ReadStatusLine(char* data, int length, bool isLine);
+  int ReadHeaderLine(char* data, int length, bool isLine);
+  int EndOfHeaders();
+  int ReadChunkData(char* data, int length, bool isLine);
+  int DeliverBody(const char* data, int length);
+  // Ends the exchange with a failure of the response reader: the wait stops with `code`.
+  int FailResponse(int code, const char* text);
+  int WriteLocalFile(std::string_view piece);
+  // A raw body is read in large pieces: the port's buffer grows for it and shrinks back to the
+  // line length for the next head, keeping what it holds.
+  void UseBodyBuffer(bool large);
+  bool IsRedirectResponse() const;
+  // The one-exchange part of RunAction: the action's method and sender.
+  int DispatchAction(int action);
+
   // Forms a Digest value of `state` for the current request into `out`.
   int FormDigest(DigestState& state, const BufStrBase& user, const BufStrBase& password,
                  BufStrBase& out, bool withAlgorithm);

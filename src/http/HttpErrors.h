@@ -12,8 +12,9 @@ enum HttpError : int {
   errBadScheme = 153,        // a URL scheme or proxy scheme the client cannot use
   errCookieIndex = 156,      // "Invalid cookie index (out of range)."
   errTooManyRedirects = 310, // "There were too many redirects."
-  // The exchange needs the transfer driver, which this build does not have yet.
-  errNoTransport = 10043,
+  errProxySslRange = 380,    // "Value is out of range." for a ProxySSL outside its values
+  // The connection ended before a status line, or inside the headers or a framed body.
+  errResponseCut = 10057,
 };
 
 } // namespace quillon

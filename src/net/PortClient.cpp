@@ -91,7 +91,65 @@ int PortClient::Config(ConfigRequest& request, const char** result) {
     bindIPv6Address = IsTrueText(value);
     return errNone;
   }
-  return SocketCore::Config(request, result);
+  if (EqualsNoCase(name, "RecordLength")) {
+    if (get) return ReturnSigned(result, recordLength);
+    recordLength = static_cast<int32_t>(ParseConfigNumber(value));
+    // Flushing hands whole pieces of recordBuffer to OnRecord; nothing fills that buffer.
+    if (!recordFlushing && !recordBuffer.IsEmpty()) {
+      recordFlushing = true;
+      const int piece = recordLength > 0 ? recordLength : recordBuffer.Length();
+      while (recordBuffer.Length() >= piece && piece > 0) {
+        OnRecord(recordBuffer.Data(), piece, 0);
+        recordBuffer.DropFront(piece);
+      }
+      recordFlushing = false;
+    }
+    return errNone;
+  }
+  if (EqualsNoCase(name, "GracefullyShutDownSSL")) {
+    if (get) return ReturnFlag(result, gracefullyShutDownSSL);
+    gracefullyShutDownSSL = IsTrueText(value);
+    return errNone;
+  }
+  bool handled = false;
+  const int rc = FirewallConfig(request, result, handled);
+  return handled ? rc : SocketCore::Config(request, result);
+}
+
+int PortClient::FirewallConfig(ConfigRequest& request, const char** result, bool& handled) {
+  const std::string_view name = request.name.View();
+  const bool get = request.isGet;
+  const char* value = request.value.Data();
+  handled = true;
+  if (EqualsNoCase(name, "FirewallAutoDetect")) {
+    if (get) return ReturnFlag(result, tunnel.autoDetect != 0);
+    return tunnel.SetFirewallAutoDetect(IsTrueText(value));
+  }
+  if (EqualsNoCase(name, "FirewallHost")) {
+    if (get) return ReturnText(result, tunnel.FirewallHost());
+    return tunnel.SetFirewallHost(value);
+  }
+  if (EqualsNoCase(name, "FirewallPort")) {
+    if (get) return ReturnSigned(result, tunnel.firewallPort);
+    tunnel.firewallPort = static_cast<int32_t>(ParseConfigNumber(value));
+    return errNone;
+  }
+  if (EqualsNoCase(name, "FirewallType")) {
+    if (get) return ReturnSigned(result, tunnel.firewallType);
+    tunnel.SetFirewallType(static_cast<int>(ParseConfigNumber(value)));
+    return errNone;
+  }
+  if (EqualsNoCase(name, "FirewallUser")) {
+    if (get) return ReturnText(result, tunnel.firewallUser);
+    return tunnel.SetFirewallUser(request.value.View());
+  }
+  if (EqualsNoCase(name, "FirewallPassword")) {
+    if (get) return ReturnText(result, tunnel.firewallPassword);
+    return tunnel.SetFirewallPassword(request.value.View());
+  }
+  if (EqualsNoCase(name, "FirewallData")) return get ? ReturnText(result, "") : errNone;
+  handled = false;
+  return errNone;
 }
 
 const char* PortClient::GetLocalHost() {
@@ -125,6 +183,7 @@ int PortClient::SetMaxLineLength(uint32_t size) {
 int PortClient::SetRemoteHost(const char* text) {
   ClearLastError();
   if (remoteHost.Assign(text) != errNone) return errOutOfMemory;
+  if (tunnel.firewallType != fwNone) return errNone;
   if (socketHandle != platform::kInvalidSocket)
     return Fail(errRemoteHostBusy,
                 "You cannot change the RemoteHost at this time. A connection is in progress.");
@@ -160,6 +219,7 @@ int PortClient::SetLocalPort(int value) {
 }
 
 const char* PortClient::GetRemoteHost() {
+  if (tunnel.firewallType != fwNone) return remoteHost.Data();
   if (useIPv6) return NumericIPv6Text(remoteAddress6, remoteAddress6Text);
   if (remoteAddress == 0) {
     addressText.Clear();

@@ -3,6 +3,7 @@
 // port's own operations (connected, disconnected, data, writable) for the links above.
 #pragma once
 
+#include "net/FirewallTunnel.h"
 #include "net/LineBuffer.h"
 #include "net/SocketCore.h"
 
@@ -41,6 +42,12 @@ public:
   virtual void OnPortWritable() = 0;
   virtual void ReportStatus(const char* text, int code) = 0;
   virtual int OnRecord(const char*, int, int) { return 0; }
+  // The authentication front of the NTLM and Negotiate tunnels: the credentials for `scheme`,
+  // then the base64 token of the next message for `target`, answering `challenge` (empty for the
+  // first). Both fail here until a front is built over them.
+  virtual int LoadTunnelCredentials(const char* scheme, const char* user, const char* password);
+  virtual int MakeTunnelToken(BufStrBase& out, const char* scheme, const char* target,
+                              const char* challenge);
 
   // Operations
   // Non-zero starts a connection and returns at once (the outcome comes to OnPortConnected);
@@ -52,13 +59,15 @@ public:
   // One send; 10035 when not everything went (lastSendCount tells how much did), 10057 without
   // a connection.
   int PortSend(const char* bytes, int length, int flags, bool checkTunnel);
-  bool IsConnected() const { return connected; }
+  // False while a firewall tunnel negotiates.
+  bool IsConnected() const { return connected && !tunnel.Negotiating(); }
   // False holds received data back in the socket; true delivers it again.
   int SetAcceptData(bool value);
   // Record terminator; length 0 delivers data as it comes.
   int SetLineTerminator(const char* bytes, int length);
   // Stores the text and resolves it; 101 while a socket exists. A failed lookup returns the
-  // socket error (11001...) and leaves the text stored.
+  // socket error (11001...) and leaves the text stored. With a firewall type set the text is
+  // only stored: the tunnel names it to the firewall.
   int SetRemoteHost(const char* text);
   int SetRemotePort(int value);
   int SetLocalPort(int value);
@@ -73,6 +82,7 @@ public:
   int SetNoDelay(bool on);
 
   // Fields
+  FirewallTunnel tunnel{*this};         // between the socket events and the port's operations
   uint32_t remoteAddress = 0;           // resolved IPv4 address, network order; 0 none
   BufStr remoteHost;                    // RemoteHost as set
   platform::IPv6Address remoteAddress6; // resolved IPv6 address
@@ -92,28 +102,35 @@ public:
   int32_t maxReceiveDataTime = 0; // milliseconds one read event may run; 0 no limit
   bool closePending = false;      // a close came while the read path ran
   bool tcpNoDelay = false;
-  int64_t maxTransferRate = 0; // bytes per second that sending may reach; below 1 no limit
-  int64_t sentInWindow = 0;    // bytes sent since rateWindowStart
-  int64_t rateWindowStart = 0; // WallClockMillis of the rate window's start
-  int64_t lastSendTime = 0;    // WallClockMillis of the latest send
-  bool bindIPv6Address = true; // bind an IPv6 socket before connect
-  bool inRead = false;         // the read path runs for a read event
-  LineBuffer lineBuffer;       // received bytes, cut into records
+  bool sendMore = false;               // the caller's next send continues this one: sends hold back
+  int64_t maxTransferRate = 0;        // bytes per second that sending may reach; below 1 no limit
+  int64_t sentInWindow = 0;           // bytes sent since rateWindowStart
+  int64_t rateWindowStart = 0;        // WallClockMillis of the rate window's start
+  int64_t lastSendTime = 0;           // WallClockMillis of the latest send
+  bool bindIPv6Address = true;        // bind an IPv6 socket before connect
+  bool inRead = false;                // the read path runs for a read event
+  bool gracefullyShutDownSSL = false; // read by the secure link's shutdown
+  LineBuffer lineBuffer;              // received bytes, cut into records
+  int32_t recordLength = 0;           // RecordLength; the record path behind it is fed by nothing
+  BufStr recordBuffer;                // records waiting for OnRecord; stays empty
+  bool recordFlushing = false;        // recordBuffer is being flushed
 
 protected:
   // The points where connect results, disconnects and received data rise from the socket to the
-  // port's operations. They go straight up; a firewall tunnel takes its place between them.
-  void SocketConnected(int error) { OnPortConnected(error); }
-  void SocketDisconnected(int error) { OnPortDisconnected(error); }
+  // port's operations, through the firewall tunnel.
+  void SocketConnected(int error) { tunnel.OnSocketConnected(error); }
+  void SocketDisconnected(int error) { tunnel.OnSocketDisconnected(error); }
   int SocketData(char* bytes, int length, bool endOfRecord) {
-    return OnPortData(bytes, length, endOfRecord);
+    return tunnel.OnSocketData(bytes, length, endOfRecord);
   }
-  // The gate of the read path: data may be delivered.
-  bool DeliveryAllowed() const { return acceptData; }
+  // The gate of the read path: data may be delivered, or a tunnel reads its negotiation.
+  bool DeliveryAllowed() const { return acceptData || tunnel.Negotiating(); }
+  // Bytes on the wire are recorded while they are the application's, or the tunnel's.
+  bool RecordsWire() const { return !secureEnabled || tunnel.Negotiating(); }
 
 private:
+  int FirewallConfig(ConfigRequest& request, const char** result, bool& handled);
   void ApplySocketOptions();
-  void LogTrafficBlock(const char* label, const char* bytes, long count);
 };
 
 } // namespace quillon

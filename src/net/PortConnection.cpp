@@ -9,6 +9,7 @@
 #include "net/PortClient.h"
 
 #include "frame/Errors.h"
+#include "http/SystemProxy.h"
 #include "net/NetErrors.h"
 
 namespace quillon {
@@ -16,17 +17,36 @@ namespace quillon {
 int PortClient::PortConnect(int connect) {
   ClearLastError();
   deferredCloseCode = 0;
-  if (!connect) return CloseSocket(0);
+  if (!connect) {
+    // A caller that closes gives the tunnel up; that is no failure of the firewall.
+    tunnel.negotiating = false;
+    return CloseSocket(0);
+  }
   if (socketHandle != platform::kInvalidSocket)
     return Fail(errAlreadyConnected,
                 "Already connected. If you want to reconnect, close the current connection first.");
   closePending = false;
   lineBuffer.Clear();
-  if (!useIPv6 && remoteAddress == 0)
-    return Fail(errAddressInvalid, "The RemoteHost address is invalid (0.0.0.0).");
-  if (remotePort == 0)
+  // With a firewall the socket goes to the firewall, unless the system's settings let this
+  // target bypass it.
+  if (tunnel.firewallType != fwNone && tunnel.autoDetect &&
+      BypassesProxy(remoteHost.Data(), remotePort, nullptr)) {
+    tunnel.firewallType = fwNone;
+    tunnel.firewallPort = 0;
+    tunnel.firewallAddress = 0;
+    if (remoteAddress == 0 && !remoteHost.IsEmpty()) SetRemoteHost(remoteHost.Data());
+  }
+  const bool viaFirewall = tunnel.firewallType != fwNone;
+  const uint32_t targetAddress = viaFirewall ? tunnel.firewallAddress : remoteAddress;
+  const int targetPort = viaFirewall ? tunnel.firewallPort : remotePort;
+  if (!useIPv6 && targetAddress == 0)
+    return Fail(errAddressInvalid, viaFirewall ? "The FirewallHost address is invalid (0.0.0.0)."
+                                               : "The RemoteHost address is invalid (0.0.0.0).");
+  if (targetPort == 0)
     return Fail(errPortZero,
-                "RemotePort can't be zero. Please specify a valid service port number.");
+                viaFirewall
+                    ? "The FirewallPort is invalid (0)."
+                    : "RemotePort can't be zero. Please specify a valid service port number.");
 
   connected = false;
   const platform::SocketId s = platform::SocketOpen(useIPv6);
@@ -45,8 +65,8 @@ int PortClient::PortConnect(int connect) {
   rc = AsyncSelect(s, windowHandle, kSocketMessage, kConnectEvents);
   if (rc == 0) {
     connectPending = true;
-    rc = useIPv6 ? platform::SocketConnect(s, remoteAddress6, remotePort)
-                 : platform::SocketConnect(s, remoteAddress, remotePort);
+    rc = useIPv6 ? platform::SocketConnect(s, remoteAddress6, targetPort)
+                 : platform::SocketConnect(s, targetAddress, targetPort);
     if (rc == 0 || rc == platform::errWouldBlock) return errNone;
     connectPending = false;
   }
@@ -76,6 +96,7 @@ intptr_t PortClient::HandleSocketMessage(uint32_t message, uintptr_t first, intp
     platform::SocketSetOption(socketHandle, platform::optOobInline, 1);
     connected = error == 0;
     const uint32_t serial = socketSerial;
+    if (error == 0) OpenRecordFile();
     SocketConnected(error);
     // No Disconnected follows a failed connect; the socket just goes, unless the Connected
     // handler already started the next one.
@@ -109,6 +130,7 @@ int PortClient::CloseSocket(uint32_t status) {
     connected = false;
     // The handler still sees the socket; it goes right after.
     SocketDisconnected(static_cast<int>(status >> 16));
+    CloseRecordFile();
     if (serial != socketSerial) return errNone;
   }
   const int rc = platform::SocketClose(socketHandle);
@@ -122,6 +144,7 @@ int PortClient::OnSocketClosed() {
     platform::SocketClose(socketHandle);
     SetSocketHandle(platform::kInvalidSocket);
   }
+  CloseRecordFile();
   lastSendCount = 0;
   connected = false;
   connectPending = false;
@@ -130,11 +153,13 @@ int PortClient::OnSocketClosed() {
   return errNone;
 }
 
-int PortClient::PortSend(const char* bytes, int length, int, bool) {
+int PortClient::PortSend(const char* bytes, int length, int, bool checkTunnel) {
   ClearLastError();
+  // The caller's bytes wait until the tunnel is through.
+  if (checkTunnel && tunnel.Negotiating()) return platform::errNotConnected;
   if (!connected) return platform::errNotConnected;
   if (length <= 0) return errNone;
-  const long sent = platform::SocketSend(socketHandle, bytes, length);
+  const long sent = platform::SocketSend(socketHandle, bytes, length, sendMore);
   if (sent < 0) {
     lastSendCount = 0;
     if (!useWindowsMessages) selectMask |= platform::evWrite;
@@ -142,7 +167,7 @@ int PortClient::PortSend(const char* bytes, int length, int, bool) {
   }
   ArmOnTraffic();
   lastSendCount = static_cast<int32_t>(sent);
-  LogTrafficBlock("SEND", bytes, sent);
+  if (RecordsWire()) RecordTraffic(0, bytes, static_cast<int>(sent), nullptr, 0);
   if (sent < length) {
     if (!useWindowsMessages) selectMask |= platform::evWrite;
     return platform::errWouldBlock;
@@ -150,9 +175,12 @@ int PortClient::PortSend(const char* bytes, int length, int, bool) {
   return errNone;
 }
 
-void PortClient::LogTrafficBlock(const char* label, const char* bytes, long count) {
-  // Bit 1 of LogDebugOption keeps the traffic out of the log.
-  if (logEnabled && !(logOption & 2)) LogTraffic(label, bytes, static_cast<int>(count));
+int PortClient::LoadTunnelCredentials(const char*, const char*, const char*) {
+  return Fail(errTunnelFailed, "NTLM and Negotiate proxy authentication are not available.");
+}
+
+int PortClient::MakeTunnelToken(BufStrBase&, const char*, const char*, const char*) {
+  return Fail(errTunnelFailed, "NTLM and Negotiate proxy authentication are not available.");
 }
 
 } // namespace quillon

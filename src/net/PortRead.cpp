@@ -29,6 +29,13 @@ int PortClient::ReadSocket(int mode) {
     }
     return true;
   };
+  // A close asked for during a delivery that also shut the gate (a tunnel that gave up) is
+  // finished here, since no later read would pass the gate to finish it.
+  const auto stop = [&]() -> int {
+    if (gone() || !closePending || mode != 0) return errNone;
+    inRead = false;
+    return CloseSocket(deferredCloseCode);
+  };
   char* bytes;
   uint32_t size;
   for (;;) {
@@ -36,7 +43,7 @@ int PortClient::ReadSocket(int mode) {
     while (lineBuffer.NextRecord(bytes, size)) {
       ArmOnTraffic();
       SocketData(bytes, static_cast<int>(size), true);
-      if (gone() || !gate()) return errNone;
+      if (gone() || !gate()) return stop();
     }
     char* space;
     uint32_t room;
@@ -50,7 +57,7 @@ int PortClient::ReadSocket(int mode) {
         PostReadEvent();
         return rc;
       }
-      if (gone() || !gate()) return errNone;
+      if (gone() || !gate()) return stop();
     } else {
       if (closePending && mode == 0) {
         inRead = false;
@@ -69,7 +76,17 @@ int PortClient::ReadSocket(int mode) {
         ReportError(error, text);
         return error;
       }
-      if (n > 0) LogTrafficBlock("RECEIVE", space, n);
+      if (n > 0 && RecordsWire()) RecordTraffic(1, space, static_cast<int>(n), nullptr, 0);
+      if (n > 0 && tunnel.Negotiating() && tunnel.firewallType <= fwSOCKS5) {
+        // CONNECT and SOCKS read their replies as raw chunks, straight from the socket.
+        ArmOnTraffic();
+        const int rc = tunnel.OnSocketData(space, static_cast<int>(n), false);
+        if (closePending && mode == 0) {
+          inRead = false;
+          return CloseSocket(deferredCloseCode);
+        }
+        return rc;
+      }
       if (n > 0 && mode == 0) {
         lineBuffer.Commit(static_cast<uint32_t>(n));
       } else {

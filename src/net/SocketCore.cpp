@@ -37,6 +37,7 @@ bool IsAnyAddress(const platform::IPv6Address& address) {
 
 SocketCore::SocketCore() {
   ResetCore();
+  sslProvider.Assign("Microsoft Unified Security Protocol Provider");
   windowHandle = platform::CreateMessageWindow(&WindowProcedure, this);
 }
 
@@ -97,7 +98,9 @@ int SocketCore::Config(ConfigRequest& request, const char** result) {
     useIPv6 = ConfigFlag(request);
     return errNone;
   }
-  return ComponentCore::Config(request, result);
+  bool handled = false;
+  const int rc = StoredConfig(request, result, handled);
+  return handled ? rc : ComponentCore::Config(request, result);
 }
 
 int SocketCore::AsyncSelect(platform::SocketId s, platform::WindowId window, uint32_t message,
@@ -183,6 +186,7 @@ bool SocketCore::WaitStep(uint32_t milliseconds, platform::WindowId window) {
       }
       const bool outer = inDispatch;
       inDispatch = true;
+      ++eventsDelivered;
       platform::DispatchWindowMessage(message);
       inDispatch = outer;
       if (message.message == platform::kMessageClose || !platform::IsMessageWindow(window))
@@ -215,6 +219,7 @@ int SocketCore::GetTimeout() const {
 
 void SocketCore::Raise(uint32_t message, platform::SocketId s, uint32_t event, int error) {
   const uint32_t status = event | (static_cast<uint32_t>(error) << 16);
+  ++eventsDelivered;
   HandleSocketMessage(message, static_cast<uintptr_t>(s), static_cast<intptr_t>(status));
 }
 

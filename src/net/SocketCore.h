@@ -4,6 +4,8 @@
 #pragma once
 
 #include "frame/ComponentCore.h"
+#include "frame/FileHandle.h"
+#include "keys/CertificateFront.h"
 #include "platform/MessageQueue.h"
 #include "platform/Socket.h"
 
@@ -71,6 +73,16 @@ public:
   // Fails with 287 while a socket exists.
   int SetUseWindowsMessages(bool value);
 
+  // Session recording
+  // Starts a new script for the connection: -1 without RecordToFile, else 0 or 4.
+  int OpenRecordFile();
+  void CloseRecordFile() { recordFile.Close(); }
+  // Logs the bytes (unless bit 1 of LogDebugOption) and writes them into the script: what the
+  // engine sent (`direction` 0) as an expect command, what it received (1) as a send command.
+  // 0, 5 when the script is closed, 7 when a write fails (which closes it).
+  int RecordTraffic(int direction, const char* bytes, int length, const char* tailBytes,
+                    int tailLength);
+
   // Fields
   platform::WindowId windowHandle = 0; // the object's message window; 0 when none
   int32_t timeoutMillis = 0;           // Timeout in milliseconds; 0 none, negative: don't wait
@@ -99,8 +111,30 @@ public:
   platform::SocketId selectSocket = platform::kInvalidSocket; // latest AsyncSelect arguments
   uint32_t selectMessage = kSocketMessage;
   uint32_t selectMask = 0;
-  uint32_t socketSerial = 0; // changes whenever socketHandle does, so that a poll round can
-                             // tell a new socket that took a closed one's number
+  uint32_t eventsDelivered = 0; // counts the messages and socket events that wait steps ran
+  uint32_t socketSerial = 0;    // changes whenever socketHandle does, so that a poll round can
+                                // tell a new socket that took a closed one's number
+  // The client certificate (SSLCertStore, SSLCertStoreType, SSLCertStorePassword,
+  // SSLCertSubject, SSLCertEncoded) and SSLAcceptServerCertEncoded.
+  CertificateFront certificates{*this};
+
+  // Settings held for other links and read back (TLS, authentication, QoS)
+  int32_t qosTrafficType = 0;         // QOSTrafficType; no flow is ever made
+  int32_t qosDscpValue = 0;           // QOSDSCPValue
+  BufStr sslProvider;                 // SSLProvider
+  int32_t sslCipherStrength = 40;     // SSLCipherStrength
+  BufStr sslAlgorithmList;            // SSLAlgorithmList
+  bool useDefaultCredentials = false; // UseDefaultCredentials
+  bool reuseSSLSession = false;       // ReuseSSLSession
+  bool extendedProtection = false;    // ExtendedProtection: channel binding in Negotiate
+  int32_t sslSecurityFlags = 0;       // SSLSecurityFlags
+  bool sslIncludeCertChain = false;   // SSLIncludeCertChain
+  int32_t sslEnabledProtocols = 4032; // SSLEnabledProtocols
+  bool sslEnableRenegotiation = true; // SSLEnableRenegotiation
+  BufStr kerberosSPN;                 // KerberosSPN
+  bool useSystemSSPI = true;          // UseSystemSSPI
+  BufStr recordToFile;                // RecordToFile: the script's name; empty records nothing
+  FileHandle recordFile;              // the script of the current connection
 
 protected:
   // A flag of the socket links' Config keys reads "True" or "False".
@@ -126,6 +160,8 @@ protected:
   void EnsureWindowHere();
 
 private:
+  // The keys that are only held and read back; `handled` false for any other.
+  int StoredConfig(ConfigRequest& request, const char** result, bool& handled);
   static intptr_t WindowProcedure(void* target, platform::WindowId window, uint32_t message,
                                   uintptr_t first, intptr_t second);
   bool EndWait(const char* text);

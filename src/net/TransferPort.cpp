@@ -19,11 +19,19 @@ TransferPort::~TransferPort() {
 }
 
 int TransferPort::Config(ConfigRequest& request, const char** result) {
+  if (EqualsNoCase(request.name.View(), "UseExtendedDST")) {
+    if (request.isGet) return ReturnSigned(result, useExtendedDST ? 1 : 0);
+    useExtendedDST = IsTrueText(request.value.Data());
+    return errNone;
+  }
   if (EqualsNoCase(request.name.View(), "ConnectionTimeout")) {
     if (request.isGet) return ReturnSigned(result, connectionTimeout);
     connectionTimeout = static_cast<int32_t>(ParseConfigNumber(request.value.Data()));
     return errNone;
   }
+  // Read only: setting it is an unknown key.
+  if (EqualsNoCase(request.name.View(), "TransferText") && request.isGet)
+    return ReturnText(result, transferText);
   return SecurePort::Config(request, result);
 }
 

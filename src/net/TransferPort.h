@@ -47,6 +47,8 @@ public:
   int32_t connectionTimeout = 0;    // limit of ConnectAndWait in the unit of Timeout; < 1 none
   FileHandle transferFile;          // a file held during a transfer; closed at every disconnect
   BufStr receivedText;              // the default sink's bytes
+  bool useExtendedDST = true;       // UseExtendedDST: held and read back, used by nothing
+  BufStr transferText;              // the piece that SendAll was last given for a chunked upload
 
 private:
   // Waits while sending has gone faster than maxTransferRate; 0 or 301.

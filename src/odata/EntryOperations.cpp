@@ -53,9 +53,9 @@ int WritePropertyDocument(XmlWriter& writer, XmlParser& response, std::string_vi
 } // namespace
 
 int QuillonCore::ComposeEntryUrl(BufStrBase& url) {
-  int rc = url.Assign(ServiceRootURI);
-  rc = rc ? rc : AppendPath(url, ResourcePath.View(), encodeResourcePath != 0);
-  return rc ? rc : AppendQuery(url, OtherQueryOptions.View(), true);
+  bool absolute = false;
+  const int rc = ComposeResourceUrl(url, absolute);
+  return rc || absolute ? rc : AppendQuery(url, OtherQueryOptions.View(), true);
 }
 
 int QuillonCore::AddIfMatch(EntryRecord& entry) {

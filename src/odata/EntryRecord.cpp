@@ -1,15 +1,18 @@
-// An entry's life: raw text (Capture, SetRawXml) -> parsed (EnsureParsed) -> scanned for links,
-// for properties, or both, independently. Release goes back to raw text, keeping only the lists
-// that the host changed by index, since those exist nowhere else.
+// An entry's life: read in place (Capture) -> detached to raw text of its own (Detach, or any
+// change of its text) -> parsed (EnsureParsed). Links and properties are scanned out of whichever
+// tree holds the entry, independently and on demand. Release drops the own parse and the lists,
+// keeping only the lists that the host changed by index, since those exist nowhere else.
 //
-// The entry's text is parsed in its own document "<entry namespaces>" raw "</entry>". The
-// namespaces are the mappings in scope at the entry in the response, so the d: and m: prefixes
-// that a feed declares on its root resolve here too and everything below goes by local names.
+// Detached, the entry's text is parsed in its own document "<entry namespaces>" raw "</entry>".
+// The namespaces are the mappings in scope at the entry in the response, so the d: and m:
+// prefixes that a feed declares on its root resolve there too and the entry's elements have the
+// same names in both trees: a scan or a read gives the same before and after Detach.
 #include "odata/EntryRecord.h"
 
 #include "frame/Errors.h"
 #include "frame/Text.h"
 #include "odata/ODataNamespaces.h"
+#include "xml/XmlErrors.h"
 
 #include <new>
 
@@ -31,36 +34,47 @@ int AppendAttributeText(BufStrBase& out, std::string_view text) {
   return rc;
 }
 
-// "/entry/[i]" or "[i]".
-void IndexStep(BufStrBase& out, const char* front, int index) {
-  out.Assign(front);
-  out.AppendDecimal(index);
-  out.AppendChar(']');
+// The element's first attribute whose local name is `name`, ignoring case: its value where it
+// lies. False when there is none.
+bool FindAttribute(const XmlTree& tree, uint32_t element, std::string_view name,
+                   std::string_view* value) {
+  const int count = tree.AttrCountOf(element);
+  for (int a = 0; a < count; ++a) {
+    const uint32_t attribute = tree.AttributeRecord(element, a);
+    if (SameNoCase(tree.AttrLocalName(attribute), name)) {
+      *value = tree.AttrValueBytes(attribute);
+      return true;
+    }
+  }
+  return false;
 }
 
-int AssignAttribute(BufStrBase& field, const XmlParser& parser, std::string_view name) {
-  const char* value = parser.AttributeByName(name);
-  return field.Assign(value ? value : "");
+int AssignAttribute(BufStrBase& field, const XmlTree& tree, uint32_t element,
+                    std::string_view name) {
+  std::string_view value;
+  return field.Assign(FindAttribute(tree, element, name, &value) ? value : std::string_view());
 }
 
-// A leaf at the cursor of `parser`, named `name` at `path`.
-int ReadLeaf(EntryProperty& property, const XmlParser& parser, const BufStrBase& name,
+// A leaf `element`, named `name` at `path`.
+int ReadLeaf(EntryProperty& property, const XmlTree& tree, uint32_t element, const BufStrBase& name,
              const BufStrBase& path) {
   int rc = property.name.Assign(name);
   rc = rc ? rc : property.path.Assign(path);
-  rc = rc ? rc : AssignAttribute(property.type, parser, "type");
-  const char* null = parser.AttributeByName("null");
-  if (rc == errNone && null && std::string_view(null) == "true") {
+  rc = rc ? rc : AssignAttribute(property.type, tree, element, "type");
+  std::string_view null;
+  if (rc == errNone && FindAttribute(tree, element, "null", &null) && null == "true") {
     property.isNull = 1;
   } else if (rc == errNone) {
-    rc = property.value.Assign(parser.XText());
+    rc = property.value.Assign(tree.TextBytes(element));
     property.isNull = property.value.IsEmpty() ? 1 : 0;
   }
-  for (int a = 0; rc == errNone && a < parser.AttrCount(); ++a) {
+  const int count = tree.AttrCountOf(element);
+  for (int a = 0; rc == errNone && a < count; ++a) {
+    const uint32_t attribute = tree.AttributeRecord(element, a);
     if (a > 0) rc = property.attributes.AppendChar(' ');
-    rc = rc ? rc : property.attributes.Append(parser.AttrLocalName(a));
+    rc = rc ? rc : property.attributes.Append(tree.AttrLocalName(attribute));
     rc = rc ? rc : property.attributes.AppendText("=\"");
-    rc = rc ? rc : property.attributes.Append(parser.AttrValue(a));
+    rc = rc ? rc : property.attributes.Append(tree.AttrValueBytes(attribute));
     rc = rc ? rc : property.attributes.AppendChar('"');
   }
   return rc;
@@ -106,6 +120,8 @@ int EntryRecord::CopyTo(EntryRecord& destination) const {
   int rc = destination.rawXml.Assign(rawXml);
   rc = rc ? rc : destination.namespaces.Assign(namespaces);
   rc = rc ? rc : destination.entryETag.Assign(entryETag);
+  destination.document = document;
+  destination.documentElement = documentElement;
   destination.codePage = codePage;
   destination.charsetMode = charsetMode;
   destination.propertiesRead = propertiesRead;
@@ -140,6 +156,8 @@ void EntryRecord::Clear() {
   rawXml.Clear();
   namespaces.Clear();
   entryETag.Clear();
+  document = nullptr;
+  documentElement = 0;
   codePage = 0;
   charsetMode = 0;
   parsed = propertiesRead = linksRead = 0;
@@ -148,17 +166,38 @@ void EntryRecord::Clear() {
 
 int EntryRecord::Capture(XmlParser& parser) {
   Clear();
-  std::string_view contents;
-  if (int rc = parser.XContents(&contents); rc != errNone) return rc;
-  int rc = rawXml.Assign(contents);
+  if (!parser.impl.KeepOriginalText) {
+    std::string_view contents;
+    return parser.XContents(&contents);
+  }
+  document = &parser;
+  documentElement = parser.impl.tree.CursorOrRoot();
+  codePage = parser.impl.codePage;
+  charsetMode = parser.impl.charsetMode ? 1 : 0;
+  return errNone;
+}
 
+std::string_view EntryRecord::RawText() const {
+  if (!document) return rawXml.View();
+  uint32_t start, end;
+  document->impl.tree.KeptRange(documentElement, kpContents, &start, &end);
+  const std::string_view kept = document->OriginalText();
+  return end > start && end <= kept.size() ? kept.substr(start, end - start) : std::string_view();
+}
+
+int EntryRecord::Detach() {
+  if (!document) return errNone;
+  const XmlTree& tree = document->impl.tree;
+  const uint32_t entry = documentElement;
+  int rc = rawXml.Assign(RawText());
   // An inner declaration of a prefix wins over an outer one, which is left out.
-  const int count = parser.NamespaceCount();
+  namespaces.Clear();
+  const int count = tree.ScopeCountOf(entry);
   for (int i = 0; rc == errNone && i < count; ++i) {
-    const std::string_view prefix = parser.NamespacePrefix(i);
+    const std::string_view prefix = tree.MappingPrefix(tree.MappingInScope(entry, i));
     bool redeclared = prefix == "xml";
     for (int j = i + 1; !redeclared && j < count; ++j)
-      redeclared = parser.NamespacePrefix(j) == prefix;
+      redeclared = tree.MappingPrefix(tree.MappingInScope(entry, j)) == prefix;
     if (redeclared) continue;
     if (!namespaces.IsEmpty()) rc = namespaces.AppendChar(' ');
     rc = rc ? rc : namespaces.AppendText("xmlns");
@@ -167,21 +206,24 @@ int EntryRecord::Capture(XmlParser& parser) {
       rc = rc ? rc : namespaces.Append(prefix);
     }
     rc = rc ? rc : namespaces.AppendText("=\"");
-    rc = rc ? rc : AppendAttributeText(namespaces, parser.NamespaceUri(i));
+    rc = rc ? rc : AppendAttributeText(namespaces, tree.MappingUri(tree.MappingInScope(entry, i)));
     rc = rc ? rc : namespaces.AppendChar('"');
   }
-  rc = rc ? rc : AssignAttribute(entryETag, parser, "etag");
-  // A feed's entries stay as text for as long as the feed does; they hold no spare room.
+  rc = rc ? rc : AssignAttribute(entryETag, tree, entry, "etag");
+  // A detached entry stays as text for as long as the feed does; it holds no spare room.
   rawXml.ShrinkToFit();
   namespaces.ShrinkToFit();
   entryETag.ShrinkToFit();
-  codePage = parser.impl.codePage;
-  charsetMode = parser.impl.charsetMode ? 1 : 0;
+  document = nullptr;
+  documentElement = 0;
+  parsed = 0;
   if (rc != errNone) Clear();
   return rc;
 }
 
 int EntryRecord::SetRawXml(std::string_view text, bool alsoLinks) {
+  // The namespaces stay, so an entry read in place takes them first.
+  const int detached = Detach();
   const int rc = rawXml.Assign(text);
   DropParser();
   parsed = 0;
@@ -196,7 +238,7 @@ int EntryRecord::SetRawXml(std::string_view text, bool alsoLinks) {
       lists->editLink.Clear();
     }
   }
-  return rc;
+  return detached ? detached : rc;
 }
 
 void EntryRecord::PrepareParser(XmlParser& parser) const {
@@ -207,6 +249,7 @@ void EntryRecord::PrepareParser(XmlParser& parser) const {
 }
 
 int EntryRecord::EnsureParsed() {
+  if (document) return errNone;
   XmlParser* parser = Parser();
   if (!parser) return errOutOfMemory;
   if (!parsed) {
@@ -222,13 +265,25 @@ int EntryRecord::EnsureParsed() {
   return errNone;
 }
 
-int EntryRecord::ReadLink(XmlParser& parser) {
+int EntryRecord::Locate(const XmlTree** tree, uint32_t* element) {
+  if (document) {
+    *tree = &document->impl.tree;
+    *element = documentElement;
+    return errNone;
+  }
+  if (int rc = EnsureParsed(); rc != errNone) return rc;
+  *tree = &entryParser->impl.tree;
+  *element = entryParser->impl.tree.Cursor();
+  return errNone;
+}
+
+int EntryRecord::ReadLink(const XmlTree& tree, uint32_t element) {
   EntryLink link;
-  int rc = AssignAttribute(link.title, parser, "title");
-  rc = rc ? rc : AssignAttribute(link.href, parser, "href");
-  rc = rc ? rc : AssignAttribute(link.rel, parser, "rel");
-  rc = rc ? rc : AssignAttribute(link.type, parser, "type");
-  rc = rc ? rc : AssignAttribute(link.etag, parser, "etag");
+  int rc = AssignAttribute(link.title, tree, element, "title");
+  rc = rc ? rc : AssignAttribute(link.href, tree, element, "href");
+  rc = rc ? rc : AssignAttribute(link.rel, tree, element, "rel");
+  rc = rc ? rc : AssignAttribute(link.type, tree, element, "type");
+  rc = rc ? rc : AssignAttribute(link.etag, tree, element, "etag");
   if (rc != errNone) return rc;
   // Navigation links are kept. Of the edit links the first etag stands, except that the
   // media's etag always wins.
@@ -247,95 +302,85 @@ int EntryRecord::ReadLink(XmlParser& parser) {
 }
 
 int EntryRecord::ScanLinks() {
-  if (int rc = EnsureParsed(); rc != errNone) return rc;
+  const XmlTree* tree;
+  uint32_t entry;
+  if (int rc = Locate(&tree, &entry); rc != errNone) return rc;
   if (linksRead) return errNone;
   if (!MakeLists()) return errOutOfMemory;
-  XmlParser& parser = *entryParser;
   lists->links.Clear();
-  const int count = parser.XChildrenCount();
-  BufStr30 step;
-  for (int i = 1; i <= count; ++i) {
-    IndexStep(step, "/entry/[", i);
-    if (int rc = parser.SetXPath(step.View()); rc != errNone) return rc;
-    if (!SameNoCase(parser.LocalName(), "link")) continue;
-    if (int rc = ReadLink(parser); rc != errNone) return rc;
-  }
+  const int count = tree->ChildCountOf(entry);
+  uint32_t child = count > 0 ? tree->FirstChildOf(entry) : 0;
+  for (int i = 0; child && i < count; ++i, child = tree->NextSiblingOf(child))
+    if (SameNoCase(tree->LocalName(child), "link"))
+      if (int rc = ReadLink(*tree, child); rc != errNone) return rc;
   // Services put the ETag on the entry element; a link's etag, where one is given, wins.
   EntryLink& edit = lists->editLink;
-  if (edit.etag.IsEmpty())
-    if (int rc = edit.etag.Assign(entryETag); rc != errNone) return rc;
+  if (edit.etag.IsEmpty()) {
+    const int rc =
+        document ? AssignAttribute(edit.etag, *tree, entry, "etag") : edit.etag.Assign(entryETag);
+    if (rc != errNone) return rc;
+  }
   linksRead = 1;
   return errNone;
 }
 
 int EntryRecord::ScanProperties() {
-  if (int rc = EnsureParsed(); rc != errNone) return rc;
+  const XmlTree* tree;
+  uint32_t entry;
+  if (int rc = Locate(&tree, &entry); rc != errNone) return rc;
   if (propertiesRead) return errNone;
   if (!MakeLists()) return errOutOfMemory;
-  XmlParser& parser = *entryParser;
   lists->properties.Clear();
-  const int count = parser.XChildrenCount();
-  BufStr30 step;
-  BufStr30 name;
   BufStr namePrefix;
   BufStr path;
-  for (int i = 1; i <= count; ++i) {
-    IndexStep(step, "[", i);
-    int rc = parser.SetXPath(step.View());
-    rc = rc ? rc : name.Assign(parser.LocalName());
-    rc = rc ? rc : parser.SetXPath("..");
-    if (rc != errNone) return rc;
+  const int count = tree->ChildCountOf(entry);
+  uint32_t child = count > 0 ? tree->FirstChildOf(entry) : 0;
+  for (int i = 0; child && i < count; ++i, child = tree->NextSiblingOf(child)) {
     // A media entry holds its properties directly under entry. Content without properties
-    // simply has none.
-    const char* where = SameNoCase(name.View(), "content")      ? "content/properties"
-                        : SameNoCase(name.View(), "properties") ? "properties"
-                                                                : nullptr;
-    if (!where) continue;
+    // simply has none. The steps go by name, so a second content reads the first one's again.
+    const std::string_view name = tree->LocalName(child);
+    const bool content = SameNoCase(name, "content");
+    if (!content && !SameNoCase(name, "properties")) continue;
+    const uint32_t holder = content ? tree->ChildNamed(entry, "content") : entry;
+    const uint32_t properties = tree->ChildNamed(holder, "properties");
+    if (!properties) continue;
     namePrefix.Clear();
-    if (path.Assign(where) != errNone) return errOutOfMemory;
-    if (ReadProperties(namePrefix, path) == errOutOfMemory) return errOutOfMemory;
-    rc = parser.SetXPath("/entry");
-    if (rc != errNone) return rc;
+    if (path.Assign(content ? "content/properties" : "properties") != errNone)
+      return errOutOfMemory;
+    if (ReadProperties(*tree, properties, namePrefix, path) == errOutOfMemory)
+      return errOutOfMemory;
   }
   propertiesRead = 1;
   return errNone;
 }
 
-// Records the leaves below /entry/`path`; a child with children of its own is walked with its
-// name added to both. `namePrefix` and `path` are restored before returning.
-int EntryRecord::ReadProperties(BufStrBase& namePrefix, BufStrBase& path) {
-  XmlParser& parser = *entryParser;
+// Records the leaves below `parent`, which `path` leads to; a child with children of its own is
+// walked with its name added to both, as the step of that name finds it. `namePrefix` and
+// `path` are restored before returning.
+int EntryRecord::ReadProperties(const XmlTree& tree, uint32_t parent, BufStrBase& namePrefix,
+                                BufStrBase& path) {
   const int prefixLength = namePrefix.Length();
   const int pathLength = path.Length();
-  BufStr absolute;
-  int rc = absolute.AppendText("/entry/");
-  rc = rc ? rc : absolute.Append(path);
-  rc = rc ? rc : parser.SetXPath(absolute.View());
-  if (rc == errNone && prefixLength > 0 && !namePrefix.EndsWith("/"))
-    rc = namePrefix.AppendChar('/');
-  const int count = rc == errNone ? parser.XChildrenCount() : 0;
+  int rc = errNone;
+  if (prefixLength > 0 && !namePrefix.EndsWith("/")) rc = namePrefix.AppendChar('/');
+  const int count = rc == errNone ? tree.ChildCountOf(parent) : 0;
   const int nameBase = namePrefix.Length();
-  BufStr30 step;
-  for (int i = 1; rc == errNone && i <= count; ++i) {
-    IndexStep(step, "[", i);
-    rc = parser.SetXPath(step.View());
-    if (rc != errNone) break;
-    const std::string_view local = parser.LocalName();
+  uint32_t child = count > 0 ? tree.FirstChildOf(parent) : 0;
+  for (int i = 0; rc == errNone && child && i < count; ++i, child = tree.NextSiblingOf(child)) {
+    const std::string_view local = tree.LocalName(child);
     rc = namePrefix.Append(local);
     rc = rc ? rc : path.AppendChar('/');
     rc = rc ? rc : path.Append(local);
-    if (rc == errNone && parser.XChildrenCount() > 0) {
+    if (rc == errNone && tree.ChildCountOf(child) > 0) {
       // A complex value: its leaves carry its name in theirs.
-      rc = parser.SetXPath("..");
-      rc = rc ? rc : ReadProperties(namePrefix, path);
-      rc = rc ? rc : parser.SetXPath("..");
+      const uint32_t named = tree.ChildNamed(parent, local);
+      rc = named ? ReadProperties(tree, named, namePrefix, path) : errNoSuchChild;
     } else if (rc == errNone) {
       PtrList<EntryProperty>& properties = lists->properties;
       const int at = properties.Count();
       EntryProperty* property = properties.Resize(at + 1) == errNone ? properties.At(at) : nullptr;
-      rc = property ? ReadLeaf(*property, parser, namePrefix, path) : errOutOfMemory;
+      rc = property ? ReadLeaf(*property, tree, child, namePrefix, path) : errOutOfMemory;
       if (rc != errNone) properties.Resize(at);
-      rc = rc ? rc : parser.SetXPath("..");
     }
     namePrefix.Resize(nameBase, nullptr);
     path.Resize(pathLength, nullptr);

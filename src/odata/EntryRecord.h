@@ -1,6 +1,8 @@
-// The records of a feed: an entry kept as its raw inner XML, with its properties and links.
-// Everything but the raw text is derived on demand (the entry's own parse, the link scan, the
-// property scan) and can be dropped and derived again, so an entry nobody reads costs its text.
+// The records of a feed: an entry with its properties and links. An entry read from a response
+// is read in place, in the response document's tree, until that document goes or the entry's
+// text is changed; then it keeps its inner XML as text of its own, parsed in a document of its
+// own on demand. The lists (links, properties) are derived on demand and can be dropped and
+// derived again, so an entry nobody reads costs a small record.
 #pragma once
 
 #include "frame/BufStr.h"
@@ -51,10 +53,17 @@ public:
   void Clear();
 
   // Raw text
-  // Takes the cursor element of `parser` as this entry: its inner XML byte for byte, the
-  // namespace mappings in scope there, its etag attribute and the parser's code page. 0, 200 or
-  // 214 (the parser keeps no text).
+  // Takes the cursor element of `parser` as this entry, read in place in that document, which
+  // must not change until Detach: the owner calls it before `parser` reads another one. Notes
+  // the parser's code page. 0, or 214 when the parser keeps no text.
   int Capture(XmlParser& parser);
+  // An entry read in place takes its own copy of what it is: its inner XML byte for byte, the
+  // namespace mappings in scope at it and its etag attribute. The lists stay. 0, or 200 with the
+  // entry emptied.
+  int Detach();
+  bool InDocument() const { return document != nullptr; }
+  // The inner XML: in the document while the entry is read there, else rawXml.
+  std::string_view RawText() const;
   // Replaces the raw text and drops the parse and the properties; with `alsoLinks` the links and
   // the edit link too. The namespaces stay. 0 or 200.
   int SetRawXml(std::string_view text, bool alsoLinks);
@@ -62,7 +71,7 @@ public:
   // Derived state. Each result is 0, 200 or the code of the entry's parser, whose text
   // ErrorText() gives.
   // Parses "<entry namespaces>" raw text "</entry>" once; on success the cursor of the entry's
-  // parser is on /entry.
+  // parser is on /entry. Nothing to do for an entry read in place.
   int EnsureParsed();
   // Fill the lists from the parse; repeat calls are free until the text changes.
   int ScanLinks();
@@ -114,9 +123,9 @@ public:
   int LinkCount();
 
   // Fields
-  BufStrN<7> rawXml;     // the entry's inner XML: the truth everything else derives from
+  BufStrN<7> rawXml;     // the entry's inner XML once detached: what everything derives from
   BufStrN<7> namespaces; // xmlns:p="uri" for each mapping in scope at the entry, blanks between
-  BufStrN<15> entryETag; // the entry element's etag; the ETag when no link carries one
+  BufStrN<15> entryETag; // the entry element's etag once detached; the ETag when no link has one
   int32_t codePage = 0;  // of the parser it was captured from: numeric references decode to it
   int8_t charsetMode = 0;
   int8_t parsed = 0;           // entryParser holds rawXml
@@ -134,15 +143,26 @@ private:
     BufStr authorText;        // scratch for Author
     BufStr xmlText;           // scratch for Xml
   };
+  // The tree that holds the entry and the entry's element there: the document's, or its own
+  // after EnsureParsed. 0 or EnsureParsed's code.
+  int Locate(const XmlTree** tree, uint32_t* element);
+  // The element that the steps of `path` lead to from `element`, for a path of name steps
+  // ("author/name", "Name[2]"); false when `path` holds any other step, which the walker of the
+  // entry's own parser then reads.
+  static bool WalkNameSteps(const XmlTree& tree, std::string_view path, uint32_t* element);
+  const char* ValueByWalker(std::string_view path);
   XmlParser* Parser();
   Lists* MakeLists();
   void DropParser();
   void DropLists();
   void PrepareParser(XmlParser& parser) const;
-  int ReadProperties(BufStrBase& namePrefix, BufStrBase& path);
-  int ReadLink(XmlParser& parser);
+  int ReadProperties(const XmlTree& tree, uint32_t parent, BufStrBase& namePrefix,
+                     BufStrBase& path);
+  int ReadLink(const XmlTree& tree, uint32_t element);
 
   XmlParser* entryParser = nullptr; // this entry's own document; made by EnsureParsed
+  XmlParser* document = nullptr;    // the response document while the entry is read there
+  uint32_t documentElement = 0;     // the entry's element in `document`
   Lists* lists = nullptr;
 };
 

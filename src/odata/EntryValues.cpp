@@ -1,14 +1,19 @@
-// Reading and writing one entry by path. A read walks the entry's parse; a write produces new
-// raw text through the path rewrite and lets the next read parse that text again:
+// Reading and writing one entry by path. A read walks the tree that holds the entry; a write
+// produces new raw text through the path rewrite and lets the next read parse that text again:
 //
-//   Value("content/properties/Name")   steps from /entry, each walked where the last ended
+//   Value("content/properties/Name")   steps from the entry, each walked where the last ended
 //   Value("/entry/category@term")      one absolute step, then the attribute
 //   SetValue("/entry/title", "T")      RewriteChildren of /entry -> SetRawXml(text, false)
+//
+// Name steps are taken in the tree directly, in the response document while the entry is read
+// there; any other step goes through the path walker of the entry's own parse.
 //
 // Values are escaped on the way in, so that what is written reads back the same.
 #include "odata/EntryRecord.h"
 
 #include "frame/Errors.h"
+#include "frame/Text.h"
+#include "xml/XmlCharClass.h"
 #include "xml/XmlRewrite.h"
 
 namespace quillon {
@@ -37,8 +42,71 @@ constexpr std::string_view kAuthorName = "/entry/author/name";
 constexpr std::string_view kAuthorEmail = "/entry/author/email";
 } // namespace
 
+bool EntryRecord::WalkNameSteps(const XmlTree& tree, std::string_view path, uint32_t* element) {
+  // An absolute path is one step that starts at the entry, named as its own document names it.
+  if (path.starts_with('/')) {
+    const size_t slash = path.find('/', 1);
+    if (path.substr(1, slash == std::string_view::npos ? slash : slash - 1) != "entry")
+      return false;
+    path = slash == std::string_view::npos ? std::string_view() : path.substr(slash + 1);
+  }
+  uint32_t at = *element;
+  while (!path.empty()) {
+    const size_t slash = path.find('/');
+    std::string_view step = path.substr(0, slash);
+    path = slash == std::string_view::npos ? std::string_view() : path.substr(slash + 1);
+    if (step.empty()) continue;
+    size_t nameLength = 0;
+    while (nameLength < step.size() && IsXmlNameChar(step[nameLength]))
+      ++nameLength;
+    if (nameLength == 0 || !IsXmlNameStart(step[0], false)) return false;
+    int index = 1;
+    if (nameLength < step.size()) {
+      // name[digits]; anything else is the walker's
+      const std::string_view inner = step.substr(nameLength);
+      if (inner.size() < 3 || inner.front() != '[' || inner.back() != ']' || inner.size() > 11)
+        return false;
+      index = 0;
+      for (const char c : inner.substr(1, inner.size() - 2)) {
+        if (c < '0' || c > '9') return false;
+        index = index * 10 + (c - '0');
+      }
+    }
+    at = tree.ChildNamed(at, step.substr(0, nameLength), index);
+    if (!at) break;
+  }
+  *element = at;
+  return true;
+}
+
 const char* EntryRecord::Value(std::string_view path) {
-  if (EnsureParsed() != errNone) return nullptr;
+  const XmlTree* tree;
+  uint32_t element;
+  if (Locate(&tree, &element) != errNone) return nullptr;
+  // Only the attribute behind the last step counts; an absolute path is one step.
+  const size_t lastStep = path.starts_with('/') ? 0 : path.rfind('/');
+  const size_t at = path.find('@', lastStep == std::string_view::npos ? 0 : lastStep);
+  const std::string_view attribute =
+      at == std::string_view::npos ? std::string_view() : path.substr(at + 1);
+  const std::string_view steps = path.substr(0, at);
+  if (steps.find('@') != std::string_view::npos || !WalkNameSteps(*tree, steps, &element))
+    return ValueByWalker(path);
+  if (!element) return nullptr;
+  if (!attribute.empty()) {
+    const int count = tree->AttrCountOf(element);
+    for (int a = 0; a < count; ++a) {
+      const uint32_t record = tree->AttributeRecord(element, a);
+      if (SameNoCase(tree->AttrLocalName(record), attribute)) return tree->AttrValue(record).data();
+    }
+    return nullptr;
+  }
+  const std::string_view text = tree->TextOf(element);
+  return text.empty() ? "" : text.data();
+}
+
+// The path walker of the entry's own parse, for steps other than names.
+const char* EntryRecord::ValueByWalker(std::string_view path) {
+  if (Detach() != errNone || EnsureParsed() != errNone) return nullptr;
   XmlParser& parser = *entryParser;
   std::string_view attribute;
   // An absolute path is one step; a relative one is walked step by step, and only the last
@@ -59,6 +127,7 @@ const char* EntryRecord::Value(std::string_view path) {
 }
 
 int EntryRecord::SetValue(std::string_view path, std::string_view value) {
+  if (int rc = Detach(); rc != errNone) return rc;
   if (int rc = EnsureParsed(); rc != errNone) return rc;
   XmlParser& parser = *entryParser;
   if (path.starts_with('/')) path.remove_prefix(1);
@@ -123,9 +192,10 @@ const char* EntryRecord::Xml() {
   if (!state) return "";
   BufStrBase& out = state->xmlText;
   out.Clear();
-  if (rawXml.IsEmpty()) return out.Data();
+  const std::string_view raw = RawText();
+  if (raw.empty()) return out.Data();
   int rc = out.AppendText("<entry >");
-  rc = rc ? rc : out.Append(rawXml);
+  rc = rc ? rc : out.Append(raw);
   rc = rc ? rc : out.AppendText("</entry>");
   if (rc != errNone) out.Clear();
   return out.Data();

@@ -1,13 +1,13 @@
 // Reading feed and entry documents from `parser`:
 //
 //   ReadFeed:          clear entries -> ReadChannel -> children of /feed by "/feed/[i]":
-//                      entry -> captured as raw text, Entry event; link rel="next" -> skiptoken
+//                      entry -> captured in place, Entry event; link rel="next" -> skiptoken
 //                      -> SelectEntry(0)
 //   ReadEntryDocument: /entry captured; its ETag from the response header when it has none
 //   ReadChannel:       children of /feed by sibling steps; only unprefixed Atom names count
 //
-// An entry is parsed while it is read only to report its event, and only when someone listens;
-// that parse is dropped at once unless the entry is current.
+// A captured entry is read in the response document's tree, so neither the event nor a later
+// read parses it again; what its event scans is dropped at once unless the entry is current.
 #include "odata/QuillonCore.h"
 
 #include "frame/Errors.h"

@@ -35,6 +35,11 @@ public:
   static int AppendPath(BufStrBase& url, std::string_view text, bool encode);
   // Appends "?" (or "&" once `url` holds a "?") and `text`, percent-encoded when `encode` is set.
   static int AppendQuery(BufStrBase& url, std::string_view text, bool encode);
+  // Whether `text` begins with a scheme and "://".
+  static bool IsAbsoluteUrl(std::string_view text);
+  // ServiceRootURI and ResourcePath, or ResourcePath alone when it is an absolute URL
+  // (`absolute` then set: nothing more is added to it). 0 or 200.
+  int ComposeResourceUrl(BufStrBase& url, bool& absolute);
   // One exchange with the service, then the reading of its answer.
   int RunRequest(int action, const char* url, const char* body, int bodyLength);
   // Reads a response body by its root element.

@@ -1,18 +1,23 @@
 // The switchboard: a response document is parsed in `parser` and read by its root element.
 //
-//   BeginResponse   prepare `parser` (code page, BuildDOM, kept text, tolerant prefixes)
+//   BeginResponse   entries read in place take copies of their text; prepare `parser` (code
+//                   page, BuildDOM, kept text, tolerant prefixes)
 //   parser.Parse    the body in one piece, or a saved file block by block
 //   ReadResponse    "/" -> root name -> clear the previous results -> reader by root:
 //                   edmx ReadSchema, feed ReadFeed, entry ReadEntryDocument,
 //                   error ReadServiceError (always 902), service ReadServiceDocument
+//                   -> a root still open at the end of the input: 206, whatever was read
 //
 // Nothing of the previous response is cleared before the new document has parsed, so a broken
-// document leaves the earlier results in place.
+// document leaves the earlier results in place. A document cut short parses (the scanner waits
+// for more) and is read as far as it goes, but it is never a success; one cut before its root
+// began, or empty, has nothing to read and is 206 as well.
 #include "odata/QuillonCore.h"
 
 #include "frame/Errors.h"
 #include "frame/FileHandle.h"
 #include "odata/ODataErrors.h"
+#include "xml/XmlErrors.h"
 
 #include <cstring>
 
@@ -21,6 +26,7 @@ namespace quillon {
 namespace {
 // Bytes of a saved response pushed through the scanner at a time.
 constexpr int kFileBlock = 16384;
+constexpr const char* kCutShort = "Document contains unbalanced elements.";
 } // namespace
 
 int QuillonCore::ParserFailure(int code) {
@@ -30,6 +36,10 @@ int QuillonCore::ParserFailure(int code) {
 
 int QuillonCore::BeginResponse() {
   if (inResponseRead) return Fail(errBusy, "Busy performing current action.");
+  // The entries of the last document must outlive it, should the next one not parse.
+  for (int i = 0; i < entries.Count(); ++i)
+    if (EntryRecord* entry = entries.Peek(i); entry && entry->Detach() != errNone)
+      return DescribeError(errOutOfMemory);
   parser.ResetCore();
   parser.PrepareForDocument(charsetMode);
   parser.impl.KeepOriginalText = 1;
@@ -44,6 +54,8 @@ int QuillonCore::DispatchResponse(BufStrBase& body) {
 
 int QuillonCore::ReadResponse(int parseResult) {
   if (parseResult != errNone) return ParserFailure(parseResult);
+  const XmlTree& tree = parser.impl.tree;
+  if (!tree.Root()) return Fail(errUnbalancedDocument, kCutShort);
   if (int rc = parser.SetXPath("/"); rc != errNone) return ParserFailure(rc);
   BufStr30 root;
   if (root.Assign(parser.LocalName()) != errNone) return DescribeError(errOutOfMemory);
@@ -67,15 +79,16 @@ int QuillonCore::ReadResponse(int parseResult) {
       {"error", &QuillonCore::ReadServiceError},
       {"service", &QuillonCore::ReadServiceDocument},
   };
+  int rc = errNone;
   for (const Reader& reader : kReaders) {
     if (!SameNoCase(root.View(), reader.root)) continue;
     rootKind.Assign(reader.root);
     inResponseRead = 1;
-    const int rc = (this->*reader.read)();
+    rc = (this->*reader.read)();
     inResponseRead = 0;
-    return rc;
+    break;
   }
-  return errNone;
+  return tree.IsClosed(tree.Root()) ? rc : Fail(errUnbalancedDocument, kCutShort);
 }
 
 int QuillonCore::ReadServiceError() {
@@ -108,6 +121,8 @@ int QuillonCore::ReadFile(const char* path, int* readResult) {
   FileHandle file;
   if (file.OpenRead(path) != errNone) return Fail(errFileNotOpened, "Can't read file for reading.");
   if (int rc = BeginResponse(); rc != errNone) return rc;
+  if (const int64_t size = file.Size(); size > 0)
+    parser.impl.ExpectInput(static_cast<size_t>(size));
   BufStr16K block;
   block.Resize(kFileBlock, nullptr);
   int parseResult = errNone;

@@ -5,6 +5,9 @@
 //   GetSchema:    root [/$metadata] [?OtherQueryOptions]
 //   CustomRequest: the caller's URL exactly
 //
+// A ResourcePath that is itself an absolute URL (an edit link as services give them) is the
+// whole request URL, sent as it stands.
+//
 // Option values are percent-encoded with the value table (a blank is %20, a quote %27), while
 // OtherQueryOptions keeps its '=', '&', '$' and '/'. RunRequest hands the URL to the HTTP link,
 // then reads the body: a failed status becomes 151 or 902, a good one goes to DispatchResponse.
@@ -14,7 +17,7 @@
 #include "http/HttpErrors.h"
 #include "odata/ODataErrors.h"
 
-#include <cstring>
+#include <cctype>
 
 namespace quillon {
 
@@ -31,6 +34,24 @@ int QuillonCore::AppendQuery(BufStrBase& url, std::string_view text, bool encode
   return encode ? UrlEncodeTo(url, text, UrlSafeQuery) : url.Append(text);
 }
 
+bool QuillonCore::IsAbsoluteUrl(std::string_view text) {
+  size_t i = 0;
+  for (; i < text.size(); ++i) {
+    const unsigned char c = static_cast<unsigned char>(text[i]);
+    const bool schemeChar =
+        std::isalpha(c) || (i > 0 && (std::isdigit(c) || c == '+' || c == '-' || c == '.'));
+    if (!schemeChar) break;
+  }
+  return i > 0 && text.substr(i).starts_with("://");
+}
+
+int QuillonCore::ComposeResourceUrl(BufStrBase& url, bool& absolute) {
+  absolute = IsAbsoluteUrl(ResourcePath.View());
+  if (absolute) return url.Assign(ResourcePath);
+  const int rc = url.Assign(ServiceRootURI);
+  return rc ? rc : AppendPath(url, ResourcePath.View(), encodeResourcePath != 0);
+}
+
 int QuillonCore::QueryService() {
   if (ServiceRootURI.IsEmpty())
     return Fail(errNoServiceRoot, "The ServiceRootURI must be set before do action.");
@@ -43,11 +64,11 @@ int QuillonCore::QueryService() {
       {"$skip=", QuerySkip},     {"$top=", QueryTop},         {"$skiptoken=", QuerySkipToken},
   };
   BufStr url;
-  int rc = url.Assign(ServiceRootURI);
-  rc = rc ? rc : AppendPath(url, ResourcePath.View(), encodeResourcePath != 0);
-  rc = rc ? rc : AppendQuery(url, OtherQueryOptions.View(), true);
+  bool absolute = false;
+  int rc = ComposeResourceUrl(url, absolute);
+  if (!absolute) rc = rc ? rc : AppendQuery(url, OtherQueryOptions.View(), true);
   for (const Option& option : options) {
-    if (rc || option.value.IsEmpty()) continue;
+    if (rc || absolute || option.value.IsEmpty()) continue;
     rc = AppendQuery(url, option.name, false);
     rc = rc ? rc : UrlEncodeTo(url, option.value.View(), UrlSafeValue);
   }
@@ -101,25 +122,27 @@ int QuillonCore::RunRequest(int action, const char* url, const char* body, int b
 
   const int rc = RunAction(action);
   OtherHeaders.Resize(0, nullptr);
+  // A response cut short is never read, nor taken for the service's words.
+  if (rc != errNone && responseCut) return rc;
 
-  const char* data = TransferredData.Data();
-  int length = TransferredData.Length();
-  if (length >= 3 && std::memcmp(data, "\xEF\xBB\xBF", 3) == 0) {
-    data += 3;
-    length -= 3;
-  }
-  BufStr responseBody;
-  if (responseBody.Assign(data, length) != errNone) return DescribeError(errOutOfMemory);
-  responseBody.Trim();
+  // The body is read where it lies: three leading bytes EF BB BF and the blanks and controls at
+  // both ends (bytes from 0x80 up among them) are not part of it.
+  std::string_view reply = TransferredData.View();
+  if (reply.starts_with("\xEF\xBB\xBF")) reply.remove_prefix(3);
+  while (!reply.empty() && static_cast<signed char>(reply.front()) <= 32)
+    reply.remove_prefix(1);
+  while (!reply.empty() && static_cast<signed char>(reply.back()) <= 32)
+    reply.remove_suffix(1);
 
   if (rc != errNone) {
-    if (responseBody.IsEmpty()) return rc;
+    if (reply.empty()) return rc;
     if (rc == errHttpStatus && StatusCode >= 400 && StatusCode <= 499) return rc;
-    lastError.Assign(responseBody);
+    lastError.Assign(reply);
     return errServiceError;
   }
-  if (responseBody.IsEmpty()) return errNone;
-  return DispatchResponse(responseBody);
+  if (reply.empty()) return errNone;
+  if (int begin = BeginResponse(); begin != errNone) return begin;
+  return ReadResponse(parser.Parse(reply));
 }
 
 } // namespace quillon

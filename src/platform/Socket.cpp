@@ -312,10 +312,11 @@ int SocketConnect(SocketId s, const IPv6Address& address, int port) {
   return ConnectTo(s, reinterpret_cast<const sockaddr*>(&sa), sizeof sa);
 }
 
-long SocketSend(SocketId s, const char* bytes, long count) {
+long SocketSend(SocketId s, const char* bytes, long count, bool more) {
+  const int flags = MSG_NOSIGNAL | (more ? MSG_MORE : 0);
   long n;
   do
-    n = ::send(s, bytes, static_cast<size_t>(count), MSG_NOSIGNAL);
+    n = ::send(s, bytes, static_cast<size_t>(count), flags);
   while (n < 0 && errno == EINTR);
   if (n < 0) {
     FailedErrno();

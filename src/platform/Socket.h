@@ -83,8 +83,10 @@ int SocketBind(SocketId s, const IPv6Address& address, int port);
 // the same way, and its error comes later from SocketPendingError, as from any failed connect.
 int SocketConnect(SocketId s, uint32_t address, int port);
 int SocketConnect(SocketId s, const IPv6Address& address, int port);
-// Counts of bytes, or -1 with the error stored. Send never raises SIGPIPE.
-long SocketSend(SocketId s, const char* bytes, long count);
+// Counts of bytes, or -1 with the error stored. Send never raises SIGPIPE. With `more` the
+// kernel holds the bytes back until a send without it, so that pieces of one message leave
+// together instead of waiting for the peer's acknowledgement of the first.
+long SocketSend(SocketId s, const char* bytes, long count, bool more = false);
 long SocketRecv(SocketId s, char* buffer, long count);
 
 enum SocketOption { optKeepAlive, optOobInline, optNoDelay, optReceiveBuffer, optSendBuffer };

@@ -50,6 +50,11 @@ public:
   // The connection entry of the links above: non-zero connects, zero disconnects.
   int SecureConnect(int connect, int errorCode);
   int Disconnect() { return SecureConnect(0, 0); }
+  // Decides TLS for the next connection; the plain path only records the choice.
+  int SetSecureEnabled(bool enable) {
+    secureEnabled = enable;
+    return 0;
+  }
   int SecureSend(const char* bytes, int length, int flags);
   // Bytes of the caller's data that the latest SecureSend took.
   int LastSentCount() const { return lastSendCount; }

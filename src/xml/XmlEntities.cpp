@@ -1,6 +1,7 @@
 // References: the five predefined names and numeric references, decoded only while the tree is
-// built. A numeric value is one UTF-16 code unit converted to the code page; anything else, and
-// any unknown name, stays in the text as it was written.
+// built. A numeric value is one UTF-16 code unit converted to the code page, or, for UTF-8, any
+// code point up to U+10FFFF; anything else, and any unknown name, stays in the text as it was
+// written.
 #include "xml/xmlpimpl.h"
 
 #include "frame/Errors.h"
@@ -19,13 +20,13 @@ constexpr PredefinedEntity kPredefined[] = {
 };
 } // namespace
 
-// Converts one code unit into entityValue. UTF-8 is written directly; a lone surrogate becomes
-// '?' there, as the platform conversion makes it. Other code pages go through the platform.
+// Converts one code unit, or for UTF-8 a code point, into entityValue. UTF-8 is written
+// directly; a lone surrogate becomes '?' there, as the platform conversion makes it. Other code
+// pages go through the platform.
 int xmlpimpl::ConvertCodeUnit(uint32_t unit) {
   XmlScanText& out = work->entityValue;
-  const int target = codePage == 0 ? DefaultCodePage() : codePage;
-  if (target == kUtf8CodePage) {
-    char bytes[3];
+  if (TargetIsUtf8()) {
+    char bytes[4];
     int n;
     if (unit < 0x80) {
       bytes[0] = static_cast<char>(unit);
@@ -37,6 +38,12 @@ int xmlpimpl::ConvertCodeUnit(uint32_t unit) {
     } else if (unit >= 0xD800 && unit <= 0xDFFF) {
       bytes[0] = '?';
       n = 1;
+    } else if (unit > 0xFFFF) {
+      bytes[0] = static_cast<char>(0xF0 | (unit >> 18));
+      bytes[1] = static_cast<char>(0x80 | ((unit >> 12) & 0x3F));
+      bytes[2] = static_cast<char>(0x80 | ((unit >> 6) & 0x3F));
+      bytes[3] = static_cast<char>(0x80 | (unit & 0x3F));
+      n = 4;
     } else {
       bytes[0] = static_cast<char>(0xE0 | (unit >> 12));
       bytes[1] = static_cast<char>(0x80 | ((unit >> 6) & 0x3F));
@@ -47,9 +54,14 @@ int xmlpimpl::ConvertCodeUnit(uint32_t unit) {
   }
   const WideChar wide[2] = {static_cast<WideChar>(unit), 0};
   BufStr converted;
-  if (WideToBytes(converted, wide, target) != errNone) return errCodePage;
+  if (WideToBytes(converted, wide, codePage == 0 ? DefaultCodePage() : codePage) != errNone)
+    return errCodePage;
   // The platform's length counts the terminator.
   return out.Assign(converted.View().substr(0, static_cast<size_t>(converted.Length() - 1)));
+}
+
+bool xmlpimpl::TargetIsUtf8() const {
+  return (codePage == 0 ? DefaultCodePage() : codePage) == kUtf8CodePage;
 }
 
 int xmlpimpl::DecodeEntity(char endByte) {
@@ -74,7 +86,7 @@ int xmlpimpl::DecodeEntity(char endByte) {
                                                         : ParseDec32(w.entity.Data() + 1));
       if (number == 0)
         decodedToNothing = true;
-      else if ((number >> 16) == 0)
+      else if ((number >> 16) == 0 || (number <= 0x10FFFF && TargetIsUtf8()))
         if (int rc = ConvertCodeUnit(number); rc != errNone) return rc;
     }
   }

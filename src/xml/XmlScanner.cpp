@@ -20,6 +20,7 @@
 #include "xml/XmlCharClass.h"
 #include "xml/XmlErrors.h"
 
+#include <climits>
 #include <cstring>
 #include <initializer_list>
 #include <new>
@@ -97,6 +98,12 @@ int xmlpimpl::Feed(const char* text) {
   return Feed(std::string_view(text ? text : "", text ? std::strlen(text) : 0));
 }
 
+void xmlpimpl::ExpectInput(size_t bytes) {
+  if (bytes >= static_cast<size_t>(INT_MAX / 2)) return;
+  if (KeepOriginalText) originalText.Reserve(originalText.Length() + static_cast<int>(bytes));
+  if (BuildDOM) tree.Reserve(bytes);
+}
+
 int xmlpimpl::Feed(std::string_view bytes) {
   if (encoding == encUtf16LE || encoding == encUtf16BE) return SetErrorByCode(errUtf16Input);
   if (const void* nul = bytes.empty() ? nullptr : std::memchr(bytes.data(), 0, bytes.size()))
@@ -106,11 +113,7 @@ int xmlpimpl::Feed(std::string_view bytes) {
     if (int rc = tree.Begin(); rc != errNone) return SetErrorByCode(rc);
   // A document given in one piece gets its kept text and records in one block each, rather
   // than growing through copies.
-  if (bytes.size() > inputCount && bytes.size() >= kReserveFrom) {
-    if (KeepOriginalText)
-      originalText.Reserve(originalText.Length() + static_cast<int>(bytes.size()));
-    if (BuildDOM) tree.Reserve(bytes.size());
-  }
+  if (bytes.size() > inputCount && bytes.size() >= kReserveFrom) ExpectInput(bytes.size());
   const char* begin = bytes.data();
   const char* end = begin + bytes.size();
   const int rc = encoding == encUtf8 ? FeedUtf8(begin, end) : PushBytes(begin, end);

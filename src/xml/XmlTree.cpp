@@ -101,6 +101,25 @@ std::string_view XmlTree::SpanText(XmlTextSpan& span) const {
   return {copies.At(copy), span.length};
 }
 
+std::string_view XmlTree::SpanBytes(const XmlTextSpan& span) const {
+  if (span.length == 0) return "";
+  if (span.place == tpPool) return {pool.Data() + span.offset, span.length};
+  if (span.place == tpCopy) return {copies.At(span.offset), span.length};
+  const uint64_t end = uint64_t{span.offset} + span.length;
+  if (!keptText || end > static_cast<uint64_t>(keptText->Length())) return {};
+  return {keptText->Data() + span.offset, span.length};
+}
+
+std::string_view XmlTree::TextBytes(uint32_t element) const {
+  if (!IsElement(element) || ElementAt(element).text.length == 0) return {};
+  return SpanBytes(ElementAt(element).text);
+}
+
+std::string_view XmlTree::AttrValueBytes(uint32_t attribute) const {
+  if (attribute - 1 >= attributes.Count()) return {};
+  return SpanBytes(attributes[attribute - 1].value);
+}
+
 int XmlTree::AppendMapping(std::string_view prefix, std::string_view uri, uint32_t below,
                            uint32_t* mapping) {
   Mapping record{};
@@ -331,6 +350,19 @@ int XmlTree::FindChild(std::string_view name, int index, std::string_view attrib
     }
   }
   return errNoSuchChild;
+}
+
+uint32_t XmlTree::ChildNamed(uint32_t parent, std::string_view name, int index) const {
+  const int count = ChildCountOf(parent);
+  uint32_t child = count > 0 ? FirstChildOf(parent) : 0;
+  for (int i = 0; child && i < count; ++i, child = NextSiblingOf(child)) {
+    const std::string_view uri = NamespaceOf(child);
+    if (!uri.empty() && name.size() > uri.size() && name.starts_with(uri) &&
+        name.substr(uri.size()) == LocalName(child))
+      return child;
+    if (ChildCounts(child, name) && --index == 0) return child;
+  }
+  return 0;
 }
 
 int XmlTree::GoParent() {

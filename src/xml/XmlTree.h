@@ -120,6 +120,15 @@ public:
   uint32_t MappingInScope(uint32_t element, int i) const;
   uint32_t FirstChildOf(uint32_t element) const;
   uint32_t NextSiblingOf(uint32_t element) const;
+  // Whether the element's end has been read: its end tag, or the end of its self-closed tag.
+  bool IsClosed(uint32_t element) const { return IsElement(element) && ElementAt(element).end; }
+  // The child of `parent` that the name step `name[index]` takes, as FindChild does, without
+  // the cursor or the remembered steps; 0 when there is none.
+  uint32_t ChildNamed(uint32_t parent, std::string_view name, int index = 1) const;
+  // The bytes of an element's text or of an attribute's value where they lie: nothing is copied,
+  // and a text that lies in the kept text is not NUL-terminated.
+  std::string_view TextBytes(uint32_t element) const;
+  std::string_view AttrValueBytes(uint32_t attribute) const;
 
   // Cursor
   uint32_t Cursor() const { return cursor; }
@@ -209,6 +218,8 @@ private:
   int PlaceInPool(const char* text, uint32_t length, XmlTextSpan* span);
   // The bytes of a span, NUL-terminated: a kept text is copied on first read.
   std::string_view SpanText(XmlTextSpan& span) const;
+  // The bytes of a span where they lie.
+  std::string_view SpanBytes(const XmlTextSpan& span) const;
   std::string_view NameOf(uint32_t name) const;
   NameStep* FindNameStep(uint32_t parent, std::string_view name);
   void RememberNameStep(uint32_t parent, std::string_view name, int index, int position,

@@ -76,6 +76,9 @@ public:
   // everything left as it stands at the failing byte.
   int Feed(const char* text);
   int Feed(std::string_view bytes);
+  // Makes room in the kept text and the tree for about `bytes` of input to come in several
+  // pushes, as a document pushed in one piece gets it: a hint, so that they do not grow by copies.
+  void ExpectInput(size_t bytes);
 
   // Paths. Walks `path` from the cursor (or from the root when it begins with '/'); see
   // XmlPathWalk.cpp for the dialect.
@@ -290,6 +293,8 @@ private:
   void ClearPendingText();
   int DecodeEntity(char endByte);
   int ConvertCodeUnit(uint32_t unit);
+  // Whether numeric references decode to UTF-8: codePage, or the default one for 0, is 65001.
+  bool TargetIsUtf8() const;
   int EndSpecial(int kind);
   int EndSection();
   // Element stack

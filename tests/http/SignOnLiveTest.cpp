@@ -115,7 +115,7 @@ TEST(SignOnLiveTest, ProxyNtlmChallengeOutsideItsMessage) {
   core.ProxyServer.Assign("127.0.0.1");
   core.ProxyUser.Assign("DOMAIN\\proxy-user");
   core.ProxyPassword.Assign("any");
-  LoopbackHttp connection(std::stoi(PeerValue("squid", "PORT")));
+  LoopbackHttp connection(std::stoi(PeerValue("squid_ntlm", "AUTH_PORT")));
   ASSERT_EQ(core.FormProxyAuthorization(), errNone) << core.LastErrorText();
   std::string challenge;
   ASSERT_EQ(connection.Get("http://127.0.0.1:1/", std::string(core.ProxyAuthorization.View()),

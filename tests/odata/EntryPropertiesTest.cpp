@@ -136,7 +136,8 @@ TEST_F(EntryProperties, IndexEditsLiveInTheRecords) {
 
 TEST_F(EntryProperties, EntryXmlReplacesTheWholeText) {
   EntryRecord& entry = Entry(0);
-  EXPECT_EQ(Text(entry.Xml()), "<entry >" + std::string(entry.rawXml.View()) + "</entry>");
+  EXPECT_EQ(Text(entry.Xml()), "<entry >" + std::string(entry.RawText()) + "</entry>");
+  EXPECT_NE(entry.RawText().find("<id>E1</id>"), std::string_view::npos);
   EXPECT_EQ(Text(core.scratchEntry.Xml()), ""); // no text, no entry
 
   EXPECT_EQ(entry.SetXml("<other><id>x</id></other>"), errTopElement);

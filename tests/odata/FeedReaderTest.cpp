@@ -4,6 +4,8 @@
 
 #include "frame/Errors.h"
 
+#include <quillon/Quillon.h>
+
 #include <gtest/gtest.h>
 
 namespace quillon::test {
@@ -29,7 +31,82 @@ TEST(FeedReader, ChannelTakesUnprefixedAtomFieldsAndTheLastOfEach) {
   EXPECT_EQ(core.ChannelTitleTextType, 1);
 }
 
-TEST(FeedReader, EntriesStayRawUntilReadAndResolveTheFeedsPrefixes) {
+TEST(FeedReader, TextTypesByWordOrNumber) {
+  // The type of title, subtitle and rights: 0 text, 1 HTML, 2 XHTML; other numbers are text.
+  const std::pair<const char*, int> rows[] = {
+      {"text", 0}, {"html", 1}, {"HTML", 1}, {"xhtml", 2}, {"XHtml", 2}, {"0", 0},
+      {"1", 1},    {"2", 2},    {"3", 0},    {"-1", 0},    {"", 0},
+  };
+  for (const auto& [type, expected] : rows) {
+    QuillonCore core;
+    const std::string attribute = std::string(" type=\"") + type + "\">x";
+    ASSERT_EQ(Dispatch(core, Feed("<title" + attribute + "</title><subtitle" + attribute +
+                                  "</subtitle><rights" + attribute + "</rights>")),
+              0);
+    EXPECT_EQ(std::to_string(core.ChannelTitleTextType) +
+                  std::to_string(core.ChannelSubtitleTextType) +
+                  std::to_string(core.ChannelRightsTextType),
+              std::string(3, static_cast<char>('0' + expected)))
+        << type;
+  }
+}
+
+TEST(FeedReader, NumericReferencesDecodeToTheCodePage) {
+  struct Row {
+    int codePage;
+    const char* reference;
+    const char* value;
+  };
+  const Row rows[] = {
+      {65001, "&#x7F;", "\x7F"},
+      {65001, "&#x80;", "\xC2\x80"},
+      {65001, "&#x7FF;", "\xDF\xBF"},
+      {65001, "&#x800;", "\xE0\xA0\x80"},
+      {65001, "&#xFFFF;", "\xEF\xBF\xBF"},
+      {65001, "&#x10000;", "\xF0\x90\x80\x80"},
+      {65001, "&#128512;", "\xF0\x9F\x98\x80"},
+      {65001, "&#x10FFFF;", "\xF4\x8F\xBF\xBF"},
+      {65001, "&#x110000;", "&#x110000;"}, // no code point: kept as written
+      {1252, "&#xE9;", "\xE9"},
+      {1252, "&#x1F600;", "&#x1F600;"}, // beyond one UTF-16 unit outside UTF-8: kept
+  };
+  for (const Row& row : rows) {
+    QuillonCore core;
+    core.codePage = row.codePage;
+    ASSERT_EQ(Dispatch(core, Feed(std::string("<entry><m:properties><d:V>") + row.reference +
+                                  "</d:V></m:properties></entry>")),
+              0);
+    ASSERT_EQ(core.CurrentEntry().PropertyCount(), 1) << row.reference;
+    EXPECT_EQ(core.CurrentEntry().Properties()->At(0)->value.View(), row.value)
+        << row.codePage << " " << row.reference;
+  }
+}
+
+TEST(FeedReader, EveryEntryOfALargeFeedIsCountedAndReachable) {
+  std::string children;
+  constexpr int kEntries = 50000; // beyond what a 16-bit count holds
+  for (int i = 1; i <= kEntries; ++i)
+    children += "<entry><id>" + std::to_string(i) + "</id></entry>";
+  Quillon q;
+  std::string value;
+  ASSERT_EQ(q.Config("ReadFile=" + TempFeed(Feed(children)), &value), 0);
+  EXPECT_EQ(value, "0");
+  ASSERT_EQ(q.GetProperty("EntryCount", -1, value), 0);
+  EXPECT_EQ(value, "50000");
+  for (int index : {32767, 32768, 49999}) {
+    ASSERT_EQ(q.SetProperty("EntryIndex", std::to_string(index)), 0) << index;
+    ASSERT_EQ(q.GetProperty("EntryIndex", -1, value), 0);
+    EXPECT_EQ(value, std::to_string(index));
+    ASSERT_EQ(q.GetProperty("EntryId", -1, value), 0);
+    EXPECT_EQ(value, std::to_string(index + 1));
+  }
+  EXPECT_NE(q.SetProperty("EntryIndex", "50000"), 0);
+  ASSERT_EQ(q.SetProperty("XPath", "/feed"), 0);
+  ASSERT_EQ(q.GetProperty("XChildrenCount", -1, value), 0);
+  EXPECT_EQ(value, "50000");
+}
+
+TEST(FeedReader, EntriesAreReadInPlaceAndDetachWithTheFeedsPrefixes) {
   QuillonCore core;
   const std::string inner = R"(<id>E1</id><content type="application/xml"><m:properties>)"
                             R"(<d:Name>Ann</d:Name></m:properties></content>)";
@@ -40,15 +117,23 @@ TEST(FeedReader, EntriesStayRawUntilReadAndResolveTheFeedsPrefixes) {
   ASSERT_EQ(core.entries.Count(), 2);
   EntryRecord& first = *core.entries.At(0);
   EntryRecord& second = *core.entries.At(1);
-  EXPECT_EQ(first.rawXml.View(), inner); // byte for byte
+  ASSERT_EQ(first.PropertyCount(), 1); // a scan in place lives on in the copy
+  EXPECT_EQ(first.RawText(), inner);   // byte for byte, in place and in the copy
+  ASSERT_TRUE(first.InDocument());
+  ASSERT_EQ(first.Detach(), 0);
+  ASSERT_EQ(second.Detach(), 0);
+  EXPECT_FALSE(first.InDocument());
+  EXPECT_EQ(first.rawXml.View(), inner);
   EXPECT_NE(first.namespaces.Find("xmlns:m=\"http://schemas.microsoft.com/ado/2007/08/"
                                   "dataservices/metadata\""),
             -1);
   // An inner declaration of a prefix replaces the outer one.
   EXPECT_NE(second.namespaces.Find("xmlns:d=\"urn:inner\""), -1);
   EXPECT_EQ(second.namespaces.Find("xmlns:d=\"http"), -1);
-  ASSERT_EQ(first.PropertyCount(), 1);
   EXPECT_EQ(first.Properties()->At(0)->name.View(), "Name"); // d: resolved, so a local name
+  first.Release();
+  ASSERT_EQ(first.PropertyCount(), 1); // scanned again in the entry's own parse
+  EXPECT_EQ(first.Properties()->At(0)->name.View(), "Name");
   EXPECT_EQ(Text(second.Value("/entry/id")), "E2");
 }
 

@@ -5,8 +5,12 @@
 #include "odata/QuillonCore.h"
 #include "support/QuietSink.h"
 
+#include <cstdio>
+#include <filesystem>
+#include <fstream>
 #include <functional>
 #include <string>
+#include <unistd.h>
 #include <vector>
 
 namespace quillon::test {
@@ -15,6 +19,26 @@ inline int Dispatch(QuillonCore& core, std::string_view document) {
   BufStr body;
   body.Assign(document);
   return core.DispatchResponse(body);
+}
+
+// Writes `content` to a file of its own, removed when the test program ends; its path.
+inline std::string TempFeed(std::string_view content) {
+  static int serial = 0;
+  const std::string path =
+      (std::filesystem::temp_directory_path() /
+       ("quillon-feed-" + std::to_string(::getpid()) + "-" + std::to_string(++serial) + ".xml"))
+          .string();
+  std::ofstream(path, std::ios::binary).write(content.data(), std::streamsize(content.size()));
+  static std::vector<std::string> made;
+  struct Remover {
+    ~Remover() {
+      for (const std::string& file : made)
+        std::remove(file.c_str());
+    }
+  };
+  static Remover remover;
+  made.push_back(path);
+  return path;
 }
 
 inline std::string Text(const char* text) {

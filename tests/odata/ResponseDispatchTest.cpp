@@ -9,10 +9,6 @@
 
 #include <gtest/gtest.h>
 
-#include <cstdio>
-#include <filesystem>
-#include <fstream>
-
 namespace quillon::test {
 namespace {
 
@@ -25,21 +21,6 @@ std::string ConfigText(QuillonCore& core, const std::string& text, int* rc) {
   *rc = core.ConfigText(text.c_str(), &answer);
   return answer;
 }
-
-class TempFile {
-public:
-  explicit TempFile(std::string_view content) {
-    path = (std::filesystem::temp_directory_path() /
-            ("quillon-read-" + std::to_string(++serial) + "-" + std::to_string(::getpid())))
-               .string();
-    std::ofstream(path, std::ios::binary).write(content.data(), std::streamsize(content.size()));
-  }
-  ~TempFile() { std::remove(path.c_str()); }
-  std::string path;
-
-private:
-  static inline int serial = 0;
-};
 
 TEST(ResponseDispatch, TheRootChoosesTheReader) {
   struct Row {
@@ -86,8 +67,10 @@ TEST(ResponseDispatch, ABrokenDocumentLeavesThePreviousResults) {
   const std::pair<const char*, int> broken[] = {
       {"<feed><entry></feed>", errUnbalancedTag},
       {"<feed><a b=></a></feed>", errInvalidMarkup},
-      {"", errNoTree},
-      {"just text", errNoTree},
+      // Nothing to read, as if cut before the root: 206, not the tree's 210.
+      {"", errUnbalancedDocument},
+      {"just text", errUnbalancedDocument},
+      {"<?xml version='1.0'?><!-- licence", errUnbalancedDocument},
   };
   for (const auto& [document, code] : broken) {
     EXPECT_EQ(Dispatch(core, document), code) << document;
@@ -96,7 +79,38 @@ TEST(ResponseDispatch, ABrokenDocumentLeavesThePreviousResults) {
     EXPECT_EQ(core.ChannelTitle.View(), "Three");
     EXPECT_EQ(core.rootKind.View(), "feed");
   }
-  EXPECT_STREQ(core.LastErrorText(), "DOM tree unavailable (set BuildDOM to TRUE and reparse).");
+  EXPECT_STREQ(core.LastErrorText(), "Document contains unbalanced elements.");
+}
+
+TEST(ResponseDispatch, ADocumentCutShortIs206WithWhatWasReadSoFar) {
+  struct Row {
+    const char* document;
+    int result;
+    const char* read; // rootKind, entries, the first entry's id, ChannelTitle
+  };
+  const Row rows[] = {
+      {"<feed><title>T</title><entry><id>1</id></entry><entry><id>2</id>", errUnbalancedDocument,
+       "feed 1 1 T"},
+      {"<feed><title>T</title><entry><id>1</id></entry></feed>", 0, "feed 1 1 T"},
+      {"<feed><title>T</title><entry><id>1</id></entry></feed", errUnbalancedDocument,
+       "feed 1 1 T"},
+      {"<feed><title>T</ti", errUnbalancedDocument, "feed 0  "}, // an open element has no text
+      {"<feed/>", 0, "feed 0  "},
+      {"<entry><id>E</id><title>", errUnbalancedDocument, "entry 1 E "},
+      {"<error><code>C</code>", errUnbalancedDocument, "error 0  "}, // never 902
+      {"<Edmx><DataServices><Schema Namespace='N'>", errUnbalancedDocument, "edmx 0  "},
+      {"<html><body>proxy", errUnbalancedDocument, " 0  "},
+  };
+  for (const Row& row : rows) {
+    QuillonCore core;
+    EXPECT_EQ(Dispatch(core, row.document), row.result) << row.document;
+    EXPECT_STREQ(core.LastErrorText(), row.result ? "Document contains unbalanced elements." : "");
+    const std::string id = core.entries.Count() ? Text(core.entries.At(0)->Value("/entry/id")) : "";
+    EXPECT_EQ(std::string(core.rootKind.View()) + " " + std::to_string(core.entries.Count()) + " " +
+                  id + " " + std::string(core.ChannelTitle.View()),
+              row.read)
+        << row.document;
+  }
 }
 
 TEST(ResponseDispatch, AnyDocumentThatParsesReplacesTheResults) {
@@ -128,12 +142,12 @@ TEST(ResponseDispatch, ReadFileReadsASavedResponseLikeABody) {
     children += "<entry><id>" + std::to_string(i) + "</id><content><m:properties><d:N>" +
                 std::string(50, 'x') + "</d:N></m:properties></content></entry>";
   const std::string feed = Feed(children + "<link rel='next' href='P?$skiptoken=301'/>");
-  TempFile file(feed);
+  const std::string file = TempFeed(feed);
   QuillonCore fromFile;
   EntryEvents events;
   fromFile.SetEventSink(&events);
   int rc;
-  EXPECT_EQ(ConfigText(fromFile, "ReadFile=" + file.path, &rc), "0");
+  EXPECT_EQ(ConfigText(fromFile, "ReadFile=" + file, &rc), "0");
   EXPECT_EQ(rc, 0);
   EXPECT_EQ(events.events.size(), 300u);
   EXPECT_EQ(fromFile.QuerySkipToken.View(), "301");
@@ -141,14 +155,15 @@ TEST(ResponseDispatch, ReadFileReadsASavedResponseLikeABody) {
   ASSERT_EQ(Dispatch(fromBody, feed), 0);
   EXPECT_EQ(fromFile.parser.OriginalText(), fromBody.parser.OriginalText());
 
-  // A NUL byte ends the document; what stands before it is read.
-  TempFile cut(std::string(kThreeEntries).insert(kThreeEntries.find("<entry><id>2"), 1, '\0'));
-  EXPECT_EQ(ConfigText(fromFile, "ReadFile=" + cut.path, &rc), "0");
+  // A NUL byte ends the document; what stands before it is read, as a document cut short.
+  const std::string cut =
+      TempFeed(std::string(kThreeEntries).insert(kThreeEntries.find("<entry><id>2"), 1, '\0'));
+  EXPECT_EQ(ConfigText(fromFile, "ReadFile=" + cut, &rc), "206");
   EXPECT_EQ(fromFile.entries.Count(), 1);
 
   // The Config result is the file's, the text the reader's.
-  TempFile error("<error><code>E</code></error>");
-  EXPECT_EQ(ConfigText(fromFile, "readfile=" + error.path, &rc), "902");
+  const std::string error = TempFeed("<error><code>E</code></error>");
+  EXPECT_EQ(ConfigText(fromFile, "readfile=" + error, &rc), "902");
   EXPECT_EQ(rc, 0);
   EXPECT_STREQ(fromFile.LastErrorText(), "Code: E");
   ConfigText(fromFile, "ReadFile=/nonexistent/dir/feed.xml", &rc);
@@ -174,13 +189,13 @@ TEST(ResponseDispatch, AHandlerCannotDisturbTheReadUnderWay) {
   QuillonCore core;
   EntryEvents events;
   core.SetEventSink(&events);
-  TempFile other("<feed/>");
+  const std::string other = TempFeed("<feed/>");
   std::vector<int> results;
   events.during = [&] {
     int readResult;
     results.push_back(core.Reset());
     results.push_back(core.SetEntryIndex(-1));
-    results.push_back(core.ReadFile(other.path.c_str(), &readResult));
+    results.push_back(core.ReadFile(other.c_str(), &readResult));
     results.push_back(Dispatch(core, "<feed/>"));
   };
   ASSERT_EQ(Dispatch(core, kThreeEntries), 0);

@@ -134,10 +134,39 @@ signon)
   expect ntlm-challenge "WWW-Authenticate: NTLM TlRMTVNTUAACAAAA" \
     head_of -H "Authorization: NTLM $type1" "$NTLM_URL"
   ;;
-squid)
-  code() { curl -sS -o /dev/null -w "%{http_code}" -x "$URL" "$@" http://127.0.0.1:1/; }
-  expect proxy-auth-demanded "^407$" code
-  expect proxy-ntlm-passes "^503$" code --proxy-ntlm -U 'DOMAIN\user:password'
+squid | squid_ntlm | dante | dante_auth | microsocks | tinyproxy)
+  # Proxies and SOCKS servers carry curl to the nginx peer.
+  target="$(sed -n 's/^URL=//p' "$2/nginx/peer.env")"
+  code() { curl -sS -o /dev/null -w "%{http_code}" --max-time 10 "$@" "$target/empty.txt"; }
+  case "$name" in
+  squid)
+    expect plain "^200$" code -x "$URL"
+    expect connect "^200$" code -p -x "$URL"
+    expect auth-demanded "407" code -p -x "http://$HOST:$AUTH_PORT"
+    expect basic "^200$" code -p -x "http://$HOST:$AUTH_PORT" -U "$USER:$PASSWORD"
+    expect digest "^200$" code -p -x "http://$HOST:$AUTH_PORT" --proxy-digest -U "$USER:$PASSWORD"
+    expect digest-plain "^200$" code -x "http://$HOST:$AUTH_PORT" --proxy-digest -U "$USER:$PASSWORD"
+    ;;
+  squid_ntlm)
+    expect ntlm-demanded "Proxy-Authenticate: NTLM" curl -sS -o /dev/null -D - --max-time 10 \
+      -x "http://$HOST:$AUTH_PORT" "$target/empty.txt"
+    expect ntlm-passes "^200$" code -x "http://$HOST:$AUTH_PORT" --proxy-ntlm -U 'DOMAIN\user:password'
+    ;;
+  dante)
+    expect socks4 "^200$" code --socks4 "$HOST:$PORT"
+    expect socks5 "^200$" code --socks5 "$HOST:$PORT"
+    expect socks5-by-name "^200$" code --socks5-hostname "$HOST:$PORT"
+    ;;
+  dante_auth | microsocks)
+    expect user-password "^200$" code -x "socks5://$USER:$PASSWORD@$HOST:$PORT"
+    expect wrong-password "rejected|000" code -x "socks5://$USER:wrong@$HOST:$PORT"
+    ;;
+  tinyproxy)
+    expect auth-demanded "^407$" code -x "$URL"
+    expect basic "^200$" code -x "http://$USER:$PASSWORD@$HOST:$PORT"
+    expect connect-basic "^200$" code -p -x "http://$USER:$PASSWORD@$HOST:$PORT"
+    ;;
+  esac
   ;;
 *)
   echo "check: no checks for peer $name"

@@ -116,6 +116,17 @@ peer_answers_http() {
   curl -sk -o /dev/null --max-time 2 "$1"
 }
 
+# A SOCKS 5 server on 127.0.0.1:PORT answers a greeting that offers METHOD (00 none, 02 user and
+# password) by choosing it.
+peer_answers_socks5() {
+  local port="$1" method="$2" got
+  exec 3<>"/dev/tcp/127.0.0.1/$port" || return 1
+  printf "\\x05\\x01\\x$method" >&3
+  got="$(timeout 2 head -c 2 <&3 | od -An -tx1 | tr -d ' \n')"
+  exec 3<&-
+  [ "$got" = "05$method" ]
+}
+
 # Writes DIR/peer.env from "KEY=VALUE" arguments, atomically.
 peer_write_env() {
   printf '%s\n' "$@" >"$peer_dir/peer.env.tmp"

@@ -44,8 +44,8 @@ TEST(XmlScannerTest, RootTextAfterWhitespaceAndReferences) {
       {"<a>&foo;</a>", "&foo;"},
       {"<a>&foo bar</a>", "&foo bar"},
       {"<a>&#x41;&#65;</a>", "AA"},
-      {"<a>x&#X41;y</a>", "xy"},         // upper-case X is no hex mark: value 0, nothing
-      {"<a>&#128512;</a>", "&#128512;"}, // beyond one UTF-16 unit: kept
+      {"<a>x&#X41;y</a>", "xy"},                // upper-case X is no hex mark: value 0, nothing
+      {"<a>&#128512;</a>", "\xF0\x9F\x98\x80"}, // beyond one UTF-16 unit: four UTF-8 bytes
       {"<a>&lt;&gt;&amp;&apos;&quot;</a>", "<>&'\""},
       {"<a>&LT;</a>", "&LT;"}, // names compare with case
       {"<a>&#xE9;&#x20AC;</a>", "\xC3\xA9\xE2\x82\xAC"},
@@ -55,7 +55,7 @@ TEST(XmlScannerTest, RootTextAfterWhitespaceAndReferences) {
       {"<a>&#x7FF;</a>", "\xDF\xBF"},
       {"<a>&#x800;</a>", "\xE0\xA0\x80"},
       {"<a>&#xFFFF;</a>", "\xEF\xBF\xBF"},
-      {"<a>&#x10000;</a>", "&#x10000;"},
+      {"<a>&#x10000;</a>", "\xF0\x90\x80\x80"}, // the first code point of four UTF-8 bytes
       {"<a>&#xD7FF;&#xDFFF;&#xE000;</a>", "\xED\x9F\xBF?\xEE\x80\x80"},
       {"<a>&#xD800;</a>", "?"}, // a lone surrogate converts to '?'
       {"<a>a & b</a>", "a & b"},
@@ -80,7 +80,7 @@ TEST(XmlScannerTest, RootTextAfterWhitespaceAndReferences) {
   XmlParser parser;
   ASSERT_EQ(ParseOwned(parser, "<a v=\"&#128512;&amp;x\" w='&lt;' u=&lt;b&#x41;></a>"), 0);
   ASSERT_EQ(parser.SetXPath("/a"), 0);
-  EXPECT_EQ(Str(parser.AttrValue(0)), "&#128512;&x");
+  EXPECT_EQ(Str(parser.AttrValue(0)), "\xF0\x9F\x98\x80&x");
   EXPECT_EQ(Str(parser.AttrValue(1)), "<");
   EXPECT_EQ(Str(parser.AttrValue(2)), "<bA");
 }
@@ -216,7 +216,7 @@ TEST(XmlScannerTest, InputLayerAsciiUtf8AndUtf16) {
   // UTF-8 mode turns each sequence into a reference; stray continuation bytes are dropped.
   ASSERT_EQ(ParseOwned(parser, "<a>\xC3\xA9\x80\xF0\x9F\x98\x80</a>", {"UseEncoding=utf-8"}), 0);
   EXPECT_EQ(parser.OriginalText(), "<a>&#233;&#128512;</a>");
-  EXPECT_EQ(TextOf(parser, "/a"), "\xC3\xA9&#128512;");
+  EXPECT_EQ(TextOf(parser, "/a"), "\xC3\xA9\xF0\x9F\x98\x80");
 
   for (const char* encoding : {"UseEncoding=UTF-16LE", "UseEncoding=UTF-16BE"}) {
     EXPECT_EQ(ParseOwned(parser, "<a/>", {encoding}), errUtf16Input);

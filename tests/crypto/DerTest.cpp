@@ -1,0 +1,160 @@
+// The flat DER reader and writer and the four big-number operations.
+#include "HexText.h"
+
+#include "crypto/BigNumber.h"
+#include "crypto/Der.h"
+
+#include <gtest/gtest.h>
+
+namespace quillon {
+namespace {
+
+using test::FromHex;
+using test::ToHex;
+
+TEST(Der, ReadsElementsByIndex) {
+  struct Row {
+    const char* list;
+    int index;
+    int code;
+    const char* content; // hex; for the number rows the value in hex
+    char kind;           // c child, i GetInt, u GetUnsigned, o GetOid
+  };
+  const Row rows[] = {
+      {"02 05 00 00 00 00 01", 0, 0, "1", 'i'},
+      {"02 05 00 ff ff ff ff", 0, 0, "ffffffff", 'u'},
+      {"02 05 01 00 00 00 00", 0, 446, "", 'u'},
+      {"02 01 80", 0, 0, "ffffff80", 'i'},
+      {"02 06 00 00 01 00 00 00", 0, 0, "1000000", 'i'},
+      {"02 06 01 00 00 00 00 00", 0, 446, "", 'i'},
+      {"02 01 05 04 02 aa bb", 1, 0, "aabb", 'c'},
+      {"02 01 05 04 02 aa bb", 2, 447, "", 'c'},
+      {"02 01 05 04 03 aa bb", 1, 446, "", 'c'},
+      {"04 81 02 aa bb", 0, 0, "aabb", 'c'},
+      {"04 80 aa bb", 0, 446, "", 'c'},
+      {"04 85 00 00 00 00 02 aa bb", 0, 446, "", 'c'},
+      {"04 84 ff ff ff ff aa", 0, 446, "", 'c'},
+      {"04 84 7f ff ff ff aa", 0, 446, "", 'c'},
+      {"1f 01 00", 0, 446, "", 'c'},
+      {"04", 0, 446, "", 'c'},
+      {"03 03 00 aa bb", 0, 0, "00aabb", 'c'},
+      {"06 09 2a 86 48 86 f7 0d 01 01 01", 0, 0, "1.2.840.113549.1.1.1", 'o'},
+      {"06 03 2b 65 70", 0, 0, "1.3.101.112", 'o'},
+      {"06 03 55 04 03", 0, 0, "2.5.4.3", 'o'},
+      {"06 02 2a 86", 0, 446, "", 'o'},
+  };
+  for (const Row& row : rows) {
+    SCOPED_TRACE(row.list);
+    BufStr list(FromHex(row.list)), out;
+    int32_t value = 0;
+    uint32_t unsignedValue = 0;
+    int rc = 0;
+    std::string got;
+    char hex[16];
+    switch (row.kind) {
+    case 'i':
+      rc = GetInt(list, row.index, value, nullptr);
+      std::snprintf(hex, sizeof hex, "%x", static_cast<uint32_t>(value));
+      got = hex;
+      break;
+    case 'u':
+      rc = GetUnsigned(list, row.index, unsignedValue, nullptr);
+      std::snprintf(hex, sizeof hex, "%x", unsignedValue);
+      got = hex;
+      break;
+    case 'o':
+      rc = GetOid(list, row.index, out, nullptr);
+      got = out.View();
+      break;
+    default:
+      rc = GetChild(list, row.index, out, nullptr);
+      got = ToHex(out.View());
+    }
+    EXPECT_EQ(rc, row.code);
+    if (rc == 0) {
+      EXPECT_EQ(got, row.content);
+    }
+  }
+}
+
+// Two EnterSequence calls on a public key leave algorithm, parameters and key as one list.
+TEST(Der, EnterSequenceKeepsWhatFollows) {
+  BufStr key(FromHex("30 0d 30 05 06 03 2b 65 70 03 04 00 aa bb cc"));
+  int tag = 0;
+  ASSERT_EQ(EnterSequence(key, &tag), 0);
+  EXPECT_EQ(tag, 0x30);
+  ASSERT_EQ(EnterSequence(key, nullptr), 0);
+  BufStr oid, bits;
+  EXPECT_EQ(GetOid(key, 0, oid, nullptr), 0);
+  EXPECT_EQ(oid.View(), "1.3.101.112");
+  EXPECT_EQ(GetChild(key, 1, bits, &tag), 0);
+  EXPECT_EQ(tag, 3);
+  EXPECT_EQ(ToHex(bits.View()), "00aabbcc");
+  BufStr cut(FromHex("30 84 00 00 01 00 02"));
+  EXPECT_EQ(EnterSequence(cut, nullptr), 446);
+}
+
+TEST(Der, WritesHeaders) {
+  struct Row {
+    int length;
+    bool wrap;
+    const char* header;
+  };
+  const Row rows[] = {{0, false, "0400"},      {127, false, "047f"},     {128, false, "048180"},
+                      {255, false, "0481ff"},  {256, false, "04820100"}, {127, true, "307f"},
+                      {128, true, "30820080"}, {300, true, "3082012c"}};
+  for (const Row& row : rows) {
+    SCOPED_TRACE(row.length);
+    const std::string content(static_cast<size_t>(row.length), 'x');
+    BufStr out;
+    if (row.wrap) {
+      out.Assign(content);
+      ASSERT_EQ(WrapElement(out, 0x30), 0);
+    } else {
+      ASSERT_EQ(AppendTlv(out, content.data(), row.length, 0x04), 0);
+    }
+    const size_t headerBytes = std::string_view(row.header).size() / 2;
+    EXPECT_EQ(ToHex(out.View().substr(0, headerBytes)), row.header);
+    EXPECT_EQ(out.View().substr(headerBytes), content);
+  }
+  BufStr oid;
+  ASSERT_EQ(OidBytes("1.2.840.10045.3.1.7", oid), 0);
+  EXPECT_EQ(ToHex(oid.View()), "2a8648ce3d030107");
+  EXPECT_EQ(OidBytes("1", oid), 446);
+  EXPECT_EQ(OidBytes("1..2", oid), 446);
+}
+
+TEST(BigNumber, SubtractModAndBytes) {
+  struct Row {
+    const char* a;
+    int signA;
+    const char* b; // subtracted from a, then the result taken modulo `modulus`
+    const char* modulus;
+    int code;
+    const char* bytes;
+  };
+  const Row rows[] = {
+      {"0a", 1, "03", "05", 0, "02"},         {"03", 1, "0a", "05", 0, "03"}, // -7 mod 5
+      {"00 00 ff", 1, "", "0100", 0, "00ff"}, {"05", -1, "", "03", 0, "01"},  // -5 mod 3
+      {"80", 1, "", "0101", 0, "0080"}, // a leading zero byte when the top bit is set
+      {"05", 1, "", "00", 2003, ""},          {"05", 1, "", "", 2003, ""},
+  };
+  for (const Row& row : rows) {
+    SCOPED_TRACE(row.a);
+    const std::string a = FromHex(row.a), b = FromHex(row.b), m = FromHex(row.modulus);
+    BigNumber bigA, bigB, modulus, difference, result;
+    ASSERT_EQ(BigFromBytes(bigA, a.data(), static_cast<int>(a.size()), row.signA), 0);
+    ASSERT_EQ(BigFromBytes(bigB, b.data(), static_cast<int>(b.size()), 1), 0);
+    ASSERT_EQ(BigFromBytes(modulus, m.data(), static_cast<int>(m.size()), 1), 0);
+    ASSERT_EQ(BigSubtract(bigA, bigB, difference), 0);
+    EXPECT_EQ(BigMod(difference, modulus, result), row.code);
+    if (row.code == 0) {
+      BufStr out;
+      ASSERT_EQ(BigToBytes(result, out), 0);
+      EXPECT_EQ(ToHex(out.View()), row.bytes);
+    }
+  }
+}
+
+} // namespace
+} // namespace quillon

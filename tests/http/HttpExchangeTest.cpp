@@ -1,0 +1,289 @@
+// Whole exchanges of the HTTP link against a scripted loopback peer: the exact bytes of the
+// requests, what odd and broken answers give, the turns (redirects, challenges), kept
+// connections and the asynchronous mode. After every failure the same object runs a good
+// exchange, so a failure never leaves it unusable.
+#include "frame/Errors.h"
+#include "http/HttpClient.h"
+#include "support/HttpEventLog.h"
+#include "support/ScriptPeer.h"
+
+#include <gtest/gtest.h>
+
+#include <chrono>
+#include <cstdio>
+#include <functional>
+#include <string>
+#include <thread>
+
+namespace quillon::test {
+namespace {
+
+constexpr const char* kOk = "HTTP/1.1 200 OK\r\nContent-Length: 2\r\n\r\nok";
+constexpr const char* kAgent = "User-Agent: Ambervale Tarnwick HTTP/S Component\r\n";
+
+class TestClient : public HttpClient {
+public:
+  explicit TestClient(int limitMillis = 3000) {
+    SetEventSink(&log);
+    timeoutInMilliseconds = 1;
+    SetTimeout(limitMillis, true);
+  }
+  int Run(const std::string& url, int action = actGet) {
+    if (int rc = SetURL(url.c_str(), 0); rc != errNone) return rc;
+    return RunAction(action);
+  }
+  HttpEventLog log;
+};
+
+std::string Replace(std::string text, const std::string& from, const std::string& to) {
+  for (size_t at = text.find(from); at != std::string::npos; at = text.find(from, at + to.size()))
+    text.replace(at, from.size(), to);
+  return text;
+}
+
+std::string Url(const ScriptPeer& peer, const char* path = "/") {
+  return "http://127.0.0.1:" + std::to_string(peer.Port()) + path;
+}
+
+// A good exchange on the peer's next connection: the object is still usable.
+void ExpectUsable(TestClient& client, ScriptPeer& peer, const char* row) {
+  EXPECT_EQ(client.Run(Url(peer, "/again")), errNone) << row << ": " << client.lastError.Data();
+  EXPECT_EQ(client.TransferredData.View(), "ok") << row;
+}
+
+TEST(HttpExchangeTest, RequestBytesOnTheWire) {
+  struct Row {
+    const char* name;
+    std::function<void(TestClient&)> setup;
+    const char* path;
+    int action;
+    const char* expected; // %H is 127.0.0.1:port, %A the User-Agent line
+  };
+  const std::string attached = ::testing::TempDir() + "quillon-attached.txt";
+  if (FILE* file = std::fopen(attached.c_str(), "wb")) {
+    std::fputs("FILE", file);
+    std::fclose(file);
+  }
+  const Row rows[] = {
+      {"defaults", nullptr, "/a?b=c", actGet,
+       "GET /a?b=c HTTP/1.1\r\nHost: %H\r\n%AConnection: close\r\n\r\n"},
+      {"header order, one-shot cookie, 1.0 keep-alive",
+       [](TestClient& c) {
+         c.KeepAlive = 1;
+         c.HTTPVersion.Assign("1.0");
+         c.HttpCookies.Assign("a=1");
+         c.IfModifiedSince.Assign("Mon");
+         c.AllowHTTPCompression = 1;
+         c.OtherHeaders.Assign("X-A: 1\n");
+         c.SetAuthorization("Bearer t");
+       },
+       "/", actHead,
+       "HEAD / HTTP/1.0\r\nHost: %H\r\nAuthorization: Bearer t\r\nAccept-Encoding: gzip, "
+       "deflate\r\n%AIf-Modified-Since: Mon\r\nCookie: a=1\r\nConnection: Keep-Alive\r\nX-A: "
+       "1\r\n\r\n"},
+      {"Host given by the caller",
+       [](TestClient& c) { c.OtherHeaders.Assign("Host: other\r\n\r\n"); }, "/", actDelete,
+       "DELETE / HTTP/1.1\r\n%AConnection: close\r\nHost: other\r\n\r\n"},
+      {"body from memory",
+       [](TestClient& c) {
+         c.ContentType.Assign("text/plain");
+         c.PostData.Assign("hello");
+       },
+       "/p", actPost,
+       "POST /p HTTP/1.1\r\nHost: %H\r\n%AConnection: close\r\nContent-Type: text/plain\r\n"
+       "Content-Length: 5\r\n\r\nhello"},
+      {"chunked upload of memory and file",
+       [&](TestClient& c) {
+         c.UseChunkedEncoding = 1;
+         c.ChunkSize = 4;
+         c.PostData.Assign("abcdefghij");
+         c.AttachedFile.narrow.Assign(attached.c_str());
+         c.HTTPMethod.Assign("MERGE");
+       },
+       "/", actPut,
+       "MERGE / HTTP/1.1\r\nHost: %H\r\n%AConnection: close\r\nTransfer-Encoding: chunked\r\n\r\n"
+       "4\r\nabcd\r\n4\r\nefgh\r\n2\r\nij\r\n4\r\nFILE\r\n0\r\n\r\n"},
+      {"Digest withholds the body of its first leg",
+       [](TestClient& c) {
+         c.SetAuthScheme(authDigest);
+         c.SetUser("u");
+         c.PostData.Assign("secret");
+       },
+       "/", actPost,
+       "POST / HTTP/1.1\r\nHost: %H\r\n%AConnection: close\r\nContent-Length: 0\r\n\r\n"},
+      {"credentials in the URL, encoded path", [](TestClient& c) { c.EncodeURL = 1; },
+       "/a b/~c?x=y z&w=/", actGet,
+       "GET /a%20b/%7Ec?x=y%20z&w=%2F HTTP/1.1\r\nHost: %H\r\nAuthorization: Basic dTpw\r\n"
+       "%AConnection: close\r\n\r\n"},
+  };
+  for (const Row& row : rows) {
+    ScriptPeer peer;
+    peer.Expect(Replace(Replace(row.expected, "%H", "{*}"), "%A", kAgent)).Send(kOk).Close();
+    peer.Start();
+    TestClient client;
+    if (row.setup) row.setup(client);
+    std::string url = Url(peer, row.path);
+    if (std::string(row.name).starts_with("credentials")) url.insert(7, "u:p@");
+    const int rc = client.Run(url, row.action);
+    std::string expected = Replace(row.expected, "%H", "127.0.0.1:" + std::to_string(peer.Port()));
+    expected = Replace(expected, "%A", kAgent);
+    EXPECT_EQ(rc, errNone) << row.name << ": " << client.lastError.Data();
+    ASSERT_TRUE(peer.Finished()) << row.name;
+    EXPECT_EQ(ScriptPeer::Printable(peer.Received()), ScriptPeer::Printable(expected)) << row.name;
+  }
+}
+
+TEST(HttpExchangeTest, HostOfAnIPv6LiteralAndAPlainProxyRequestLine) {
+  ScriptPeer six(ScriptPeer::Family::IPv6);
+  if (!six.Listening()) GTEST_SKIP() << "no IPv6 loopback";
+  const std::string port = std::to_string(six.Port());
+  six.Expect("GET / HTTP/1.1\r\nHost: [::1]:" + port + "\r\n{*}\r\n\r\n").Send(kOk).Close();
+  six.Start();
+  TestClient client;
+  EXPECT_EQ(client.Run("http://[::1%1]:" + port + "/"), errNone) << client.lastError.Data();
+  EXPECT_EQ(client.URLServer.View(), "::1%1");
+  EXPECT_TRUE(six.Finished());
+
+  ScriptPeer proxy;
+  proxy
+      .Expect("GET http://example.invalid:8080/x?q HTTP/1.1\r\nHost: example.invalid:8080\r\n"
+              "Proxy-Authorization: Basic cHU6cHA=\r\n{*}\r\n\r\n")
+      .Send(kOk)
+      .Close();
+  proxy.Start();
+  TestClient viaProxy;
+  viaProxy.ProxyServer.Assign("127.0.0.1");
+  viaProxy.ProxyPort = proxy.Port();
+  viaProxy.SetProxyUser("pu");
+  viaProxy.SetProxyPassword("pp");
+  EXPECT_EQ(viaProxy.Run("http://example.invalid:8080/x?q"), errNone) << viaProxy.lastError.Data();
+  EXPECT_TRUE(proxy.Finished());
+  EXPECT_TRUE(proxy.Failures().empty()) << proxy.Failures().front();
+}
+
+TEST(HttpExchangeTest, OddAndBrokenAnswers) {
+  struct Row {
+    const char* name;
+    std::function<void(ScriptPeer&)> script;
+    int code;
+    const char* text;
+    const char* data;
+  };
+  const std::string longLine(300000, 'a');
+  const Row rows[] = {
+      {"events of a plain exchange", [](ScriptPeer& p) { p.Send(kOk).Close(); }, errNone, "", "ok"},
+      {"no status line", [](ScriptPeer& p) { p.Send("hello\r\n").Close(); }, 10057,
+       "Connection closed.", "hello\r\n"},
+      {"endless header line",
+       [&](ScriptPeer& p) { p.Send("HTTP/1.1 200 OK\r\nX: " + longLine).StaySilent(); }, 151,
+       "The response head is too long.", ""},
+      {"endless chunk size line",
+       [&](ScriptPeer& p) {
+         p.Send("HTTP/1.1 200 OK\r\nTransfer-Encoding: chunked\r\n\r\n" + longLine).StaySilent();
+       },
+       151, "The chunk size line is too long.", ""},
+      {"close inside the headers",
+       [](ScriptPeer& p) { p.Send("HTTP/1.1 200 OK\r\nContent-Le").Close(); }, 10057,
+       "Connection closed before the whole response arrived.", ""},
+      {"close inside a length body",
+       [](ScriptPeer& p) { p.Send("HTTP/1.1 200 OK\r\nContent-Length: 9\r\n\r\nabc").Close(); },
+       10057, "Connection closed before the whole response arrived.", "abc"},
+      {"close inside a chunked body",
+       [](ScriptPeer& p) {
+         p.Send("HTTP/1.1 200 OK\r\nTransfer-Encoding: chunked\r\n\r\n9\r\nabc").Close();
+       },
+       10057, "Connection closed before the whole response arrived.", "abc"},
+      {"garbled chunk size ends the body",
+       [](ScriptPeer& p) {
+         p.Send("HTTP/1.1 200 OK\r\nTransfer-Encoding: chunked\r\n\r\nzz\r\n\r\n").Close();
+       },
+       errNone, "", ""},
+      {"a status without a number",
+       [](ScriptPeer& p) { p.Send("HTTP/1.1 OK\r\nContent-Length: 0\r\n\r\n").Close(); }, 151,
+       "HTTP protocol error. 0 .", ""},
+      {"a refusal",
+       [](ScriptPeer& p) {
+         p.Send("HTTP/1.1 404 Not Found\r\nContent-Length: 4\r\n\r\ngone").Close();
+       },
+       151, "HTTP protocol error. 404 Not Found.", "gone"},
+      {"close-delimited body with an interim answer",
+       [](ScriptPeer& p) {
+         p.Send("HTTP/1.1 100 Go\r\n\r\nHTTP/1.0 200 OK\r\n\r\nto the end").Close();
+       },
+       errNone, "", "to the end"},
+      {"the server stops sending",
+       [](ScriptPeer& p) {
+         p.Send("HTTP/1.1 200 OK\r\nContent-Length: 9\r\n\r\nabc").StaySilent();
+       },
+       301, "Timeout.", "abc"},
+  };
+  for (const Row& row : rows) {
+    ScriptPeer peer;
+    peer.Expect("GET / {*}\r\n\r\n");
+    row.script(peer);
+    peer.NextConnection().Expect("GET /again {*}\r\n\r\n").Send(kOk).Close();
+    peer.Start();
+    TestClient client(800);
+    const auto start = std::chrono::steady_clock::now();
+    EXPECT_EQ(client.Run(Url(peer)), row.code) << row.name;
+    const auto elapsed = std::chrono::steady_clock::now() - start;
+    EXPECT_EQ(client.lastError.View(), row.text) << row.name;
+    EXPECT_EQ(client.TransferredData.View(), row.data) << row.name;
+    if (row.code == 301) {
+      EXPECT_GE(elapsed, std::chrono::milliseconds(800)) << row.name;
+    }
+    if (row.code == errNone && std::string(row.name).starts_with("events")) {
+      EXPECT_EQ(client.log.Joined(),
+                "Connected(0) | Status(HTTP/1.1 200 OK) | Header(Content-Length: "
+                "2) | StartTransfer(1) | Transfer(1, ok) | EndTransfer(1) | "
+                "Disconnected(0)");
+    }
+    ExpectUsable(client, peer, row.name);
+  }
+}
+
+TEST(HttpExchangeTest, KeptConnectionsAndCookies) {
+  ScriptPeer peer;
+  peer.Expect("GET /1 {*}\r\n\r\n")
+      .Send("HTTP/1.1 200 OK\r\nSet-Cookie: s=1\r\nContent-Length: 2\r\n\r\nok")
+      .Expect("GET /2 {*}Cookie: s=1\r\n\r\n")
+      .Send(kOk)
+      .Pause(100)
+      .Close() // closed while idle: the next request connects anew, without an error
+      .NextConnection()
+      .Expect("GET /3 {*}\r\n\r\n")
+      .Close(); // closed after the request, before any answer
+  peer.Start();
+  TestClient client;
+  client.KeepAlive = 1;
+  EXPECT_EQ(client.Run(Url(peer, "/1")), errNone);
+  EXPECT_EQ(client.Run(Url(peer, "/2")), errNone) << client.lastError.Data();
+  EXPECT_EQ(peer.Connections(), 1);
+  std::this_thread::sleep_for(std::chrono::milliseconds(300));
+  EXPECT_EQ(client.Run(Url(peer, "/3")), 10057);
+  EXPECT_EQ(client.lastError.View(), "Connection closed.");
+  EXPECT_TRUE(peer.Finished());
+  EXPECT_EQ(peer.Connections(), 2);
+  EXPECT_EQ(client.CookieCount(), 1);
+  client.SetURL("http://localhost:1/", 0); // another host: the jar empties
+  EXPECT_EQ(client.CookieCount(), 0);
+}
+
+TEST(HttpExchangeTest, NegativeTimeoutRunsThroughEvents) {
+  ScriptPeer peer;
+  peer.Expect("GET / {*}\r\n\r\n").Send(kOk).Close();
+  peer.Start();
+  TestClient client;
+  client.SetTimeout(-1, true);
+  EXPECT_EQ(client.Run(Url(peer)), errNone);
+  EXPECT_EQ(client.CurrentAction, 0);
+  for (int i = 0; i < 100 && client.ResponseDone == 0; ++i)
+    client.DoEvents(20);
+  EXPECT_EQ(client.TransferredData.View(), "ok");
+  EXPECT_EQ(client.log.WithoutHeaders(), "Connected(0) | Status(HTTP/1.1 200 OK) | "
+                                         "StartTransfer(1) | Transfer(1, ok) | EndTransfer(1) | "
+                                         "Disconnected(0)");
+}
+
+} // namespace
+} // namespace quillon::test

@@ -1,0 +1,215 @@
+// The HTTP link against real servers on loopback: nginx for static, chunked, gzip and slow
+// bodies, redirects and status pages (its access log shows what arrived), Apache for Basic and
+// Digest, and the sample OData service for every operation of the component.
+#include "frame/Errors.h"
+#include "odata/QuillonCore.h"
+#include "support/HttpEventLog.h"
+#include "support/Peers.h"
+
+#include <gtest/gtest.h>
+
+#include <cstdio>
+#include <fstream>
+#include <sstream>
+#include <string>
+
+namespace quillon::test {
+namespace {
+
+class LiveClient : public QuillonCore {
+public:
+  LiveClient() {
+    SetEventSink(&log);
+    SetTimeout(20, true);
+  }
+  // A GET, or a POST when a body is set.
+  int Get(const std::string& url) {
+    SetURL(url.c_str(), 0);
+    return RunAction(PostData.IsEmpty() ? actGet : actPost);
+  }
+  HttpEventLog log{true};
+};
+
+std::string FileText(const std::string& path) {
+  std::ifstream in(path, std::ios::binary);
+  std::stringstream text;
+  text << in.rdbuf();
+  return text.str();
+}
+
+TEST(HttpLiveTest, NginxBodiesRedirectsAndStatuses) {
+  const std::string root = PeerValue("nginx", "URL");
+  const std::string small = FileText(PeerValue("nginx", "DOC_ROOT") + "/feeds/small.xml");
+  const std::string medium = FileText(PeerValue("nginx", "DOC_ROOT") + "/feeds/medium.xml");
+  ASSERT_FALSE(small.empty());
+  struct Row {
+    const char* name;
+    void (*setup)(LiveClient&);
+    const char* path;
+    int code;
+    const std::string& body;
+    const char* text;
+  };
+  const std::string none;
+  void (*follow)(LiveClient&) = [](LiveClient& c) { c.FollowRedirects = 1; };
+  void (*gzip)(LiveClient&) = [](LiveClient& c) { c.AllowHTTPCompression = 1; };
+  void (*keep)(LiveClient&) = [](LiveClient& c) { c.KeepAlive = 1; };
+  void (*post)(LiveClient&) = [](LiveClient& c) {
+    c.FollowRedirects = 1;
+    c.PostData.Assign("body");
+  };
+  void (*once)(LiveClient&) = [](LiveClient& c) {
+    c.FollowRedirects = 1;
+    c.MaxRedirectAttempts = 1;
+  };
+  const Row rows[] = {
+      {"length body", nullptr, "/feeds/medium.xml", errNone, medium, ""},
+      {"chunked body", nullptr, "/chunked/medium.xml", errNone, medium, ""},
+      {"gzip, chunked", gzip, "/feeds/medium.xml", errNone, medium, ""},
+      {"slow sender", nullptr, "/slow/medium.xml", errNone, medium, ""},
+      {"kept connection", keep, "/feeds/small.xml", errNone, small, ""},
+      {"301 followed", follow, "/redirect/301", errNone, small, ""},
+      {"relative 302 followed", follow, "/redirect/relative", errNone, small, ""},
+      {"chain followed", follow, "/redirect/chain", errNone, small, ""},
+      {"POST answered by 303 goes on as GET", post, "/redirect/303", errNone, small, ""},
+      {"more redirects than allowed", once, "/redirect/chain", 310, none,
+       "There were too many redirects."},
+      {"loop refused", follow, "/redirect/loop", 151, none,
+       "Attempting to redirect to identical URL.  Aborting connection."},
+      {"no Location", follow, "/redirect/no-location", 152, none, "No server specified in URL"},
+      {"302 not followed", nullptr, "/redirect/302", 151, none,
+       "HTTP protocol error. 302 Moved Temporarily."},
+      {"service error page", nullptr, "/status/412", 151, none,
+       "HTTP protocol error. 412 Precondition Failed."},
+      {"nginx's own 404", nullptr, "/missing", 151, none, "HTTP protocol error. 404 Not Found."},
+      {"empty body", nullptr, "/empty.txt", errNone, none, ""},
+  };
+  for (const Row& row : rows) {
+    LiveClient client;
+    if (row.setup) row.setup(client);
+    EXPECT_EQ(client.Get(root + row.path), row.code) << row.name << ": " << client.lastError.Data();
+    if (row.code == errNone) {
+      EXPECT_EQ(client.TransferredData.View(), row.body) << row.name;
+    } else {
+      EXPECT_EQ(client.lastError.View(), row.text) << row.name;
+    }
+    if (row.setup == keep) {
+      EXPECT_EQ(client.Get(root + row.path), errNone) << row.name;
+      EXPECT_TRUE(client.IsConnected()) << row.name;
+    }
+  }
+}
+
+TEST(HttpLiveTest, LocalFileAndTheDataLimit) {
+  const std::string root = PeerValue("nginx", "URL");
+  const std::string medium = FileText(PeerValue("nginx", "DOC_ROOT") + "/feeds/medium.xml");
+  const std::string file = ::testing::TempDir() + "quillon-local-file.xml";
+  LiveClient toFile;
+  toFile.LocalFile.narrow.Assign(file.c_str());
+  ASSERT_EQ(toFile.Get(root + "/feeds/medium.xml"), errNone);
+  EXPECT_EQ(FileText(file), medium);
+  EXPECT_TRUE(toFile.TransferredData.IsEmpty());
+  EXPECT_EQ(toFile.Get(root + "/missing"), 151); // a refusal leaves the file alone
+  EXPECT_EQ(FileText(file), medium);
+  std::remove(file.c_str());
+
+  LiveClient limited;
+  limited.MaxTransferredData = 100;
+  ASSERT_EQ(limited.Get(root + "/feeds/medium.xml"), errNone);
+  EXPECT_EQ(limited.TransferredData.View(), medium.substr(0, 100));
+  EXPECT_EQ(limited.BytesTransferred, static_cast<int64_t>(medium.size()));
+  EXPECT_EQ(limited.log.lastPercent, 100);
+}
+
+TEST(HttpLiveTest, ApacheBasicAndDigest) {
+  struct Row {
+    const char* name;
+    int scheme;
+    const char* prefix;
+    bool rightPassword;
+    int code;
+  };
+  const Row rows[] = {
+      {"Basic", authBasic, "BASIC", true, errNone},
+      {"Basic, wrong password", authBasic, "BASIC", false, 151},
+      {"Digest", authDigest, "DIGEST", true, errNone},
+      {"Digest, wrong password", authDigest, "DIGEST", false, 151},
+  };
+  for (const Row& row : rows) {
+    const std::string prefix = row.prefix;
+    LiveClient client;
+    client.SetAuthScheme(row.scheme);
+    client.SetUser(PeerValue("apache", prefix + "_USER"));
+    client.SetPassword(row.rightPassword ? PeerValue("apache", prefix + "_PASSWORD") : "nope");
+    client.PostData.Assign("echo me");
+    client.SetURL((PeerValue("apache", prefix + "_URL") + "echo").c_str(), 0);
+    EXPECT_EQ(client.RunAction(actPost), row.code) << row.name << ": " << client.lastError.Data();
+    const char* expected = row.code == errNone ? "echo me" : "";
+    if (row.code != errNone) {
+      EXPECT_EQ(client.lastError.View(), "HTTP protocol error. 401 Unauthorized.") << row.name;
+    } else {
+      EXPECT_EQ(client.TransferredData.View(), expected) << row.name;
+    }
+  }
+}
+
+TEST(HttpLiveTest, EveryODataOperationAgainstTheSampleService) {
+  const std::string service = PeerValue("odata", "URL");
+  LiveClient client;
+  client.ServiceRootURI.Assign(service.c_str());
+
+  client.ResourcePath.Assign("Products");
+  client.QueryFilter.Assign("Price gt 15");
+  client.QueryOrderBy.Assign("Price desc");
+  ASSERT_EQ(client.QueryService(), errNone) << client.lastError.Data();
+  EXPECT_EQ(client.entries.Count(), 5); // the service's page
+  client.QuerySkipToken.Assign("5");
+  ASSERT_EQ(client.QueryService(), errNone) << client.lastError.Data();
+  EXPECT_GT(client.entries.Count(), 0);
+  client.QueryFilter.Clear();
+  client.QueryOrderBy.Clear();
+  client.QuerySkipToken.Clear();
+
+  ASSERT_EQ(client.GetSchema(), errNone) << client.lastError.Data();
+  EXPECT_EQ(client.entitySets.Count(), 3);
+
+  // Create, read back, update with the ETag, be refused with a stale one, delete.
+  client.SetEntryIndex(-1);
+  EntryRecord& fresh = client.CurrentEntry();
+  ASSERT_EQ(fresh.PropertyCount(), 0); // read once, then sized and filled by index
+  PtrList<EntryProperty>* properties = fresh.PropertiesForEdit();
+  ASSERT_NE(properties, nullptr);
+  ASSERT_EQ(properties->Resize(2), errNone);
+  properties->At(0)->name.Assign("ID");
+  properties->At(0)->type.Assign("Edm.Int32");
+  properties->At(0)->value.Assign("1013");
+  properties->At(1)->name.Assign("Name");
+  properties->At(1)->value.Assign("Live test desk");
+  client.ResourcePath.Assign("Products");
+  ASSERT_EQ(client.CreateEntry(), errNone) << client.lastError.Data();
+  const std::string firstTag = client.CurrentEntry().ETag();
+  ASSERT_FALSE(firstTag.empty());
+  const std::string editLink = client.CurrentEntry().EditHref();
+
+  ASSERT_EQ(client.SetEntryIndex(0), errNone); // the edit link is absolute: it is the URL
+  EXPECT_EQ(client.ResourcePath.View(), editLink);
+  ASSERT_EQ(client.UpdateProperty("/entry/content/properties/Name", "Renamed"), errNone)
+      << client.lastError.Data();
+  EXPECT_NE(std::string(client.CurrentEntry().ETag()), firstTag);
+
+  client.CurrentEntry().SetETag(firstTag);
+  EXPECT_EQ(client.UpdateEntry(), 151);
+  EXPECT_EQ(client.lastError.View(), "HTTP protocol error. 412 Precondition Failed.");
+  EXPECT_NE(client.TransferredData.Find("<error"), -1);
+
+  ASSERT_EQ(client.QueryService(), errNone) << client.lastError.Data(); // fresh entry and ETag
+  EXPECT_EQ(client.CustomRequest("GET", editLink.c_str(), ""), errNone) << client.lastError.Data();
+  client.userHeaders.Assign("If-Match: *\r\n");
+  EXPECT_EQ(client.DeleteEntry(), errNone) << client.lastError.Data();
+  client.userHeaders.Clear();
+  EXPECT_EQ(client.QueryService(), 151);
+  EXPECT_EQ(client.lastError.View(), "HTTP protocol error. 404 Not Found.");
+}
+
+} // namespace
+} // namespace quillon::test

@@ -1,0 +1,144 @@
+// The response reader gives the same events and results whatever the pieces the bytes come in:
+// every response of the table is read whole and then split at every offset into two reads.
+// Small line buffers put long lines and chunks through the buffer-full paths as well.
+#include "http/HttpClient.h"
+#include "support/HttpEventLog.h"
+#include "support/ResponseFeed.h"
+
+#include <gtest/gtest.h>
+#include <zlib.h>
+
+#include <cstdio>
+#include <memory>
+#include <string>
+
+namespace quillon::test {
+namespace {
+
+std::string Gzip(const std::string& text) {
+  z_stream stream{};
+  deflateInit2(&stream, 9, Z_DEFLATED, 31, 8, Z_DEFAULT_STRATEGY);
+  std::string out(text.size() + 64, '\0');
+  stream.next_in = reinterpret_cast<Bytef*>(const_cast<char*>(text.data()));
+  stream.avail_in = static_cast<uInt>(text.size());
+  stream.next_out = reinterpret_cast<Bytef*>(out.data());
+  stream.avail_out = static_cast<uInt>(out.size());
+  deflate(&stream, Z_FINISH);
+  out.resize(stream.total_out);
+  deflateEnd(&stream);
+  return out;
+}
+
+// One chunk: its size in hex, CRLF, the bytes, CRLF.
+std::string Chunk(const std::string& bytes) {
+  char size[16];
+  std::snprintf(size, sizeof size, "%zx\r\n", bytes.size());
+  return size + bytes + "\r\n";
+}
+
+struct Row {
+  const char* name;
+  std::string response;
+  bool close = false; // the server closes after the bytes
+  const char* method = "GET";
+  uint32_t lineBuffer = 4000; // MaxLineLength
+  std::string expectedData;   // TransferredData after the whole response
+};
+
+struct Outcome {
+  std::string events, data, headers;
+  int status = 0, error = 0;
+  bool done = false, cut = false;
+  int64_t bytes = 0;
+  bool operator==(const Outcome&) const = default;
+};
+
+Outcome Read(const Row& row, size_t split) {
+  HttpEventLog log;
+  auto client = std::make_unique<HttpClient>();
+  client->SetEventSink(&log);
+  client->KeepAlive = 1;
+  client->FollowRedirects = 1;
+  client->AllowHTTPCompression = 1;
+  client->SetMaxLineLength(row.lineBuffer);
+  client->ArmResponseReader(row.method);
+  const std::string_view bytes = row.response;
+  FeedPiece(*client, bytes.substr(0, split));
+  FeedPiece(*client, bytes.substr(split));
+  if (row.close) FeedEnd(*client);
+  return {log.Joined(),
+          std::string(client->TransferredData.View()),
+          std::string(client->TransferredHeaders.View()),
+          client->StatusCode,
+          client->responseError,
+          client->ResponseDone != 0,
+          client->responseCut,
+          client->BytesTransferred};
+}
+
+// Chunks of a 32-byte buffer: a CR as the last byte of a full buffer, followed by other bytes,
+// by a CR, and by the LF that ends the chunk.
+const std::string kLongA = std::string(31, 'a') + "\rb\r\nc";
+const std::string kLongB = std::string(31, 'd') + "\r";
+const std::string kLongC = std::string(31, 'e');
+const std::string kBody = "{\"feed\": [1, 2, 3]}\r\n\r\nend";
+
+const Row kRows[] = {
+    {"length body and a cookie",
+     "HTTP/1.1 200 OK\r\nContent-Length: 5\r\nSet-Cookie: a=b; path=/\r\n\r\nhello", false, "GET",
+     4000, "hello"},
+    {"chunks holding CRLF, an extension and a trailer",
+     "HTTP/1.1 200 OK\r\nTransfer-Encoding: chunked\r\n\r\n5;x=1\r\nabc\r\n\r\n4\r\n\r\n\r\n\r\n"
+     "3\r\nxyz\r\n0\r\nX-Trailer: 1\r\n\r\n",
+     false, "GET", 4000, "abc\r\n\r\n\r\nxyz"},
+    {"chunks longer than the buffer, CR at its end",
+     "HTTP/1.1 200 OK\r\nTransfer-Encoding: chunked\r\n\r\n" + Chunk(kLongA) + Chunk(kLongB) +
+         Chunk(kLongC) + "0\r\n\r\n",
+     false, "GET", 32, kLongA + kLongB + kLongC},
+    {"interim 100 then 200",
+     "HTTP/1.1 100 Continue\r\nX-I: 1\r\n\r\nHTTP/1.1 200 OK\r\n"
+     "Content-Length: 2\r\n\r\nok",
+     false, "GET", 4000, "ok"},
+    {"HEAD with a length", "HTTP/1.1 200 OK\r\nContent-Length: 10\r\n\r\n", false, "HEAD", 4000,
+     ""},
+    {"204 with a length", "HTTP/1.1 204 No Content\r\nContent-Length: 3\r\n\r\n", false, "GET",
+     4000, ""},
+    {"close-delimited body", "HTTP/1.0 200 OK\r\n\r\nuntil the close", true, "GET", 4000,
+     "until the close"},
+    {"not HTTP at all", "garbage\nmore", true, "GET", 4000, "garbage\nmore"},
+    {"length body cut short", "HTTP/1.1 200 OK\r\nContent-Length: 10\r\n\r\nabcd", true, "GET",
+     4000, "abcd"},
+    {"chunked body cut short", "HTTP/1.1 200 OK\r\nTransfer-Encoding: chunked\r\n\r\n8\r\nabc",
+     true, "GET", 4000, "abc"},
+    {"headers cut short", "HTTP/1.1 200 OK\r\nContent-Le", true, "GET", 4000, ""},
+    {"gzip body",
+     "HTTP/1.1 200 OK\r\nContent-Encoding: gzip\r\nContent-Length: " +
+         std::to_string(Gzip(kBody).size()) + "\r\n\r\n" + Gzip(kBody),
+     false, "GET", 4000, kBody},
+    {"folded, colonless and long header lines",
+     "HTTP/1.1 404 Not Found\r\nX-A: 1\r\n  more\r\nNoColon\r\nX-Long: 0123456789abcdef\r\n"
+     "Content-Length: 3\r\n\r\nnot",
+     false, "GET", 24, "not"},
+    {"redirect body dropped", "HTTP/1.1 302 Found\r\nLocation: /b\r\nContent-Length: 4\r\n\r\nmove",
+     false, "GET", 4000, ""},
+    {"bare LF line ends", "HTTP/1.1 200 OK\nContent-Length: 2\n\nok", false, "GET", 4000, "ok"},
+};
+
+TEST(ResponseReaderSplitTest, EveryTwoPieceSplitReadsAsTheWhole) {
+  for (const Row& row : kRows) {
+    const Outcome whole = Read(row, row.response.size());
+    EXPECT_EQ(whole.data, row.expectedData) << row.name;
+    EXPECT_FALSE(whole.events.empty()) << row.name;
+    for (size_t split = 0; split < row.response.size(); ++split) {
+      const Outcome parts = Read(row, split);
+      if (parts == whole) continue;
+      ADD_FAILURE() << row.name << ", split at " << split << "\n  whole: " << whole.events
+                    << " data=" << whole.data << "\n  split: " << parts.events
+                    << " data=" << parts.data;
+      break;
+    }
+  }
+}
+
+} // namespace
+} // namespace quillon::test
