@@ -17,6 +17,9 @@ packages=(
   # live peers of tests/peers/: web servers, the client that checks them, and the build tools
   # of the sample service's native SQLite module (examples/service)
   nginx-light apache2 curl python3 make g++
+  # sign-on peer (tests/peers/signon.sh): a Kerberos realm made at test time, and Apache checking
+  # Negotiate and NTLM through GSS-API
+  krb5-kdc krb5-admin-server krb5-user libapache2-mod-auth-gssapi gss-ntlmssp
   # key files: Argon2 of version 3 PuTTY keys; puttygen and ssh-keygen make the test keys
   libargon2-dev putty-tools openssh-client
   # proxies and SOCKS servers of tests/peers/, and expect, which replays recorded sessions

@@ -1,8 +1,8 @@
 // Authorization and Proxy-Authorization as the request composer sends them. They are formed
 // anew on every URL change, on every retry after a 401 or 407 and whenever a credential or
 // scheme changes. Basic is formed from the credentials alone; Digest needs a challenge first, so
-// its first request goes out without the header. NTLM and Negotiate tokens come from their own
-// units: until those exist, both leave the value empty.
+// its first request goes out without the header. NTLM and Negotiate tokens come from the
+// sign-on front (HttpAuthToken.cpp).
 #include "http/HttpClient.h"
 
 #include "frame/Errors.h"
@@ -52,6 +52,10 @@ int HttpClient::FormAuthorization() {
     return FormBasic(Authorization, User, Password);
   case authDigest:
     return FormDigest(serverDigest, User, Password, Authorization, true);
+  case authNtlm:
+  case authNegotiate:
+    return FormTokenAuthorization(serverSignOn, AuthScheme, URLServer.View(), ServerToken, User,
+                                  Password, Authorization);
   default:
     return errNone;
   }
@@ -67,6 +71,10 @@ int HttpClient::FormProxyAuthorization() {
   case authDigest:
     // Proxies get no algorithm parameter.
     return FormDigest(proxyDigest, ProxyUser, ProxyPassword, ProxyAuthorization, false);
+  case authNtlm:
+  case authNegotiate:
+    return FormTokenAuthorization(proxySignOn, ProxyAuthScheme, ProxyServer.View(),
+                                  ProxyServerToken, ProxyUser, ProxyPassword, ProxyAuthorization);
   default:
     return errNone;
   }

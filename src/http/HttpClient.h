@@ -8,6 +8,7 @@
 #include "frame/StrList.h"
 #include "http/BodyDecoder.h"
 #include "http/DigestAuth.h"
+#include "http/SspiContext.h"
 #include "net/TransferPort.h"
 
 #include <cstdint>
@@ -188,6 +189,19 @@ public:
   // authOAuth.
   int SetAuthorization(std::string_view text);
 
+  // NTLM and Negotiate (HttpAuthToken.cpp)
+  // Forms `header` ("NTLM ..." or "Negotiate ...") from one step of `signOn`: the first step,
+  // which loads the credentials, when `serverToken` is empty. A failure leaves `header` empty
+  // and the text in lastError.
+  int FormTokenAuthorization(SspiContext& signOn, int scheme, std::string_view host,
+                             const BufStrBase& serverToken, const BufStrBase& user,
+                             const BufStrBase& password, BufStrBase& header);
+  // A token made elsewhere: it goes out as "Negotiate " and the text, with no exchange.
+  int SetKerberosToken(std::string_view text);
+  // The Config keys of the sign-on: UseSystemSSPI, ExtendedProtection, KerberosSPN, UseNTLMv2.
+  // errUnknownConfig for any other key.
+  int ConfigSignOn(ConfigRequest& request, const char** result);
+
   // System proxy (HttpProxyAutoDetect.cpp): with `on`, the proxy for URLScheme and a SOCKS
   // firewall from the environment's settings. Always 0.
   int SetProxyAutoDetect(bool on);
@@ -302,6 +316,9 @@ public:
   int32_t CreateLocalFileAttributes = 0;
   DigestState serverDigest; // the challenge of the server and the request it answers
   DigestState proxyDigest;  // the same for the proxy
+  SspiContext serverSignOn; // the NTLM or Negotiate exchange with the server
+  SspiContext proxySignOn;  // the same with the proxy
+  BufStr20 KerberosSPN;     // the Negotiate target; "HTTP/" and the server's name when empty
   int32_t AllowHTTPCompression = 0;
   BodyDecoder decoder; // gzip and deflate bodies; active only while a coding was named
   int32_t EncodeURL = 0;

@@ -123,11 +123,7 @@ int HttpClient::Config(ConfigRequest& request, const char** result) {
     LocalFile.Clear();
     return LocalFile.narrow.Assign(value);
   }
-  if (EqualsNoCase(name, "KerberosToken") && !get) {
-    BufStr token;
-    if (token.Assign("Negotiate ") || token.Append(value)) return errOutOfMemory;
-    return SetAuthorization(token.View());
-  }
+  if (EqualsNoCase(name, "KerberosToken") && !get) return SetKerberosToken(value);
   if (EqualsNoCase(name, "Authorization"))
     return get ? ReturnText(result, Authorization) : SetAuthorization(value);
   if (EqualsNoCase(name, "ProxyAuthScheme")) {
@@ -138,6 +134,7 @@ int HttpClient::Config(ConfigRequest& request, const char** result) {
     return get ? ReturnText(result, ProxyUser) : SetProxyUser(value);
   if (EqualsNoCase(name, "ProxyPassword"))
     return get ? ReturnText(result, ProxyPassword) : SetProxyPassword(value);
+  if (int rc = ConfigSignOn(request, result); rc != errUnknownConfig) return rc;
   return TransferPort::Config(request, result);
 }
 

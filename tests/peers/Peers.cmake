@@ -13,7 +13,7 @@
 
 set(QUILLON_PEERS_DIR "${CMAKE_BINARY_DIR}/peers")
 set(QUILLON_PEERS_HOME "${CMAKE_CURRENT_LIST_DIR}")
-set(QUILLON_PEER_KINDS certs nginx apache sslserver odata)
+set(QUILLON_PEER_KINDS certs nginx apache sslserver odata signon)
 # Proxies and SOCKS servers between the component and the web peers.
 list(APPEND QUILLON_PEER_KINDS squid dante microsocks tinyproxy)
 

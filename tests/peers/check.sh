@@ -120,7 +120,21 @@ odata)
   expect error-document "<error xmlns=\"http://schemas.microsoft.com/ado/2007/08/dataservices/metadata\"><code>404" \
     curl -sS "${URL}Products(999)"
   ;;
-squid | dante | dante_auth | microsocks | tinyproxy)
+signon)
+  export KRB5_CONFIG KRB5CCNAME
+  code() { curl -sS -o /dev/null -w "%{http_code}" "$@"; }
+  expect negotiate-demanded "WWW-Authenticate: Negotiate" head_of "$NEGOTIATE_URL"
+  expect negotiate-ok "^200$" code --negotiate -u : "${NEGOTIATE_URL}index.txt"
+  expect negotiate-no-ticket "^401$" env KRB5CCNAME=FILE:/nonexistent curl -sS -o /dev/null \
+    -w "%{http_code}" --negotiate -u : "${NEGOTIATE_URL}index.txt"
+  expect ntlm-demanded "WWW-Authenticate: NTLM" head_of "$NTLM_URL"
+  # gss-ntlmssp refuses curl's negotiate message, which lacks the Unicode flag, so the check
+  # sends a Unicode one by hand and looks for the challenge.
+  type1="TlRMTVNTUAABAAAAB4IIogAAAAAAAAAAAAAAAAAAAAAAAAAAAAAADw=="
+  expect ntlm-challenge "WWW-Authenticate: NTLM TlRMTVNTUAACAAAA" \
+    head_of -H "Authorization: NTLM $type1" "$NTLM_URL"
+  ;;
+squid | squid_ntlm | dante | dante_auth | microsocks | tinyproxy)
   # Proxies and SOCKS servers carry curl to the nginx peer.
   target="$(sed -n 's/^URL=//p' "$2/nginx/peer.env")"
   code() { curl -sS -o /dev/null -w "%{http_code}" --max-time 10 "$@" "$target/empty.txt"; }
@@ -132,6 +146,11 @@ squid | dante | dante_auth | microsocks | tinyproxy)
     expect basic "^200$" code -p -x "http://$HOST:$AUTH_PORT" -U "$USER:$PASSWORD"
     expect digest "^200$" code -p -x "http://$HOST:$AUTH_PORT" --proxy-digest -U "$USER:$PASSWORD"
     expect digest-plain "^200$" code -x "http://$HOST:$AUTH_PORT" --proxy-digest -U "$USER:$PASSWORD"
+    ;;
+  squid_ntlm)
+    expect ntlm-demanded "Proxy-Authenticate: NTLM" curl -sS -o /dev/null -D - --max-time 10 \
+      -x "http://$HOST:$AUTH_PORT" "$target/empty.txt"
+    expect ntlm-passes "^200$" code -x "http://$HOST:$AUTH_PORT" --proxy-ntlm -U 'DOMAIN\user:password'
     ;;
   dante)
     expect socks4 "^200$" code --socks4 "$HOST:$PORT"

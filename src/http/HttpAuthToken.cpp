@@ -1,0 +1,64 @@
+// The Authorization and Proxy-Authorization values of NTLM and Negotiate. A leg without a server
+// token starts the exchange (credentials loaded into the engine, first token); a leg with one
+// answers it. With Negotiate the first token tells whether the body may go with that leg: a
+// Kerberos token is complete in itself, one that wraps NTLM will be challenged.
+#include "http/HttpClient.h"
+
+#include "frame/ConfigRequest.h"
+#include "frame/Errors.h"
+#include "frame/Text.h"
+
+namespace quillon {
+
+int HttpClient::FormTokenAuthorization(SspiContext& signOn, int scheme, std::string_view host,
+                                       const BufStrBase& serverToken, const BufStrBase& user,
+                                       const BufStrBase& password, BufStrBase& header) {
+  header.Clear();
+  const bool negotiate = scheme == authNegotiate;
+  const std::string_view package = negotiate ? "Negotiate" : "NTLM";
+  BufStr target;
+  int rc = errNone;
+  if (negotiate && !KerberosSPN.IsEmpty()) {
+    rc = target.Assign(KerberosSPN);
+  } else {
+    if (negotiate) rc = target.Assign("HTTP/");
+    if (rc == errNone) rc = target.Append(host);
+  }
+  if (rc != errNone) return rc;
+  if (serverToken.IsEmpty()) {
+    rc = signOn.LoadExchangeCredentials(package, user.View(), password.View());
+    if (rc != errNone) return Fail(rc, signOn.errorText.Data());
+  }
+  BufStr token;
+  rc = signOn.MakeAuthToken(token, package, target.View(), serverToken.View());
+  if (rc != errNone) return Fail(rc, signOn.errorText.Data());
+  if (serverToken.IsEmpty() && negotiate && &header == &Authorization)
+    KerberosFirstToken = SspiContext::TokenIsKerberos(token.View()) ? 1 : 0;
+  rc = header.Assign(package);
+  if (rc == errNone) rc = header.AppendChar(' ');
+  if (rc == errNone) rc = header.Append(token);
+  return rc;
+}
+
+int HttpClient::SetKerberosToken(std::string_view text) {
+  AuthScheme = authProprietary;
+  int rc = Authorization.Assign("Negotiate ");
+  if (rc == errNone) rc = Authorization.Append(text);
+  return rc;
+}
+
+int HttpClient::ConfigSignOn(ConfigRequest& request, const char** result) {
+  const std::string_view name = request.name.View();
+  if (EqualsNoCase(name, "KerberosSPN"))
+    return request.isGet ? ReturnText(result, KerberosSPN) : KerberosSPN.Assign(request.value);
+  int32_t SspiContext::*field = nullptr;
+  if (EqualsNoCase(name, "UseSystemSSPI")) field = &SspiContext::UseSystemSSPI;
+  if (EqualsNoCase(name, "ExtendedProtection")) field = &SspiContext::ExtendedProtection;
+  if (EqualsNoCase(name, "UseNTLMv2")) field = &SspiContext::UseNTLMv2;
+  if (!field) return errUnknownConfig;
+  if (request.isGet) return ReturnText(result, serverSignOn.*field ? "True" : "False");
+  serverSignOn.*field = proxySignOn.*field = IsTrueText(request.value.View()) ? 1 : 0;
+  return errNone;
+}
+
+} // namespace quillon
