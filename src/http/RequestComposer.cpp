@@ -11,7 +11,6 @@
 #include "http/HttpClient.h"
 
 #include "frame/Errors.h"
-#include "surface/SurfaceErrors.h"
 #include "frame/Text.h"
 #include "http/HttpErrors.h"
 
