@@ -27,7 +27,7 @@ int SspiContext::Fail(int code, const char* text) {
 
 int SspiContext::FailStatus(int code, const char* head, uint32_t status) {
   if (status == platform::kSecurityLibraryMissing)
-    return Fail(errSecurityLibrary, "The security library could not be loaded");
+    return Fail(errSignOnLibrary, "The security library could not be loaded");
   char number[16];
   std::snprintf(number, sizeof number, "0x%x", status);
   errorText.Assign(head);

@@ -14,7 +14,7 @@ namespace quillon {
 
 enum SignOnError : int {
   errNtlmToken = -1,           // the server's NTLM token was not understood (NtlmContext's text)
-  errSecurityLibrary = 270,    // "The security library could not be loaded"
+  errSignOnLibrary = 270,      // "The security library could not be loaded"
   errAcquireCredentials = 880, // "Could not acquire security credentials (0x...): ..."
   errConsumeToken = 881,       // "Error consuming security token (0x...): ..." or bindings
   errInitializeContext = 882,  // "Could not initialize security context (0x...): ..."

@@ -167,10 +167,10 @@ int SecurePort::SecureSend(const char* bytes, int length, int flags) {
     const int n = length < sendChunkSize ? length : sendChunkSize;
     std::memcpy(sendBuffer + streamHeaderSize, bytes, static_cast<size_t>(n));
     secureSendCount += n;
-    int recordLength = 0;
+    int sealedLength = 0;
     const int32_t status = contextHandle->Encrypt(
         sendBuffer, streamHeaderSize, n, streamHeaderSize + streamMaxMessage + streamTrailerSize,
-        recordLength);
+        sealedLength);
     if (status < 0) {
       char text[64];
       std::snprintf(text, sizeof text, "error encrypting data 0x%x.",
@@ -179,7 +179,7 @@ int SecurePort::SecureSend(const char* bytes, int length, int flags) {
     }
     bytes += n;
     length -= n;
-    const int rc = SecureRawSend(sendBuffer, recordLength, flags);
+    const int rc = SecureRawSend(sendBuffer, sealedLength, flags);
     if (rc != errNone || length == 0 || !secureOutQueue.IsEmpty()) return rc;
   }
 }

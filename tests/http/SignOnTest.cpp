@@ -160,10 +160,10 @@ TEST(SignOnTest, Failures) {
   EXPECT_EQ(absent.FormAuthorization(), errNone);
   EXPECT_TRUE(absent.Authorization.StartsWith("Negotiate TlRMTVNTUAAB"));
   SspiContext direct;
-  EXPECT_EQ(direct.LoadSystemCredentials("Negotiate", "", ""), errSecurityLibrary);
+  EXPECT_EQ(direct.LoadSystemCredentials("Negotiate", "", ""), errSignOnLibrary);
   EXPECT_EQ(direct.errorText.View(), "The security library could not be loaded");
   BufStr out;
-  EXPECT_EQ(direct.FirstToken(out, "HTTP/localhost"), errSecurityLibrary);
+  EXPECT_EQ(direct.FirstToken(out, "HTTP/localhost"), errSignOnLibrary);
   platform::ReloadSecurityLibrary("libgssapi_krb5.so.2");
   unsetenv("KRB5CCNAME");
 }
