@@ -78,7 +78,7 @@ public:
   int SecureRawSend(const char* bytes, int length, int flags);
   int AcquireSecureCredentials(int direction);
   // With TLS on the channel is up only when the handshake has ended.
-  bool IsConnected() const { return secureEnabled ? sslState == 2 : connected; }
+  bool IsConnected() const { return secureEnabled ? sslState == 2 : PortClient::IsConnected(); }
   // With TLS on this gates the delivery of plain text; the handshake reads on.
   int SetAcceptData(bool value);
   int SendCloseNotify(bool destroy);

@@ -80,7 +80,7 @@ const KeyRow kKeys[] = {
     {"UseDefaultCredentials=yes", 0, "UseDefaultCredentials", "True"},
     {"ReuseSSLSession=1", 0, "ReuseSSLSession", "True"},
     {"ExtendedProtection=TRUE", 0, "ExtendedProtection", "True"},
-    {"SSLSecurityFlags=0x80000000", 0, "SSLSecurityFlags", "-2147483648"},
+    {"SSLSecurityFlags=0x80000000", 0, "SSLSecurityFlags", "2147483648"},
     {"SSLIncludeCertChain=yes", 0, "SSLIncludeCertChain", "True"},
     {nullptr, 0, "SSLEnabledProtocols", "4032"},
     {"SSLEnabledProtocols=0x0C00", 0, "SSLEnabledProtocols", "3072"},

@@ -18,4 +18,9 @@ std::string CorpusFile(const std::string& name) {
   return dir.empty() ? std::string() : dir + "/" + name;
 }
 
+bool InCi() {
+  const char* ci = std::getenv("CI");
+  return ci && std::string(ci) == "true";
+}
+
 } // namespace quillon::test

@@ -9,12 +9,18 @@ namespace quillon::test {
 std::string CorpusDir();
 // The full path of `name` in the corpus, or empty when the corpus is absent.
 std::string CorpusFile(const std::string& name);
+// True when the tests run in CI (CI=true), where a missing document fails instead of skipping.
+bool InCi();
 
 } // namespace quillon::test
 
-// Skips the current test with a clear message when the corpus folder is missing.
+// Ends the current test when the corpus folder is missing: a failure in CI (CI=true), where the
+// documents must be there, and a skip with a clear message elsewhere.
 #define QUILLON_REQUIRE_CORPUS()                                                                   \
   do {                                                                                             \
-    if (::quillon::test::CorpusDir().empty())                                                      \
+    if (::quillon::test::CorpusDir().empty()) {                                                    \
+      if (::quillon::test::InCi())                                                                 \
+        FAIL() << "real OData documents not found (set QUILLON_CORPUS to their folder)";           \
       GTEST_SKIP() << "real OData documents not found (set QUILLON_CORPUS to their folder)";       \
+    }                                                                                              \
   } while (0)
