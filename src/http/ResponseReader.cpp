@@ -137,12 +137,13 @@ int HttpClient::ReadHeaderLine(char* data, int length, bool isLine) {
   std::string_view field, value;
   SplitHeaderLine(HeaderScratch.View(), field, value);
   // The field becomes a text of its own in place: the byte behind it is the colon or the end.
-  char* fieldText = HeaderScratch.Data() + (field.data() - HeaderScratch.Data());
-  if (field.empty())
-    fieldText = const_cast<char*>("");
-  else
+  // An empty field or value may carry no pointer at all.
+  char* fieldText = const_cast<char*>("");
+  if (!field.empty()) {
+    fieldText = HeaderScratch.Data() + (field.data() - HeaderScratch.Data());
     fieldText[field.size()] = 0;
-  const char* valueText = value.data();
+  }
+  const char* valueText = value.empty() ? "" : value.data();
 
   if (FollowRedirects && SameNoCase(field, "Location"))
     if (Location.Assign(value) != errNone) return errOutOfMemory;
