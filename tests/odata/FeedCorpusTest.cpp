@@ -49,7 +49,7 @@ TEST(FeedCorpus, TokensEditLinksAndPathsOfFeeds) {
 // the entries were read in place (tests/odata/golden, reviewed by hand when it was written).
 TEST(FeedCorpus, TheJsonReportOfEveryDocumentIsUnchanged) {
   QUILLON_REQUIRE_CORPUS();
-  if (!test::HaveCli()) GTEST_SKIP() << "QUILLON_CLI is not set";
+  QUILLON_REQUIRE_CLI();
   int seen = 0;
   for (const auto& file : std::filesystem::directory_iterator(test::CorpusDir() + "/atom")) {
     if (file.path().filename() == "LICENSE") continue;

@@ -2,6 +2,8 @@
 // back its exit status and everything it printed.
 #pragma once
 
+#include "support/Corpus.h"
+
 #include <string>
 
 namespace quillon::test {
@@ -16,3 +18,13 @@ CliRun RunCli(const std::string& arguments);
 bool HaveCli();
 
 } // namespace quillon::test
+
+// Ends the current test when QUILLON_CLI is not set: a failure in CI (CI=true), where CTest always
+// sets it, and a skip with a clear message elsewhere.
+#define QUILLON_REQUIRE_CLI()                                                                      \
+  do {                                                                                             \
+    if (!::quillon::test::HaveCli()) {                                                             \
+      if (::quillon::test::InCi()) FAIL() << "QUILLON_CLI names the program under test";           \
+      GTEST_SKIP() << "QUILLON_CLI names the program under test; CTest sets it";                   \
+    }                                                                                              \
+  } while (0)

@@ -24,8 +24,7 @@ size_t Occurrences(const std::string& text, const std::string& what) {
 class CliSchema : public ::testing::Test {
 protected:
   void SetUp() override {
-    if (!quillon::test::HaveCli())
-      GTEST_SKIP() << "QUILLON_CLI names the program under test; CTest sets it";
+    QUILLON_REQUIRE_CLI();
     QUILLON_REQUIRE_CORPUS();
   }
   // The program reading a saved EDMX response, then `options`.

@@ -17,10 +17,7 @@ using quillon::test::RunCli;
 
 class Cli : public ::testing::Test {
 protected:
-  void SetUp() override {
-    if (!quillon::test::HaveCli())
-      GTEST_SKIP() << "QUILLON_CLI names the program under test; CTest sets it";
-  }
+  void SetUp() override { QUILLON_REQUIRE_CLI(); }
 };
 
 TEST_F(Cli, ConfigValuesAndProperties) {
