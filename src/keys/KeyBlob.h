@@ -53,6 +53,12 @@ int DsaSsh2ToBlob(std::string_view data, KeyMaterial& out);
 int EcPkcs8FromSec1(std::string_view curveOid, std::string_view sec1, KeyMaterial& out);
 constexpr const char* kOidEcKey = "1.2.840.10045.2.1";
 constexpr const char* kOidEd25519 = "1.3.101.112";
+// The SSH forms of the curves' keys as PKCS#8: an ECDSA key of type `keyType`
+// ("ecdsa-sha2-nistp384") from its curve name, public point and private scalar, and an Ed25519
+// key from its 32-byte seed. 0, 200, or 446 for a curve or size that does not fit.
+int SshEcKeyToPkcs8(std::string_view keyType, std::string_view curveName, std::string_view point,
+                    std::string_view scalar, KeyMaterial& out);
+int Ed25519SeedToPkcs8(std::string_view seed, KeyMaterial& out);
 
 // A public key as the certificate of a key without one takes it.
 struct PublicKeyInfo {

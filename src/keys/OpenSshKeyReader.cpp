@@ -3,7 +3,6 @@
 // key. RSA goes through the SSH2 inner form; ECDSA and Ed25519 keys become PKCS#8. Encrypted
 // files are not read: the text says how to convert them.
 #include "crypto/CryptoErrors.h"
-#include "crypto/Der.h"
 #include "frame/Errors.h"
 #include "frame/Text.h"
 #include "keys/KeyErrors.h"
@@ -11,24 +10,11 @@
 #include "keys/PemReader.h"
 #include "keys/SshBuffer.h"
 
-#include <cstring>
-
 namespace quillon {
 
 namespace {
 constexpr std::string_view kMagic{"openssh-key-v1\0", 15};
 constexpr const char* kUnreadable = "Could not read OpenSSH private key";
-
-struct Curve {
-  std::string_view sshName;
-  const char* oid;
-  size_t scalarBytes;
-};
-constexpr Curve kCurves[] = {
-    {"nistp256", "1.2.840.10045.3.1.7", 32},
-    {"nistp384", "1.3.132.0.34", 48},
-    {"nistp521", "1.3.132.0.35", 66},
-};
 
 // The inner RSA form from OpenSSH's n, e, d, iqmp, p, q: q goes fifth and p sixth, so that iqmp
 // is the coefficient of the blob.
@@ -49,55 +35,16 @@ int EcFromOpenSsh(SshBuffer& reader, std::string_view keyType, KeyMaterial& out)
   int rc = reader.ReadString(curveName);
   if (rc == errNone) rc = reader.ReadString(point);
   if (rc == errNone) rc = reader.ReadString(scalar);
-  if (rc != errNone) return rc;
-  const Curve* curve = nullptr;
-  for (const Curve& row : kCurves)
-    if (row.sshName == curveName && keyType.ends_with(row.sshName)) curve = &row;
-  scalar = StripLeadingZeros(scalar);
-  if (!curve || scalar.size() > curve->scalarBytes) return errDerMalformed;
-  // ECPrivateKey { 1, d padded to the field, [0] curve, [1] BIT STRING of the point }.
-  static const char kOne = 1;
-  BufStr paddedScalar, oid, curveElement, bits, key;
-  rc = paddedScalar.Resize(static_cast<int>(curve->scalarBytes - scalar.size()), nullptr);
-  if (rc == errNone) {
-    std::memset(paddedScalar.Data(), 0, static_cast<size_t>(paddedScalar.Length()));
-    rc = paddedScalar.Append(scalar);
-  }
-  if (rc == errNone) rc = OidBytes(curve->oid, oid);
-  if (rc == errNone) rc = AppendTlv(curveElement, oid.Data(), oid.Length(), derOid);
-  if (rc == errNone) rc = bits.AppendChar(0);
-  if (rc == errNone) rc = bits.Append(point);
-  if (rc == errNone) rc = AppendTlv(key, &kOne, 1, derInteger);
-  if (rc == errNone)
-    rc = AppendTlv(key, paddedScalar.Data(), paddedScalar.Length(), derOctetString);
-  if (rc == errNone) rc = AppendTlv(key, curveElement.Data(), curveElement.Length(), 0xA0);
-  BufStr publicPart;
-  if (rc == errNone) rc = AppendTlv(publicPart, bits.Data(), bits.Length(), derBitString);
-  if (rc == errNone) rc = AppendTlv(key, publicPart.Data(), publicPart.Length(), 0xA1);
-  if (rc == errNone) rc = WrapElement(key, derSequence);
-  return rc != errNone ? rc : EcPkcs8FromSec1(curveElement.View(), key.View(), out);
+  return rc != errNone ? rc : SshEcKeyToPkcs8(keyType, curveName, point, scalar, out);
 }
 
-// PKCS#8 of Ed25519: the algorithm alone, and the 32-byte seed as an OCTET STRING inside the key.
+// The public key, then the 64-byte secret: the seed and the public key again.
 int Ed25519FromOpenSsh(SshBuffer& reader, KeyMaterial& out) {
   std::string_view publicKey, secret;
   int rc = reader.ReadString(publicKey);
   if (rc == errNone) rc = reader.ReadString(secret);
   if (rc != errNone) return rc;
-  if (secret.size() != 64) return errDerMalformed;
-  static const char kVersion = 0;
-  BufStr algorithm, oid, seed, info;
-  rc = OidBytes(kOidEd25519, oid);
-  if (rc == errNone) rc = AppendTlv(algorithm, oid.Data(), oid.Length(), derOid);
-  if (rc == errNone) rc = WrapElement(algorithm, derSequence);
-  if (rc == errNone) rc = AppendTlv(seed, secret.data(), 32, derOctetString);
-  if (rc == errNone) rc = AppendTlv(info, &kVersion, 1, derInteger);
-  if (rc == errNone) rc = info.Append(algorithm);
-  if (rc == errNone) rc = AppendTlv(info, seed.Data(), seed.Length(), derOctetString);
-  if (rc == errNone) rc = WrapElement(info, derSequence);
-  if (rc != errNone) return rc;
-  out.kind = keyPkcs8;
-  return out.bytes.Assign(info);
+  return secret.size() != 64 ? errDerMalformed : Ed25519SeedToPkcs8(secret.substr(0, 32), out);
 }
 } // namespace
 

@@ -3,6 +3,7 @@
 // a counter and the passphrase; the MAC is not checked, so a wrong passphrase shows only as a
 // private blob that does not read. Version 3: the line counts hold, the key, iv and MAC key come
 // from Argon2 with the file's parameters, and the HMAC-SHA-256 over the key's fields is checked.
+// RSA and DSA keys become blobs; ECDSA (P-256, P-384, P-521) and Ed25519 keys become PKCS#8.
 #include "crypto/Argon2.h"
 #include "crypto/CipherContext.h"
 #include "crypto/HashContext.h"
@@ -242,6 +243,18 @@ int KeyReader::PpkToBlob(std::string_view publicBlob, std::string_view privateBl
     for (std::string_view number : {p, g, q, y, x})
       if (rc == errNone) rc = SshBuffer::WriteMpint(inner, StripLeadingZeros(number));
     if (rc == errNone) rc = DsaSsh2ToBlob(inner.View(), out);
+  } else if (rc == errNone && keyType.starts_with("ecdsa-sha2-")) {
+    // Public: the curve's name and the point; private: the scalar as an mpint.
+    std::string_view curveName, point, scalar;
+    rc = publicReader.ReadString(curveName);
+    if (rc == errNone) rc = publicReader.ReadString(point);
+    if (rc == errNone) rc = privateReader.ReadString(scalar);
+    if (rc == errNone) rc = SshEcKeyToPkcs8(keyType, curveName, point, scalar, out);
+  } else if (rc == errNone && keyType == "ssh-ed25519") {
+    // Private: the 32-byte seed as a string.
+    std::string_view seed;
+    rc = privateReader.ReadString(seed);
+    if (rc == errNone) rc = Ed25519SeedToPkcs8(seed, out);
   } else {
     rc = errCertDecode;
   }

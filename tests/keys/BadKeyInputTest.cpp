@@ -3,7 +3,9 @@
 #include "KeyFiles.h"
 
 #include "crypto/Der.h"
+#include "frame/Text.h"
 #include "keys/KeyReader.h"
+#include "keys/SshBuffer.h"
 
 namespace quillon {
 namespace {
@@ -21,6 +23,21 @@ std::string ReplaceLine(const std::string& text, const std::string& prefix,
   const size_t at = text.find(prefix);
   if (at == std::string::npos) return text;
   return text.substr(0, at) + line + text.substr(text.find('\n', at));
+}
+
+// A plain PPK 2 of the given public and private fields, each an SSH string.
+std::string PlainPpk(std::initializer_list<std::string_view> publicFields,
+                     std::initializer_list<std::string_view> privateFields) {
+  std::string text = "PuTTY-User-Key-File-2: x\nEncryption: none\n";
+  for (const auto& [label, fields] :
+       {std::pair{"Public-Lines", publicFields}, std::pair{"Private-Lines", privateFields}}) {
+    BufStr blob, armored;
+    for (std::string_view field : fields)
+      SshBuffer::WriteString(blob, field);
+    Base64Encode(armored, blob.Data(), blob.Length(), false, 0, false);
+    text += std::string(label) + ": 1\n" + std::string(armored.View()) + "\n";
+  }
+  return text + "Private-MAC: 00\n";
 }
 
 TEST(BadKeyInput, DerCutAtEveryLengthAndGarbledAtEveryByte) {
@@ -80,6 +97,24 @@ TEST(BadKeyInput, EachFormatGivesItsCodeAndText) {
        "PuTTY-User-Key-File-2: ssh-rsa\nEncryption: none\nPublic-Lines: 1\n/////3NzaC1yc2E=\n"
        "Private-Lines: 1\nAAAA\nPrivate-MAC: 00\n",
        "", 280, "Could not read PPK key, password incorrect"},
+      {"PPK 2 EC wrong password", KeyFile("curve-ecdsa-384-v2-secret.ppk"), "wrong", 280,
+       "Could not read PPK key, password incorrect"},
+      {"PPK 2 Ed25519 wrong password", KeyFile("curve-ed25519-v2-secret.ppk"), "wrong", 280,
+       "Could not read PPK key, password incorrect"},
+      {"PPK 3 EC wrong password", KeyFile("curve-ecdsa-521-v3-secret.ppk"), "wrong", 280,
+       "Could not read PPK key, password incorrect"},
+      {"PPK unknown curve", PlainPpk({"ecdsa-sha2-nistp999", "nistp999", "\x04point"}, {"\x01"}),
+       "", 280, "Could not read PPK key, password incorrect"},
+      {"PPK curve other than the type's",
+       PlainPpk({"ecdsa-sha2-nistp256", "nistp384", "\x04point"}, {"\x01"}), "", 280,
+       "Could not read PPK key, password incorrect"},
+      {"PPK EC scalar beyond the field",
+       PlainPpk({"ecdsa-sha2-nistp256", "nistp256", "\x04point"}, {std::string(33, '\x7f')}), "",
+       280, "Could not read PPK key, password incorrect"},
+      {"PPK EC without scalar", PlainPpk({"ecdsa-sha2-nistp256", "nistp256", "\x04point"}, {}), "",
+       280, "Could not read PPK key, password incorrect"},
+      {"PPK Ed25519 short seed", PlainPpk({"ssh-ed25519", std::string(32, 'k')}, {"seed"}), "", 280,
+       "Could not read PPK key, password incorrect"},
       {"OpenSSH encrypted", KeyFile("openssh-encrypted"), "secret", 280,
        "The OpenSSH private key is encrypted. Convert it with \"ssh-keygen -p -m PKCS8"},
       {"SSH2 bad magic",

@@ -19,7 +19,7 @@ namespace quillon::test {
 
 inline const std::string& KeyDir() {
   static const std::string dir = [] {
-    const std::string path = "/tmp/quillon-test-keys-v2-" + std::to_string(getuid());
+    const std::string path = "/tmp/quillon-test-keys-v3-" + std::to_string(getuid());
     const std::string command =
         std::string(QUILLON_SOURCE_DIR) + "/tests/keys/make-keys.sh " + path + " >/dev/null 2>&1";
     if (std::system(command.c_str()) != 0) ADD_FAILURE() << "make-keys.sh failed";

@@ -77,14 +77,41 @@ std::string BareSshBlob(const std::string& name) {
 }
 
 struct Row {
-  const char* name;
+  std::string name;
   int type;
   std::string store; // a path for the file types, bytes for the blob types
   const char* password;
   const char* subject;   // the subject that the find leaves
-  const char* reference; // the file OpenSSL reads the same key from
+  std::string reference; // the file OpenSSL reads the same key from
   bool hasKey;
 };
+
+// The chosen certificate and its key, exported as the TLS channel takes them, against OpenSSL's
+// reading of the reference.
+void ExpectCertificateAndKey(const Row& row) {
+  SCOPED_TRACE(row.name);
+  ComponentCore core;
+  CertificateFront front(core);
+  front.SetCertStoreType(row.type);
+  front.SetCertStorePassword(row.password);
+  front.SetCertStore(row.store);
+  ASSERT_EQ(front.SetCertSubject("*"), 0) << core.LastErrorText();
+  ASSERT_NE(front.clientCertContext, nullptr) << core.LastErrorText();
+  EXPECT_EQ(front.certSubject.View(), row.subject);
+
+  BufStr pfx;
+  ASSERT_EQ(front.ExportChosenCertificate(pfx), 0);
+  test::Pfx loaded{std::string(pfx.View())};
+  ASSERT_TRUE(loaded.ok) << "the exported PFX does not load in OpenSSL";
+  EVP_PKEY* reference = Reference(row.reference);
+  ASSERT_NE(reference, nullptr);
+  EXPECT_EQ(EVP_PKEY_eq(X509_get0_pubkey(loaded.cert), reference), 1);
+  EXPECT_EQ(loaded.key != nullptr, row.hasKey);
+  if (loaded.key) {
+    EXPECT_EQ(EVP_PKEY_eq(loaded.key, reference), 1);
+  }
+  EVP_PKEY_free(reference);
+}
 
 TEST(StoreTypes, EachTypeGivesItsCertificateAndKey) {
   const char* kClient = "CN=Quillon Client, O=Quillon Tests";
@@ -145,30 +172,21 @@ TEST(StoreTypes, EachTypeGivesItsCertificateAndKey) {
       {"XML public", cstXMLBlob, XmlKeyValue("rsa.p8", false), "", "CN=pem_cert", "rsa.p8", false},
       {"XML certificate", cstXMLBlob, XmlCertificate(), "", kClient, "rsa.p8", false},
   };
-  for (const Row& row : rows) {
-    SCOPED_TRACE(row.name);
-    ComponentCore core;
-    CertificateFront front(core);
-    front.SetCertStoreType(row.type);
-    front.SetCertStorePassword(row.password);
-    front.SetCertStore(row.store);
-    ASSERT_EQ(front.SetCertSubject("*"), 0) << core.LastErrorText();
-    ASSERT_NE(front.clientCertContext, nullptr) << core.LastErrorText();
-    EXPECT_EQ(front.certSubject.View(), row.subject);
+  for (const Row& row : rows)
+    ExpectCertificateAndKey(row);
+}
 
-    BufStr pfx;
-    ASSERT_EQ(front.ExportChosenCertificate(pfx), 0);
-    test::Pfx loaded{std::string(pfx.View())};
-    ASSERT_TRUE(loaded.ok) << "the exported PFX does not load in OpenSSL";
-    EVP_PKEY* reference = Reference(row.reference);
-    ASSERT_NE(reference, nullptr);
-    EXPECT_EQ(EVP_PKEY_eq(X509_get0_pubkey(loaded.cert), reference), 1);
-    EXPECT_EQ(loaded.key != nullptr, row.hasKey);
-    if (loaded.key) {
-      EXPECT_EQ(EVP_PKEY_eq(loaded.key, reference), 1);
-    }
-    EVP_PKEY_free(reference);
-  }
+// PuTTY's files of the curves' keys, versions 2 and 3, plain and with the password.
+TEST(StoreTypes, PpkOfEveryCurveGivesItsKey) {
+  for (const std::string key : {"ecdsa-256", "ecdsa-384", "ecdsa-521", "ed25519"})
+    for (const std::string version : {"v2", "v3"})
+      for (const char* password : {"", "secret"}) {
+        const std::string file =
+            "curve-" + key + "-" + version + (*password ? "-secret" : "") + ".ppk";
+        const std::string reference = "curve-" + key + (key == "ed25519" ? ".pub" : ".pub.pem");
+        ExpectCertificateAndKey(
+            {file, cstPPKFile, KeyPath(file), password, "CN=pem_cert", reference, true});
+      }
 }
 
 // Where a certificate of pem_cert comes from: one day from now, serial 1, its own issuer.

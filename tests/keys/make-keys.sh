@@ -60,6 +60,19 @@ puttygen rsa.pem -O private -o rsa-v3.ppk
 puttygen rsa.pem -O private -o rsa-v3-secret.ppk --new-passphrase pass.txt
 puttygen rsa.pem -O private -o rsa-v2.ppk --ppk-param version=2
 puttygen rsa.pem -O private -o rsa-v2-secret.ppk --ppk-param version=2 --new-passphrase pass.txt
+# PPK 2 and 3 of the curves' keys, plain and with the password, and OpenSSL's reference
+for type in ecdsa-256 ecdsa-384 ecdsa-521 ed25519; do
+  case $type in
+  ecdsa-*) ssh-keygen -q -t ecdsa -b ${type#ecdsa-} -N "" -C "test key" -f curve-$type ;;
+  *) ssh-keygen -q -t $type -N "" -C "test key" -f curve-$type ;;
+  esac
+  [ $type = ed25519 ] || ssh-keygen -e -m PKCS8 -f curve-$type.pub > curve-$type.pub.pem
+  for version in 2 3; do
+    puttygen curve-$type -O private -o curve-$type-v$version.ppk --ppk-param version=$version
+    puttygen curve-$type -O private -o curve-$type-v$version-secret.ppk \
+      --ppk-param version=$version --new-passphrase pass.txt
+  done
+done
 puttygen rsa.pem -O private-sshcom -o rsa.sshcom
 puttygen rsa.pem -O private-sshcom -o rsa-secret.sshcom --new-passphrase pass.txt
 touch done
