@@ -14,6 +14,8 @@
 
 #include <algorithm>
 #include <array>
+#include <bit>
+#include <cstring>
 
 namespace quillon {
 
@@ -109,36 +111,87 @@ static_assert(static_cast<int>(AuthSchemes::authOAuth) == authOAuth &&
 static_assert(static_cast<int>(ProxySSLTypes::psTunnel) == psTunnel);
 static_assert(IdsFollowTheRows(), "rows stand in the order of their ids, from 1");
 
-constexpr char Fold(char c) {
-  return c >= 'A' && c <= 'Z' ? static_cast<char>(c + ('a' - 'A')) : c;
+// The name index. Names are read eight bytes at a time: a letter folds to lower case by setting
+// its 0x20 bit, and a row keeps, beside its folded words, the mask of its letters' 0x20 bits, so
+// that a name matches the row when each word with the mask set equals the folded word. The
+// words, with every 0x20 bit set, hash the name to a slot of an open-addressed table built at
+// compile time, so that a lookup reads the name twice, a few words at a time, and compares it
+// with one row, rarely two.
+static_assert(std::endian::native == std::endian::little);
+constexpr size_t WordCount(size_t length) {
+  return (length + 7) / 8;
 }
-// <0, 0 or >0, ignoring ASCII case.
-constexpr int CompareNoCase(std::string_view a, std::string_view b) {
-  const size_t n = std::min(a.size(), b.size());
-  for (size_t i = 0; i < n; ++i)
-    if (const char x = Fold(a[i]), y = Fold(b[i]); x != y)
-      return static_cast<unsigned char>(x) < static_cast<unsigned char>(y) ? -1 : 1;
-  return a.size() < b.size() ? -1 : a.size() > b.size() ? 1 : 0;
+// Word `word` of `name`, its first byte lowest. The last word ends where the name ends, so it may
+// overlap the one before; a name shorter than eight bytes is one word, padded with zeros.
+constexpr uint64_t NameWord(std::string_view name, size_t word) {
+  if (name.size() < 8 || std::is_constant_evaluated()) {
+    const size_t at = name.size() < 8 ? 0 : std::min(word * 8, name.size() - 8);
+    uint64_t value = 0;
+    for (size_t i = 0; i < 8 && at + i < name.size(); ++i)
+      value |= uint64_t{static_cast<unsigned char>(name[at + i])} << (8 * i);
+    return value;
+  }
+  uint64_t value;
+  std::memcpy(&value, name.data() + std::min(word * 8, name.size() - 8), 8);
+  return value;
+}
+constexpr uint64_t LetterBits(uint64_t word) {
+  uint64_t bits = 0;
+  for (int i = 0; i < 8; ++i) {
+    const auto c = static_cast<char>(word >> (8 * i));
+    if ((c >= 'A' && c <= 'Z') || (c >= 'a' && c <= 'z')) bits |= uint64_t{0x20} << (8 * i);
+  }
+  return bits;
 }
 
-// The name index: a hash of the case-folded name picks a slot of an open-addressed table, built
-// at compile time, so that a lookup folds the name once and compares it with one row, rarely two.
-constexpr uint32_t HashNoCase(std::string_view name) {
-  uint32_t hash = 2166136261u; // FNV-1a
-  for (char c : name)
-    hash = (hash ^ static_cast<unsigned char>(Fold(c))) * 16777619u;
-  return hash;
-}
-constexpr size_t kSlotCount = 512; // a power of two, above three times the rows
+constexpr size_t kSlotBits = 9;
+constexpr size_t kSlotCount = size_t{1} << kSlotBits; // above three times the rows
 constexpr uint8_t kEmptySlot = 0xFF;
+constexpr size_t SlotOf(std::string_view name) {
+  uint64_t hash = name.size();
+  for (size_t word = 0; word < WordCount(name.size()); ++word)
+    hash = (hash ^ (NameWord(name, word) | 0x2020202020202020u)) * 0xFF51AFD7ED558CCDu;
+  return static_cast<size_t>(hash >> (64 - kSlotBits));
+}
+
+constexpr size_t kMaxNameLength = [] {
+  size_t longest = 0;
+  for (const PropertyRow& row : kRows)
+    longest = std::max(longest, row.name.size());
+  return longest;
+}();
+constexpr size_t kNameWords = WordCount(kMaxNameLength);
+
+struct NameKey {
+  uint64_t folded[kNameWords] = {};
+  uint64_t letters[kNameWords] = {};
+};
+constexpr auto kKeys = [] {
+  std::array<NameKey, kRowCount> keys{};
+  for (int i = 0; i < kRowCount; ++i)
+    for (size_t word = 0; word < WordCount(kRows[i].name.size()); ++word) {
+      const uint64_t bytes = NameWord(kRows[i].name, word);
+      keys[i].letters[word] = LetterBits(bytes);
+      keys[i].folded[word] = bytes | keys[i].letters[word];
+    }
+  return keys;
+}();
+
+constexpr bool Matches(int row, std::string_view name) {
+  if (kRows[row].name.size() != name.size()) return false;
+  const NameKey& key = kKeys[row];
+  for (size_t word = 0; word < WordCount(name.size()); ++word)
+    if ((NameWord(name, word) | key.letters[word]) != key.folded[word]) return false;
+  return true;
+}
+
 constexpr auto kSlots = [] {
   std::array<uint8_t, kSlotCount> slots{};
   slots.fill(kEmptySlot);
   for (int i = 0; i < kRowCount; ++i) {
-    size_t slot = HashNoCase(kRows[i].name) & (kSlotCount - 1);
+    size_t slot = SlotOf(kRows[i].name);
     while (slots[slot] != kEmptySlot) {
-      if (CompareNoCase(kRows[slots[slot]].name, kRows[i].name) == 0)
-        throw "two properties share a name";
+      if (Matches(slots[slot], kRows[i].name)) throw "two properties share a name";
       slot = (slot + 1) & (kSlotCount - 1);
     }
     slots[slot] = static_cast<uint8_t>(i);
@@ -154,11 +207,9 @@ std::span<const PropertyRow> PropertyRows() {
 }
 
 const PropertyRow* FindProperty(std::string_view name) {
-  for (size_t slot = HashNoCase(name) & (kSlotCount - 1); kSlots[slot] != kEmptySlot;
-       slot = (slot + 1) & (kSlotCount - 1)) {
-    const PropertyRow& row = kRows[kSlots[slot]];
-    if (row.name.size() == name.size() && CompareNoCase(row.name, name) == 0) return &row;
-  }
+  if (name.size() > kMaxNameLength) return nullptr;
+  for (size_t slot = SlotOf(name); kSlots[slot] != kEmptySlot; slot = (slot + 1) & (kSlotCount - 1))
+    if (Matches(kSlots[slot], name)) return &kRows[kSlots[slot]];
   return nullptr;
 }
 

@@ -134,6 +134,41 @@ TEST(SurfaceTable, EveryPropertyReadsAlikeByNameAndByTypedMember) {
   EXPECT_EQ(q.GetProperty("NoSuchProperty", value), 438);
 }
 
+// Names ignore the case of their letters and nothing else: every other byte, the length and
+// each of the eight-byte words that a lookup compares must match.
+TEST(SurfaceTable, NamesMatchInAnyCaseOfTheirLettersOnly) {
+  using namespace std::string_literals;
+  const std::pair<std::string, bool> rows[] = {
+      {"EntryCount", true},
+      {"ENTRYCOUNT", true},
+      {"eNtRyCoUnT", true},
+      {"idle", true},
+      {"IDLE", true},
+      {"Idl", false},
+      {"Idlee", false},
+      {"Idle\0"s, false},
+      {"XPath", true},
+      {"XPat\x08", false}, // 'h' less its 0x60 bits
+      {"SCHEMAASSOCIATIONFROMROLEMULTIPLICITY", true},
+      {"SchemaAssociationFromRoleMultiplicityX", false},
+      {"SchemaAssociationFromRoleMultiplicitz", false}, // the last, overlapping word
+      {"SchemaAssociationFromRoleMultiplIcity", true},
+      {"SchemaAssociationFromRoleMultipLicitY", true},
+      {"SchemaAssociatioNFromRoleMultiplicity", true},
+      {"SchemaAssociatio.FromRoleMultiplicity", false}, // a middle word
+      {"EntryPropertiesAttributes", true},
+      {"EntryPropertiesAttribute\x13", false},
+      {"EntryPropertiesAttributes ", false},
+      {"EntryCoun", false},
+      {"", false},
+  };
+  Quillon q;
+  for (const auto& [name, found] : rows) {
+    std::string value;
+    EXPECT_EQ(q.GetProperty(name, 0, value) != 438, found) << '"' << name << '"';
+  }
+}
+
 TEST(SurfaceTable, ReadOnlyPropertiesRefuseWritesWithTheirHelpNumber) {
   const std::set<int> readOnly = Ids("30-31 33-34 37 42-43 50 53 61 65-67 83-98 100-103 105-114 "
                                      "116-123 132 134 136-148 150-152 156-159");
