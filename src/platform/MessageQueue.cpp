@@ -6,8 +6,9 @@
 //   connecting  - polled for writability; then one connect message (with the connect's error),
 //                 and on success a write message as the socket is writable;
 //   open        - polled for input while read is armed and for room while write is armed; input
-//                 is probed with a one-byte peek: bytes give a read message, end of stream or an
-//                 error gives the close message, after which the socket stays silent.
+//                 with a hang-up or an error is probed with a one-byte peek: bytes give a read
+//                 message, end of stream or an error gives the close message, after which the
+//                 socket stays silent. Input without either is bytes, and gives the read message.
 #include "platform/MessageQueue.h"
 
 #include "frame/Memory.h"
@@ -155,9 +156,13 @@ void ConnectFinished(SocketRecord& record, short revents) {
     record.armed |= evWrite;
 }
 
-void InputArrived(SocketRecord& record) {
+void InputArrived(SocketRecord& record, short revents) {
+  // Input without a hang-up or an error is bytes to read; only the others need the peek to tell
+  // bytes from the end of the stream.
   char probe;
-  const long n = ::recv(record.socket, &probe, 1, MSG_PEEK | MSG_DONTWAIT);
+  const long n = (revents & (POLLRDHUP | POLLHUP | POLLERR)) == 0
+                     ? 1
+                     : ::recv(record.socket, &probe, 1, MSG_PEEK | MSG_DONTWAIT);
   if (n > 0) {
     if (record.mask & evRead) Post(record, evRead, 0);
     record.armed &= ~evRead;
@@ -205,7 +210,7 @@ void CollectSocketEvents(WindowId filter, int milliseconds) {
       continue;
     }
     if ((record.armed & evRead) && (revents & (POLLIN | POLLRDHUP | POLLHUP | POLLERR)))
-      InputArrived(record);
+      InputArrived(record, revents);
     if ((record.armed & evWrite) && (revents & (POLLOUT | POLLHUP | POLLERR))) {
       if (record.mask & evWrite) Post(record, evWrite, 0);
       record.armed &= ~evWrite;
