@@ -46,7 +46,7 @@ std::string File(const char* name) {
   return bytes.str();
 }
 
-void LoadThroughFront(benchmark::State& state, int type, const char* file) {
+void LoadThroughFront(benchmark::State& state, quillon::CertStoreTypes type, const char* file) {
   const std::string bytes = File(file);
   for (auto _ : state) {
     ComponentCore core;

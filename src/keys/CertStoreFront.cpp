@@ -49,7 +49,7 @@ int CertificateFront::SetCertSubject(std::string_view subject) {
 
 int CertificateFront::SetCertStoreType(int value) {
   if (value >= 18) return owner.Fail(errStoreTypeRange, "Value is out of range.");
-  certStoreType = value;
+  certStoreType = static_cast<CertStoreTypes>(value);
   return errNone;
 }
 
@@ -126,7 +126,7 @@ int CertificateFront::LinkCertToStore(int readOnly) {
   return errNone;
 }
 
-platform::CertStore* CertificateFront::OpenCertStore(std::string_view name, int type,
+platform::CertStore* CertificateFront::OpenCertStore(std::string_view name, CertStoreTypes type,
                                                      const char* password) {
   if (name.empty()) return nullptr;
   BufStr bytes;

@@ -8,33 +8,15 @@
 #include "frame/ComponentCore.h"
 #include "keys/KeyReader.h"
 #include "platform/CertStore.h"
+#include "quillon/QuillonTypes.h"
 
 #include <cstdint>
 #include <string_view>
 
 namespace quillon {
 
-// The public enumeration of store types.
-enum CertStoreType : int {
-  cstUser = 0,
-  cstMachine = 1,
-  cstPFXFile = 2,
-  cstPFXBlob = 3,
-  cstJKSFile = 4,
-  cstJKSBlob = 5,
-  cstPEMKeyFile = 6,
-  cstPEMKeyBlob = 7,
-  cstPublicKeyFile = 8,
-  cstPublicKeyBlob = 9,
-  cstSSHPublicKeyBlob = 10,
-  cstP7BFile = 11,
-  cstP7BBlob = 12,
-  cstSSHPublicKeyFile = 13,
-  cstPPKFile = 14,
-  cstPPKBlob = 15,
-  cstXMLFile = 16,
-  cstXMLBlob = 17,
-};
+// The store types are the public enumeration's, named unscoped inside.
+using enum CertStoreTypes;
 
 class CertificateFront {
 public:
@@ -49,6 +31,7 @@ public:
   int SetCertSubject(std::string_view subject);
   int SetCertStorePassword(std::string_view password) { return certStorePassword.Assign(password); }
   int SetCertStoreType(int value); // 380 "Value is out of range." from 18 up
+  int SetCertStoreType(CertStoreTypes type) { return SetCertStoreType(static_cast<int>(type)); }
   // PEM, bare base64 or DER; then LinkCertToStore(1).
   int SetCertEncoded(std::string_view text);
   int SetAcceptServerCertEncoded(std::string_view text);
@@ -66,7 +49,8 @@ public:
   // Operations
   int LoadClientCert(int readOnly);  // 0 or 271
   int LinkCertToStore(int readOnly); // 0 or 271
-  platform::CertStore* OpenCertStore(std::string_view name, int type, const char* password);
+  platform::CertStore* OpenCertStore(std::string_view name, CertStoreTypes type,
+                                     const char* password);
   int FindCertBySubject(platform::CertStore* store, std::string_view subject, bool isPfx);
   void SetCurrentCert(platform::CertContext* context, bool freeOld);
   // 0, 280, 1424, or a code of the armor reader.
@@ -83,7 +67,7 @@ public:
   BufStr20 certStore{"MY"};   // store name, file path or blob bytes; the length counts
   BufStr20 certStorePassword; // of a PFX store or an encrypted key
   BufStr20 certSubject;       // looked for; after a find, the subject of the certificate found
-  int32_t certStoreType = cstUser;
+  CertStoreTypes certStoreType = cstUser;
   platform::CertContext* clientCertContext = nullptr; // owned
   platform::CertContext* acceptServerCert = nullptr;  // owned
   platform::CertStore* keptStore = nullptr; // the latest import; its keys live as long as it does

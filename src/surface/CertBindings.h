@@ -30,7 +30,7 @@ template <int (CertificateFront::*Getter)(BufStrBase&) const,
 constexpr Binding CertEncoded{&ReadCertEncoded<Getter>, &SetCertText<Setter>};
 
 inline int GetCertStoreType(QuillonCore& core, int, PropertyValue& out) {
-  out.number = core.certificates.certStoreType;
+  out.number = static_cast<int>(core.certificates.certStoreType);
   return errNone;
 }
 inline int SetCertStoreType(QuillonCore& core, int, const PropertyValue& in) {

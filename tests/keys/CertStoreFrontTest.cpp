@@ -69,7 +69,7 @@ TEST_F(FolderStore, SubjectRules) {
 
 TEST_F(FolderStore, StoreFailures) {
   struct Row {
-    int type;
+    CertStoreTypes type;
     const char* store;
     int code;
     const char* text;
@@ -168,8 +168,8 @@ TEST(CertificateFront, PfxStarTakesFirstWithKey) {
   platform::StoreClose(mixed);
   platform::StoreClose(bundle);
 
-  for (int type : {cstPFXBlob, cstPEMKeyBlob}) {
-    SCOPED_TRACE(type);
+  for (CertStoreTypes type : {cstPFXBlob, cstPEMKeyBlob}) {
+    SCOPED_TRACE(static_cast<int>(type));
     ComponentCore otherCore;
     CertificateFront second(otherCore);
     second.SetCertStoreType(type == cstPFXBlob ? cstPFXBlob : cstP7BBlob);

@@ -62,7 +62,7 @@ std::string StatusPage(int port, const std::string& pfxDer) {
 TEST(ClientCertHandshake, ServerSeesTheChosenCertificate) {
   struct Row {
     const char* name;
-    int type;
+    CertStoreTypes type;
     const char* file;
     const char* password;
     const char* subject;

@@ -78,7 +78,7 @@ std::string BareSshBlob(const std::string& name) {
 
 struct Row {
   std::string name;
-  int type;
+  CertStoreTypes type;
   std::string store; // a path for the file types, bytes for the blob types
   const char* password;
   const char* subject;   // the subject that the find leaves
