@@ -101,8 +101,6 @@ TEST(BadKeyInput, EachFormatGivesItsCodeAndText) {
        "Could not read PPK key, password incorrect"},
       {"PPK 2 Ed25519 wrong password", KeyFile("curve-ed25519-v2-secret.ppk"), "wrong", 280,
        "Could not read PPK key, password incorrect"},
-      {"PPK 3 EC wrong password", KeyFile("curve-ecdsa-521-v3-secret.ppk"), "wrong", 280,
-       "Could not read PPK key, password incorrect"},
       {"PPK unknown curve", PlainPpk({"ecdsa-sha2-nistp999", "nistp999", "\x04point"}, {"\x01"}),
        "", 280, "Could not read PPK key, password incorrect"},
       {"PPK curve other than the type's",
