@@ -1,9 +1,13 @@
 // The real EDMX documents read as the component reads a GetSchema response, with a few facts a
 // person sees in each file: entity sets and keys, property types, navigation and complex types.
+#include "FeedTestSupport.h"
 #include "SchemaTestSupport.h"
 #include "support/Corpus.h"
+#include "xml/XmlErrors.h"
 
 #include <gtest/gtest.h>
+
+#include <cstring>
 
 namespace quillon {
 namespace {
@@ -125,6 +129,52 @@ TEST_F(SchemaCorpus, ReferenceScenario) {
   ASSERT_EQ(core.SetSchemaPropertyIndex(6), 0);
   EXPECT_EQ(Field("Property"), "\xD0\xA1\xD0\xBE\xD0\xB4\xD0\xB5\xD1\x80\xD0\xB6\xD0\xB0\xD0\xBD"
                                "\xD0\xB8\xD0\xB5 Edm.String 1 0");
+}
+
+// The reference scenario cut at several places reads as 206 with the records closed before the
+// cut: entity sets even of an open container, types, complex types and associations, set 0
+// selected, and Employee's navigation resolved as far as its associations were read.
+TEST(SchemaCorpusCut, ACutDocumentKeepsTheRecordsClosedBeforeTheCut) {
+  QUILLON_REQUIRE_CORPUS();
+  const std::string whole = test::FileText(CorpusFile("atom/refScenario.edmx"));
+  struct Row {
+    const char* after; // the cut falls right behind the first occurrence of this text
+    const char* read;  // sets types complex associations, set 0, ToRole entities of Employee
+  };
+  const Row rows[] = {
+      {"<Schema Namespace=\"RefScen", "0 0 0 0  "},
+      {"<EntityType Name=\"Emp", "0 15 0 0  "}, // the open type is dropped whole
+      {"ToRole=\"r_Room\"/>\n\t\t\t</EntityType>", "0 16 0 0  ,,"},
+      {"<Association Name=\"RoomEmployees\">", "0 21 2 2  Manager,Team,"},
+      {"EntityType=\"RefScenario.Guid\"/>", "8 21 2 4 Int16s Manager,Team,Room"},
+      {"<EntitySet Name=\"Decimals\" Entity", "8 21 2 4 Int16s Manager,Team,Room"},
+      {"<Parameter Name=\"Id\"", "20 21 2 4 Int16s Manager,Team,Room"},
+      {"<Property Name=\"BinaryData\"", "20 21 2 4 Int16s Manager,Team,Room"},
+      {"</edmx:DataServices>", "21 22 2 4 Int16s Manager,Team,Room"},
+      {"</edmx:Edmx>", "21 22 2 4 Int16s Manager,Team,Room"}, // whole: 0
+  };
+  for (const Row& row : rows) {
+    const size_t at = whole.find(row.after);
+    ASSERT_NE(at, std::string::npos) << row.after;
+    const std::string cut = whole.substr(0, at + std::strlen(row.after));
+    SchemaEventCore core;
+    int result = -1;
+    ASSERT_EQ(core.ReadFile(test::TempFeed(cut).c_str(), &result), 0);
+    EXPECT_EQ(result, cut.size() < whole.size() - 1 ? errUnbalancedDocument : 0) << row.after;
+    std::string read =
+        std::to_string(core.entitySets.Count()) + " " + std::to_string(core.entityTypes.Count()) +
+        " " + std::to_string(core.complexTypes.Count()) + " " +
+        std::to_string(core.associations.Count()) + " " + Read(core, "SchemaEntityName") + " ";
+    for (int t = 0; t < core.entityTypes.Count(); ++t) {
+      const SchemaEntityType& type = *core.entityTypes.Peek(t);
+      for (int i = 0; type.name.View() == "Employee" && i < type.navigation.Count(); ++i)
+        read += (i ? "," : "") + std::string(type.navigation.Peek(i)->toEntity.View());
+    }
+    EXPECT_EQ(read, row.read) << row.after;
+    // Entity for each set read, then Property for the one property of set 0.
+    const size_t sets = static_cast<size_t>(core.entitySets.Count());
+    EXPECT_EQ(core.events.size(), sets ? sets + 1 : 0) << row.after;
+  }
 }
 
 } // namespace
