@@ -82,30 +82,6 @@ TEST(FeedReader, NumericReferencesDecodeToTheCodePage) {
   }
 }
 
-TEST(FeedReader, EveryEntryOfALargeFeedIsCountedAndReachable) {
-  std::string children;
-  constexpr int kEntries = 50000; // beyond what a 16-bit count holds
-  for (int i = 1; i <= kEntries; ++i)
-    children += "<entry><id>" + std::to_string(i) + "</id></entry>";
-  Quillon q;
-  std::string value;
-  ASSERT_EQ(q.Config("ReadFile=" + TempFeed(Feed(children)), &value), 0);
-  EXPECT_EQ(value, "0");
-  ASSERT_EQ(q.GetProperty("EntryCount", -1, value), 0);
-  EXPECT_EQ(value, "50000");
-  for (int index : {32767, 32768, 49999}) {
-    ASSERT_EQ(q.SetProperty("EntryIndex", std::to_string(index)), 0) << index;
-    ASSERT_EQ(q.GetProperty("EntryIndex", -1, value), 0);
-    EXPECT_EQ(value, std::to_string(index));
-    ASSERT_EQ(q.GetProperty("EntryId", -1, value), 0);
-    EXPECT_EQ(value, std::to_string(index + 1));
-  }
-  EXPECT_NE(q.SetProperty("EntryIndex", "50000"), 0);
-  ASSERT_EQ(q.SetProperty("XPath", "/feed"), 0);
-  ASSERT_EQ(q.GetProperty("XChildrenCount", -1, value), 0);
-  EXPECT_EQ(value, "50000");
-}
-
 TEST(FeedReader, EntriesAreReadInPlaceAndDetachWithTheFeedsPrefixes) {
   QuillonCore core;
   const std::string inner = R"(<id>E1</id><content type="application/xml"><m:properties>)"
