@@ -58,12 +58,8 @@ TEST(FeedReader, NumericReferencesDecodeToTheCodePage) {
     const char* value;
   };
   const Row rows[] = {
-      {65001, "&#x7F;", "\x7F"},
-      {65001, "&#x80;", "\xC2\x80"},
-      {65001, "&#x7FF;", "\xDF\xBF"},
+      // The ends of each UTF-8 length are the scanner's rows (XmlScannerTest); here the code page.
       {65001, "&#x800;", "\xE0\xA0\x80"},
-      {65001, "&#xFFFF;", "\xEF\xBF\xBF"},
-      {65001, "&#x10000;", "\xF0\x90\x80\x80"},
       {65001, "&#128512;", "\xF0\x9F\x98\x80"},
       {65001, "&#x10FFFF;", "\xF4\x8F\xBF\xBF"},
       {65001, "&#x110000;", "&#x110000;"}, // no code point: kept as written

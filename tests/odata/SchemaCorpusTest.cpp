@@ -85,6 +85,15 @@ TEST(SchemaCorpusCut, ACutDocumentKeepsTheRecordsClosedBeforeTheCut) {
     const size_t sets = static_cast<size_t>(core.entitySets.Count());
     EXPECT_EQ(core.events.size(), sets ? sets + 1 : 0) << row.after;
   }
+  // Anywhere else: 206, and the sets read so far only grow with the cut.
+  int lastSets = 0;
+  for (size_t cut = 0; cut + 13 < whole.size(); cut += 97) {
+    QuillonCore core;
+    ASSERT_EQ(test::Dispatch(core, whole.substr(0, cut)), errUnbalancedDocument) << cut;
+    EXPECT_GE(core.entitySets.Count(), lastSets) << cut;
+    lastSets = core.entitySets.Count();
+  }
+  EXPECT_EQ(lastSets, 21);
 }
 
 } // namespace
