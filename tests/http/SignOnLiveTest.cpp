@@ -8,10 +8,12 @@
 #include "odata/QuillonCore.h"
 #include "quillon/Quillon.h"
 #include "support/Peers.h"
+#include "support/ScriptPeer.h"
 
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <cctype>
 #include <cstdlib>
 #include <fstream>
 #include <string>
@@ -22,6 +24,7 @@ namespace quillon {
 namespace {
 
 using test::PeerValue;
+using test::ScriptPeer;
 
 // The request lines of the peer's access log that carry `marker`, once `count` have come (the
 // log is written after the answer, so it may lag behind it).
@@ -52,72 +55,72 @@ void UseRealm(const char* cache) {
 }
 
 TEST(SignOnLiveTest, ServerAndProxySignOn) {
-  const std::string web = PeerValue("signon", "URL");
   const std::string ntlmUser =
       PeerValue("signon", "NTLM_DOMAIN") + "\\" + PeerValue("signon", "NTLM_USER");
-  const std::string ntlmPassword = PeerValue("signon", "NTLM_PASSWORD");
   const std::string krbUser =
       PeerValue("signon", "KERBEROS_USER") + "@" + PeerValue("signon", "REALM");
   const std::string ticketCache = PeerValue("signon", "KRB5CCNAME");
-  const std::string entry =
-      "<entry xmlns=\"http://www.w3.org/2005/Atom\"><title>posted</title></entry>";
+  const char* unauthorized = "HTTP protocol error. 401 Unauthorized.";
+  const char* proxyUnauthorized = "HTTP protocol error. 407 Proxy Authentication Required.";
   struct Row {
     const char* name;
-    const char* peer;  // whose log shows the legs
+    const char* peer;  // the server, or the proxy; its log shows the legs
     const char* proxy; // the proxy's port key, "" for none
     int scheme;
     const char* config;
-    std::string user, password, url, body;
-    const char* cache; // KRB5CCNAME, "" to leave Negotiate out
+    char credentials; // N NTLM, K Kerberos, C the ticket cache; lower case: a wrong password
+    const char* path; // "echo" is posted to
     int code;
     const char* text; // the start of the failure's text
-    const char* legs; // the statuses logged, with "0" for a first leg of Content-Length 0
-  };
-  const std::string v2only = PeerValue("signon_v2only", "URL");
-  const std::string plain = web + "/plain/feed.xml";
-  const std::string unauthorized = "HTTP protocol error. 401 Unauthorized.";
-  const Row rows[] = {
-      {"NTLMv2, the default", "signon", "", authNtlm, "", ntlmUser, ntlmPassword,
-       web + "/ntlm/feed.xml", "", "", 0, "", "401 200"},
+    const char* legs; // the statuses logged, "/0" marking a leg of Content-Length 0
+  } rows[] = {
+      {"NTLMv2, the default", "signon", "", authNtlm, "", 'N', "/ntlm/feed.xml", 0, "", "401 200"},
       {"NTLMv1 with extended security where allowed", "signon", "", authNtlm, "UseSystemSSPI=False",
-       ntlmUser, ntlmPassword, web + "/ntlm/feed.xml", "", "", 0, "", "401 200"},
+       'N', "/ntlm/feed.xml", 0, "", "401 200"},
       {"NTLMv1 refused where only v2 passes", "signon_v2only", "", authNtlm, "UseSystemSSPI=False",
-       ntlmUser, ntlmPassword, v2only + "/ntlm/feed.xml", "", "", 151, unauthorized.c_str(),
-       "401 401"},
-      {"UseNTLMv2 where only v2 passes", "signon_v2only", "", authNtlm, "UseNTLMv2=True", ntlmUser,
-       ntlmPassword, v2only + "/ntlm/feed.xml", "", "", 0, "", "401 200"},
-      {"NTLM with a wrong password", "signon", "", authNtlm, "", ntlmUser, "wrong",
-       web + "/ntlm/feed.xml", "", "", 151, unauthorized.c_str(), "401 401"},
-      {"POST through NTLM: the body goes with the answer", "signon", "", authNtlm, "", ntlmUser,
-       ntlmPassword, web + "/ntlm/echo", entry, "", 0, "", "401/0 200"},
-      {"Negotiate from a ticket cache made by kinit", "signon", "", authNegotiate, "", "", "",
-       "http://localhost:" + PeerValue("signon", "PORT") + "/negotiate/feed.xml", "",
-       ticketCache.c_str(), 0, "", "200"},
-      {"Negotiate with user and password", "signon", "", authNegotiate, "", krbUser,
-       PeerValue("signon", "KERBEROS_PASSWORD"),
-       "http://localhost:" + PeerValue("signon", "PORT") + "/negotiate/feed.xml", "",
-       "MEMORY:quillon-live", 0, "", "200"},
-      {"Negotiate with a wrong password", "signon", "", authNegotiate, "", krbUser, "wrong",
-       "http://localhost:" + PeerValue("signon", "PORT") + "/negotiate/feed.xml", "",
-       "MEMORY:quillon-live", 880, "Could not acquire security credentials (0x", ""},
-      {"proxy NTLM, the 407 turn", "signon", "PROXY_PORT", authNtlm, "", ntlmUser, ntlmPassword,
-       plain, "", "", 0, "", "407 200"},
-      {"proxy NTLM with a wrong password", "signon", "PROXY_PORT", authNtlm, "", ntlmUser, "wrong",
-       plain, "", "", 151, "HTTP protocol error. 407 Proxy Authentication Required.", "407 407"},
+       'N', "/ntlm/feed.xml", 151, unauthorized, "401 401"},
+      {"UseNTLMv2 where only v2 passes", "signon_v2only", "", authNtlm, "UseNTLMv2=True", 'N',
+       "/ntlm/feed.xml", 0, "", "401 200"},
+      {"NTLM with a wrong password", "signon", "", authNtlm, "", 'n', "/ntlm/feed.xml", 151,
+       unauthorized, "401 401"},
+      {"POST through NTLM: the body goes with the answer", "signon", "", authNtlm, "", 'N',
+       "/ntlm/echo", 0, "", "401/0 200"},
+      {"Negotiate from a ticket cache made by kinit", "signon", "", authNegotiate, "", 'C',
+       "/negotiate/feed.xml", 0, "", "200 200"},
+      {"Negotiate with user and password", "signon", "", authNegotiate, "", 'K',
+       "/negotiate/feed.xml", 0, "", "200 200"},
+      {"Negotiate with a wrong password", "signon", "", authNegotiate, "", 'k',
+       "/negotiate/feed.xml", 880, "Could not acquire security credentials (0x", ""},
+      {"proxy NTLM, the 407 turn", "signon", "PROXY_PORT", authNtlm, "", 'N', "/plain/feed.xml", 0,
+       "", "407 200"},
+      {"proxy NTLM with a wrong password", "signon", "PROXY_PORT", authNtlm, "", 'n',
+       "/plain/feed.xml", 151, proxyUnauthorized, "407 407"},
       // squid's helper points its target name outside the message: no answer is made, the
       // retry goes without one and the second 407 ends the exchange.
-      {"proxy challenge outside its message", "squid_ntlm", "AUTH_PORT", authNtlm, "", ntlmUser,
-       ntlmPassword, plain, "", "", 151, "HTTP protocol error. 407 Proxy Authentication Required.",
-       ""},
+      {"proxy challenge outside its message", "squid_ntlm", "AUTH_PORT", authNtlm, "", 'N',
+       "/plain/feed.xml", 151, proxyUnauthorized, ""},
   };
   int number = 0;
   for (const Row& row : rows) {
     const std::string mark = "?row=" + std::to_string(getpid()) + "-" + std::to_string(++number);
-    if (*row.cache) UseRealm(row.cache);
-    // The row's own mark in the URL finds its lines in the log; a proxy's lines are those of
-    // the absolute URL.
-    const std::string marker =
-        (*row.proxy ? "\"GET " + row.url : row.url.substr(row.url.find('/', 8))) + mark + " ";
+    const bool negotiate = row.scheme == authNegotiate;
+    const char kind = static_cast<char>(std::toupper(row.credentials));
+    if (negotiate) UseRealm(kind == 'C' ? ticketCache.c_str() : "MEMORY:quillon-live");
+    // Kerberos knows the server as localhost; a proxy forwards to the sign-on server.
+    const std::string server = *row.proxy ? "signon" : row.peer;
+    const std::string url =
+        (negotiate ? "http://localhost:" + PeerValue(server, "PORT") : PeerValue(server, "URL")) +
+        row.path + mark;
+    const std::string user = kind == 'N' ? ntlmUser : kind == 'K' ? krbUser : "";
+    const std::string password = std::islower(row.credentials) ? "wrong"
+                                 : kind == 'N' ? PeerValue("signon", "NTLM_PASSWORD")
+                                 : kind == 'K' ? PeerValue("signon", "KERBEROS_PASSWORD")
+                                               : "";
+    const bool post = std::string_view(row.path).ends_with("echo");
+    const std::string body =
+        post ? "<entry xmlns=\"http://www.w3.org/2005/Atom\"><title>posted</title></entry>" : "";
+    // The row's own mark finds its lines in the log; a proxy's lines carry the absolute URL.
+    const std::string marker = (*row.proxy ? "\"GET " + url : row.path + mark) + " ";
     Quillon component;
     if (*row.config) {
       ASSERT_EQ(component.Config(row.config), errNone) << row.name;
@@ -126,15 +129,14 @@ TEST(SignOnLiveTest, ServerAndProxySignOn) {
       component.SetProxyServer("127.0.0.1");
       component.SetProxyPort(std::stoi(PeerValue(row.peer, row.proxy)));
       component.SetProxyAuthScheme(static_cast<AuthSchemes>(row.scheme));
-      component.SetProxyUser(row.user);
-      component.SetProxyPassword(row.password);
+      component.SetProxyUser(user);
+      component.SetProxyPassword(password);
     } else {
       component.SetAuthScheme(static_cast<AuthSchemes>(row.scheme));
-      component.SetUser(row.user);
-      component.SetPassword(row.password);
+      component.SetUser(user);
+      component.SetPassword(password);
     }
-    const int rc =
-        component.CustomRequest(row.body.empty() ? "GET" : "POST", row.url + mark, row.body);
+    const int rc = component.CustomRequest(post ? "POST" : "GET", url, body);
     EXPECT_EQ(rc, row.code) << row.name << ": " << component.ErrorDescription();
     if (rc != errNone) {
       EXPECT_TRUE(component.ErrorDescription().starts_with(row.text))
@@ -142,6 +144,11 @@ TEST(SignOnLiveTest, ServerAndProxySignOn) {
     } else {
       EXPECT_TRUE(component.ChannelTitle().ends_with(" area") || component.EntryCount() == 1)
           << row.name;
+      // A Kerberos token is whole in itself: the next request goes on the kept connection
+      // with a token of its own.
+      if (negotiate) {
+        EXPECT_EQ(component.CustomRequest("GET", url, ""), errNone) << row.name;
+      }
     }
     if (!*row.legs) continue;
     // Every leg on one connection; a POST's first leg without its body.
@@ -211,6 +218,56 @@ TEST(SignOnLiveTest, TunnelsThatSignOn) {
     } else {
       EXPECT_STREQ(core.LastErrorText(), row.text) << row.name;
     }
+  }
+}
+
+// A server of our own that challenges every answer, or sends a challenge that does not decode:
+// two legs on one connection, the 401's body read through, then 151 with that 401's text.
+TEST(SignOnLiveTest, ChallengesThatNeverEnd) {
+  const std::string challenge = "TlRMTVNTUAACAAAAAAAAAAAAAAABAggAAQIDBAUGBwgAAAAAAAAAAAAAAAAAAAAA";
+  struct Row {
+    const char* name;
+    bool proxy;
+    std::string first; // the challenge of the first answer; the second is a good one
+    bool answered;     // whether the second leg carries a Type 3 message
+  } rows[] = {
+      {"every answer a new challenge", false, challenge, true},
+      {"a challenge that does not decode", false, "!!!!", false},
+      {"a proxy challenging every answer", true, challenge, true},
+  };
+  for (const Row& row : rows) {
+    const std::string status = row.proxy ? "407 Proxy Authentication Required" : "401 Unauthorized";
+    const std::string field = row.proxy ? "Proxy-Authenticate: NTLM " : "WWW-Authenticate: NTLM ";
+    const auto answer = [&](const std::string& token) {
+      return "HTTP/1.1 " + status + "\r\n" + field + token + "\r\nContent-Length: 6\r\n\r\ndenied";
+    };
+    ScriptPeer peer;
+    peer.Expect("GET {*}NTLM TlRMTVNTUAAB{*}\r\n\r\n").Send(answer(row.first));
+    peer.Expect("GET {*}\r\n\r\n").Send(answer(challenge));
+    peer.Start();
+    QuillonCore core;
+    core.SetTimeout(10, true);
+    if (row.proxy) {
+      core.ProxyServer.Assign(peer.Host());
+      core.ProxyPort = peer.Port();
+      core.SetProxyAuthScheme(authNtlm);
+      core.SetProxyUser("DOM\\user");
+    } else {
+      core.SetAuthScheme(authNtlm);
+      core.SetUser("DOM\\user");
+    }
+    const std::string url =
+        std::string("http://") + peer.Host() + ":" + std::to_string(peer.Port()) + "/";
+    ASSERT_EQ(core.SetURL(url.c_str(), 0), errNone) << row.name;
+    EXPECT_EQ(core.RunAction(actGet), 151) << row.name;
+    EXPECT_EQ(std::string(core.LastErrorText()), "HTTP protocol error. " + status + ".")
+        << row.name;
+    EXPECT_TRUE(peer.Finished()) << row.name;
+    EXPECT_TRUE(peer.Failures().empty())
+        << row.name << ": " << ScriptPeer::Printable(peer.Received());
+    EXPECT_EQ(peer.Connections(), 1) << row.name;
+    EXPECT_EQ(peer.Received().find("NTLM TlRMTVNTUAAD") != std::string::npos, row.answered)
+        << row.name;
   }
 }
 
