@@ -52,11 +52,7 @@ TEST(SignOnTest, EngineAndResponsePerSetting) {
     const char* word;
     int ntLength; // 24 for NTLMv1 with extended security, more for NTLMv2
   } rows[] = {
-      {"system NTLM answers with v2", authNtlm, "True", "False", false, "NTLM ", 0},
-      {"own NTLM answers with v1", authNtlm, "False", "False", false, "NTLM ", 24},
-      {"own NTLM with UseNTLMv2", authNtlm, "False", "True", false, "NTLM ", 0},
       {"own Negotiate sends NTLM", authNegotiate, "False", "False", false, "Negotiate ", 24},
-      {"proxy NTLM", authNtlm, "False", "False", true, "NTLM ", 24},
       {"proxy Negotiate, own engine", authNegotiate, "False", "True", true, "Negotiate ", 0},
   };
   for (const Row& row : rows) {
