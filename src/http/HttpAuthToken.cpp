@@ -57,7 +57,12 @@ int HttpClient::LoadTunnelCredentials(const char* scheme, const char* user, cons
 
 int HttpClient::MakeTunnelToken(BufStrBase& out, const char* scheme, const char* target,
                                 const char* challenge) {
-  const int rc = proxySignOn.MakeAuthToken(out, scheme, target, challenge);
+  // Kerberos needs the proxy's service name, which KerberosSPN gives; without it the tunnel
+  // names its remote host.
+  const std::string_view name = std::string_view(scheme) == "Negotiate" && !KerberosSPN.IsEmpty()
+                                    ? KerberosSPN.View()
+                                    : target;
+  const int rc = proxySignOn.MakeAuthToken(out, scheme, name, challenge);
   return rc == errNone ? errNone : Fail(rc, proxySignOn.errorText.Data());
 }
 

@@ -3,7 +3,8 @@
 # Apache with mod_auth_gssapi on 127.0.0.1: /negotiate/ asks for Negotiate (Kerberos, keytab of
 # HTTP/localhost), /ntlm/ for NTLM checked by gss-ntlmssp against a user file. Both keep the
 # sign-on for the connection. A second port is a forward proxy (plain requests and CONNECT to the
-# first port) asking for NTLM proxy authentication, checked the same way. Options: -lmcompat N sets gss-ntlmssp's LM_COMPAT_LEVEL (default 2,
+# first port) asking for NTLM proxy authentication, checked the same way; a third is the same
+# proxy asking for Negotiate (Kerberos, as HTTP/localhost). Options: -lmcompat N sets gss-ntlmssp's LM_COMPAT_LEVEL (default 2,
 # which accepts NTLMv1 with extended security; 5 accepts NTLMv2 only).
 #
 #   tests/peers/signon.sh start DIR [-lmcompat N]   prints the http:// URL; DIR/peer.env has the keys
@@ -103,11 +104,13 @@ chmod -R a+rX "$served"
 
 port="$(peer_free_port)" || peer_fail "no free port"
 proxy_port="$(peer_free_port)" || peer_fail "no free port"
+kerberos_proxy_port="$(peer_free_port)" || peer_fail "no free port"
 cat >"$peer_dir/httpd.conf" <<CONF
 ServerRoot "$peer_dir"
 ServerName localhost
 Listen 127.0.0.1:$port
 Listen 127.0.0.1:$proxy_port
+Listen 127.0.0.1:$kerberos_proxy_port
 PidFile "$peer_dir/httpd.pid"
 DefaultRuntimeDir "$peer_dir"
 Mutex file:$peer_dir default
@@ -179,6 +182,18 @@ DocumentRoot "$served/www"
     Require valid-user
   </Proxy>
 </VirtualHost>
+<VirtualHost 127.0.0.1:$kerberos_proxy_port>
+  ProxyRequests On
+  AllowCONNECT $port
+  RequestHeader set Connection Keep-Alive early
+  <Proxy "*">
+    AuthType GSSAPI
+    AuthName "Negotiate proxy"
+    GssapiCredStore keytab:$served/http.keytab
+    GssapiAllowedMech krb5
+    Require valid-user
+  </Proxy>
+</VirtualHost>
 CONF
 apache2 -t -f "$peer_dir/httpd.conf" >>"$peer_dir/console.log" 2>&1 || peer_fail "bad configuration"
 # One process group: the KDC in the background, Apache in the foreground.
@@ -194,6 +209,7 @@ peer_write_env \
   "NEGOTIATE_URL=http://localhost:$port/negotiate/" \
   "NTLM_URL=$url/ntlm/" \
   "PROXY_PORT=$proxy_port" \
+  "KERBEROS_PROXY_PORT=$kerberos_proxy_port" \
   "REALM=$realm" \
   "KDC_PORT=$kdc_port" \
   "KRB5_CONFIG=$KRB5_CONFIG" \
