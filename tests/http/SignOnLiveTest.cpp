@@ -3,8 +3,10 @@
 // test time, and its second port is a forward proxy asking for NTLM; squid's NTLM helper sends a
 // challenge that points outside itself. The server's access log tells which legs arrived, on
 // which connection and with what Content-Length.
+#include "crypto/HashContext.h"
 #include "frame/ConfigRequest.h"
 #include "frame/Errors.h"
+#include "frame/Text.h"
 #include "odata/QuillonCore.h"
 #include "quillon/Quillon.h"
 #include "support/Peers.h"
@@ -16,6 +18,7 @@
 #include <cctype>
 #include <cstdlib>
 #include <fstream>
+#include <iterator>
 #include <string>
 #include <unistd.h>
 #include <vector>
@@ -281,6 +284,38 @@ TEST(SignOnLiveTest, ChallengesThatNeverEnd) {
     EXPECT_EQ(peer.Received().find("NTLM TlRMTVNTUAAD") != std::string::npos, row.answered)
         << row.name;
   }
+}
+
+// An answer on a TLS channel carries the channel's bindings: "tls-server-end-point:" and the
+// SHA-256 of the server's certificate.
+TEST(SignOnLiveTest, AnswerOnTlsCarriesTheChannelBindings) {
+  std::ifstream file(PeerValue("certs", "SERVER_CERT"));
+  std::string pem((std::istreambuf_iterator<char>(file)), std::istreambuf_iterator<char>());
+  const size_t begin = pem.find('\n') + 1;
+  BufStr der;
+  der.Assign(pem.substr(begin, pem.find("-----END") - begin));
+  Base64Decode(der, false);
+  HashContext sha256;
+  ASSERT_EQ(sha256.Init(digestSha256), errNone);
+  sha256.Update(der.View());
+  sha256.Final();
+
+  QuillonCore core;
+  core.KeepAlive = 1;
+  core.sslSecurityFlags = 0xFFFFFFFFu; // the test CA is not the machine's
+  const std::string url = PeerValue("nginx", "HTTPS_URL") + "/feeds/small.xml";
+  ASSERT_EQ(core.SetURL(url.c_str(), 0), errNone);
+  ASSERT_EQ(core.RunAction(actGet), errNone) << core.LastErrorText();
+  core.AuthScheme = authNtlm;
+  core.ServerToken.Assign("TlRMTVNTUAACAAAAAAAAAAAAAAABAggAAQIDBAUGBwgAAAAAAAAAAAAAAAAAAAAA");
+  ASSERT_EQ(core.FormAuthorization(), errNone) << core.LastErrorText();
+  EXPECT_EQ(core.serverSignOn.channelBindings.View(),
+            "tls-server-end-point:" + std::string(sha256.result.View()));
+  // A first leg, before any channel, has none.
+  core.ServerToken.Clear();
+  core.Disconnect();
+  ASSERT_EQ(core.FormAuthorization(), errNone) << core.LastErrorText();
+  EXPECT_TRUE(core.serverSignOn.channelBindings.IsEmpty());
 }
 
 } // namespace
