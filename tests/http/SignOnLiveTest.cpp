@@ -93,6 +93,8 @@ TEST(SignOnLiveTest, ServerAndProxySignOn) {
        "UseSystemSSPI=False", 'N', "/ntlm/echo", 0, "", "401/0 200"},
       {"Negotiate from a ticket cache made by kinit", "signon", "", authNegotiate, "", 'C',
        "/negotiate/feed.xml", 0, "", "200 200"},
+      {"POST through Negotiate with Kerberos: the body goes at once", "signon", "", authNegotiate,
+       "", 'C', "/negotiate/echo", 0, "", "200 200"},
       {"Negotiate with user and password", "signon", "", authNegotiate, "", 'K',
        "/negotiate/feed.xml", 0, "", "200 200"},
       {"proxy Negotiate with Kerberos", "signon", "KERBEROS_PROXY_PORT", authNegotiate, "", 'C',
@@ -156,7 +158,7 @@ TEST(SignOnLiveTest, ServerAndProxySignOn) {
       // A Kerberos token is whole in itself: the next request goes on the kept connection
       // with a token of its own.
       if (kerberos && !*row.proxy) {
-        EXPECT_EQ(component.CustomRequest("GET", url, ""), errNone) << row.name;
+        EXPECT_EQ(component.CustomRequest(post ? "POST" : "GET", url, body), errNone) << row.name;
       }
     }
     if (!*row.legs) continue;
