@@ -7,6 +7,7 @@
 #include "frame/Errors.h"
 #include "frame/Text.h"
 #include "odata/QuillonCore.h"
+#include "quillon/Quillon.h"
 
 #include <gtest/gtest.h>
 
@@ -47,6 +48,12 @@ TEST(SignOnTest, TokenShapes) {
     ASSERT_EQ(SspiContext::ServiceName(out, name.target), errNone);
     EXPECT_EQ(out.View(), name.service) << name.target;
   }
+  // A token made elsewhere goes out as it is, and no exchange replaces it.
+  Quillon component;
+  ASSERT_EQ(component.Config("KerberosToken=YIIBBg=="), errNone);
+  EXPECT_EQ(component.AuthScheme(), AuthSchemes::authProprietary);
+  EXPECT_EQ(component.CustomRequest("GET", "http://127.0.0.1:1/", ""), 10061);
+  EXPECT_EQ(component.Authorization(), "Negotiate YIIBBg==");
 }
 
 TEST(SignOnTest, Failures) {
