@@ -3,9 +3,9 @@
 //   Digest:            status (401/407) -> headers -> body (raw, or chunk by chunk) -> answer
 //                      -> second status -> its headers -> done;
 //                      a first 200 skips its headers and is done at once.
-//   NTLM / Negotiate:  status (401/407) -> headers -> body (raw, or chunk by chunk) -> token ->
-//   second
-//                      status -> its headers -> done; a first 200 skips to its headers.
+//   NTLM / Negotiate:  status (401/407) -> headers -> body (raw, or chunk by chunk) -> token
+//                      -> second status -> its headers -> done; a first 200 skips to its
+//                      headers.
 // The tokens of NTLM and Negotiate come from the port's authentication front (MakeTunnelToken).
 #include "net/FirewallTunnel.h"
 
