@@ -138,7 +138,14 @@ int HttpClient::ComposeRequest(const char* method, int finish) {
       if (socketHandle != platform::kInvalidSocket) return errNone;
       return SecureConnect(1, 0);
     }
-    if (int rc = ConnectAndWait(); rc != errNone) return rc;
+    if (int rc = ConnectAndWait(); rc != errNone) {
+      // A tunnel that the proxy refused leaves its socket open; the next request starts afresh.
+      BufStr text;
+      text.Assign(lastError);
+      Disconnect();
+      lastError.Assign(text);
+      return rc;
+    }
   }
 
   BufStr head;
