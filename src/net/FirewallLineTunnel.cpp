@@ -101,6 +101,28 @@ bool FirewallTunnel::SplitHeader(std::string_view& name, std::string_view& value
   return true;
 }
 
+bool FirewallTunnel::ReadBodyHeader(std::string_view name, std::string_view value) {
+  if (SameNoCase(name, "Content-Length")) {
+    BufStr20 digits;
+    digits.Assign(value);
+    bodyLength = ParseDec32(digits.Data());
+    bodyRead = 0;
+    // For Digest a length takes the place of an earlier chunked coding.
+    if (firewallType == fwDigestTunnel) chunked = 0;
+    return true;
+  }
+  if (!SameNoCase(name, "Transfer-Encoding")) return false;
+  if (SameNoCase(value, "chunked")) chunked = 1;
+  return true;
+}
+
+bool FirewallTunnel::ReadChunkSize() {
+  if (lineText.IsEmpty()) return false;
+  bodyLength = ParseHex32(lineText.Data());
+  bodyRead = 0;
+  return true;
+}
+
 void FirewallTunnel::RejectStatus(const char* prefix, int code, const char* reason,
                                   const BufStrBase& reported) {
   BufStr text;
@@ -137,17 +159,11 @@ int FirewallTunnel::DigestLine(int) {
     break;
   case lpHeaders:
     if (SplitHeader(name, value)) {
-      if (SameNoCase(name, "Content-Length")) {
-        BufStr20 digits;
-        digits.Assign(value);
-        bodyLength = ParseDec32(digits.Data());
-        chunked = 0;
-      } else if (SameNoCase(name, "Proxy-Authenticate") && value.starts_with("Digest")) {
+      if (!ReadBodyHeader(name, value) && SameNoCase(name, "Proxy-Authenticate") &&
+          value.starts_with("Digest")) {
         const size_t blank = value.find(' ');
         ParseDigestChallenge(digest, blank == std::string_view::npos ? std::string_view()
                                                                      : value.substr(blank + 1));
-      } else if (SameNoCase(name, "Transfer-Encoding") && SameNoCase(value, "chunked")) {
-        chunked = 1;
       }
     } else if (chunked) {
       phase = lpDigestChunk;
@@ -175,11 +191,7 @@ int FirewallTunnel::DigestLine(int) {
     }
     break;
   case lpDigestChunk:
-    if (!lineText.IsEmpty()) {
-      bodyLength = ParseHex32(lineText.Data());
-      bodyRead = 0;
-      phase = bodyLength == 0 ? lpDigestAnswer : lpBody;
-    }
+    if (ReadChunkSize()) phase = bodyLength == 0 ? lpDigestAnswer : lpBody;
     break;
   case lpDigestAnswer:
     // The trailer of a chunked body ends with its empty line.
@@ -260,17 +272,11 @@ int FirewallTunnel::AuthTokenLine(int) {
   case lpHeaders:
     if (SplitHeader(name, value)) {
       const std::string_view scheme = SchemeOf(firewallType);
-      if (SameNoCase(name, "Content-Length")) {
-        BufStr20 digits;
-        digits.Assign(value);
-        bodyLength = ParseDec32(digits.Data());
-        bodyRead = 0;
-      } else if (SameNoCase(name, "Proxy-Authenticate") && StartsWithNoCase(value, scheme)) {
+      if (!ReadBodyHeader(name, value) && SameNoCase(name, "Proxy-Authenticate") &&
+          StartsWithNoCase(value, scheme)) {
         // Of several challenges of the scheme the last one counts.
         const std::string_view rest = value.substr(scheme.size());
         replyBytes.Assign(rest.starts_with(' ') ? rest.substr(1) : rest);
-      } else if (SameNoCase(name, "Transfer-Encoding") && SameNoCase(value, "chunked")) {
-        chunked = 1;
       }
       break;
     }
@@ -305,11 +311,7 @@ int FirewallTunnel::AuthTokenLine(int) {
     }
     break;
   case lpTokenChunk:
-    if (!lineText.IsEmpty()) {
-      bodyLength = ParseHex32(lineText.Data());
-      bodyRead = 0;
-      phase = lpBody;
-    }
+    if (ReadChunkSize()) phase = lpBody;
     break;
   default:
     break;

@@ -36,9 +36,6 @@ TEST(FirewallSurface, WritesMoveTheSettingsThatGoWithThem) {
       {"FirewallAutoDetect", "True", "FirewallHost", "10.1.2.3"},
       {"FirewallAutoDetect", "True", "FirewallPort", "1081"},
       {"ProxyAutoDetect", "True", "ProxyServer", "10.0.0.5"},
-      {"ProxyAutoDetect", "True", "ProxyPort", "3128"},
-      {"ProxyAutoDetect", "True", "ProxySSL", "3"},
-      {"ProxyAutoDetect", "True", "FirewallType", "1"},
       {"ProxyAutoDetect", "False", "ProxyServer", ""},
       {"FirewallAutoDetect", "False", "FirewallHost", ""},
   };
