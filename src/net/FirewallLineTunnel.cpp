@@ -39,7 +39,7 @@ void FirewallTunnel::StartLineMode() {
   savedTerminator.Assign(owner.lineBuffer.terminator,
                          static_cast<int>(owner.lineBuffer.terminatorLength));
   terminatorSaved = true;
-  owner.SetLineTerminator("\r\n", 2);
+  owner.SetWireTerminator("\r\n", 2);
   lineText.Clear();
   bodyLength = bodyRead = chunked = 0;
   phase = lpStatus;
@@ -62,7 +62,7 @@ void FirewallTunnel::StartLineMode() {
 void FirewallTunnel::RestoreTerminator() {
   if (!terminatorSaved) return;
   terminatorSaved = false;
-  owner.SetLineTerminator(savedTerminator.Data(), savedTerminator.Length());
+  owner.SetWireTerminator(savedTerminator.Data(), savedTerminator.Length());
 }
 
 void FirewallTunnel::SplitStatus(int& code, const char*& reason) {
@@ -174,7 +174,7 @@ int FirewallTunnel::DigestLine(int) {
       return errNone;
     } else {
       phase = lpBody;
-      owner.SetLineTerminator(nullptr, 0);
+      owner.SetWireTerminator(nullptr, 0);
     }
     break;
   case lpBody:
@@ -244,7 +244,7 @@ void FirewallTunnel::SendDigestAnswer() {
   request.Append(answer);
   AppendUserAgentAndEnd(request);
   // The final answer is read as lines again, whatever the body was read as.
-  owner.SetLineTerminator("\r\n", 2);
+  owner.SetWireTerminator("\r\n", 2);
   phase = lpDigestStatus;
   SendStep(request);
 }

@@ -195,5 +195,34 @@ TEST(ProxyLiveTest, ProxiesFromTheEnvironment) {
     unsetenv(variable);
 }
 
+// An https URL through a proxy or a SOCKS server: the TLS channel runs end to end inside the
+// tunnel, a Digest tunnel reading its proxy's lines before the channel starts.
+TEST(ProxyLiveTest, HttpsThroughEveryKindOfTunnel) {
+  setenv("SSL_CERT_FILE", PeerValue("certs", "CA_FILE").c_str(), 1);
+  const std::vector<const char*> rows[] = {
+      {"ProxyServer={squid.HOST}", "ProxyPort={squid.PORT}"},
+      {"ProxyServer={squid.HOST}", "ProxyPort={squid.AUTH_PORT}", "ProxyUser={squid.USER}",
+       "ProxyPassword={squid.PASSWORD}", "ProxyAuthScheme=1"},
+      {"ProxySSL=3", "ProxyServer={tinyproxy.HOST}", "ProxyPort={tinyproxy.PORT}",
+       "ProxyUser={tinyproxy.USER}", "ProxyPassword={tinyproxy.PASSWORD}"},
+      {"FirewallType=3", "FirewallHost={dante.HOST}", "FirewallPort={dante.PORT}"},
+  };
+  for (const auto& settings : rows) {
+    SCOPED_TRACE(settings[1]);
+    Quillon q;
+    q.SetTimeout(20);
+    Apply(q, settings);
+    const int logged = SquidLogCount(Expand("CONNECT 127.0.0.1:{nginx.HTTPS_PORT} "));
+    q.SetServiceRootURI(PeerValue("nginx", "HTTPS_URL") + "/odata/");
+    q.SetResourcePath("Items");
+    ASSERT_EQ(q.QueryService(), 0) << q.ErrorDescription();
+    EXPECT_EQ(q.EntryCount(), 200);
+    if (std::string(settings[0]).find("squid") != std::string::npos) {
+      EXPECT_TRUE(SquidLogGrows(Expand("CONNECT 127.0.0.1:{nginx.HTTPS_PORT} "), logged));
+    }
+  }
+  unsetenv("SSL_CERT_FILE");
+}
+
 } // namespace
 } // namespace quillon::test
