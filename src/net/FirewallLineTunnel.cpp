@@ -288,7 +288,7 @@ int FirewallTunnel::AuthTokenLine(int) {
     phase = lpBody;
     if (bodyLength > 0) {
       // A body of known length comes raw: its lines need not end in CRLF.
-      owner.SetLineTerminator(nullptr, 0);
+      owner.SetWireTerminator(nullptr, 0);
       break;
     }
     lineText.Clear();
@@ -302,7 +302,7 @@ int FirewallTunnel::AuthTokenLine(int) {
       phase = lpTokenChunk;
       return errNone;
     }
-    owner.SetLineTerminator("\r\n", 2);
+    owner.SetWireTerminator("\r\n", 2);
     SendAuthToken(replyBytes.Data());
     return errNone;
   case lpTokenStatus:
