@@ -1,8 +1,8 @@
 // QueryService of the sample service through every kind of proxy and firewall, set through the
 // public properties or taken from the environment's proxy variables: squid as a plain proxy
 // (absolute request line, Basic, Digest after a 407) and as a CONNECT tunnel, tinyproxy's CONNECT
-// with Basic, SOCKS 4 and 5 through dante and microsocks. Nothing listens on 127.0.0.1:1, so a
-// proxy there shows which requests went through it.
+// with Basic, SOCKS 4 and 5 through dante and microsocks; and HTTPS inside each kind of tunnel.
+// Nothing listens on 127.0.0.1:1, so a proxy there shows which requests went through it.
 #include "support/Peers.h"
 
 #include <quillon/Quillon.h>
@@ -47,18 +47,22 @@ bool SquidLogGrows(const std::string& text, int before) {
   return SquidLogCount(text) > before;
 }
 
-void Apply(Quillon& q, const std::vector<const char*>& settings) {
-  for (const char* setting : settings) {
-    const std::string text = Expand(setting);
+// Sets "Name=value;Name=value..." after expanding it.
+void Apply(Quillon& q, const std::string& settings) {
+  std::istringstream list(Expand(settings));
+  for (std::string text; std::getline(list, text, ';');) {
     const size_t equals = text.find('=');
     ASSERT_EQ(q.SetProperty(text.substr(0, equals), text.substr(equals + 1)), 0)
         << text << ": " << q.ErrorDescription();
   }
 }
 
-int Query(Quillon& q, const std::string& host, int top) {
-  q.SetServiceRootURI("http://" + host + ":" + PeerValue("odata", "PORT") + "/odata/v2/catalog/");
-  q.SetResourcePath("Products");
+// The sample service over http, or with `https` nginx's static feed of 200 items.
+int Query(Quillon& q, const std::string& host, int top, bool https = false) {
+  const std::string http = "http://" + host + ":" + PeerValue("odata", "PORT");
+  q.SetServiceRootURI(https ? PeerValue("nginx", "HTTPS_URL") + "/odata/"
+                            : http + "/odata/v2/catalog/");
+  q.SetResourcePath(https ? "Items" : "Products");
   q.SetQueryTop(std::to_string(top));
   return q.QueryService();
 }
@@ -66,63 +70,56 @@ int Query(Quillon& q, const std::string& host, int top) {
 TEST(ProxyLiveTest, QueryThroughEveryKindOfProxyAndFirewall) {
   struct Row {
     const char* name;
-    std::vector<const char*> settings; // "Name=value", expanded
+    std::string settings; // "Name=value;...", expanded
     int rc;
-    const char* text; // the start of the error after a failure; else what squid logs, or ""
+    std::string text; // the start of the error after a failure; else what squid logs, or ""
+    bool https = false;
   };
-  const char* squid[] = {"ProxyServer={squid.HOST}", "ProxyPort={squid.PORT}"};
-  const char* squidAuth[] = {"ProxyServer={squid.HOST}", "ProxyPort={squid.AUTH_PORT}",
-                             "ProxyUser={squid.USER}", "ProxyPassword={squid.PASSWORD}"};
-  const char* tiny[] = {"ProxySSL=3", "ProxyServer={tinyproxy.HOST}", "ProxyPort={tinyproxy.PORT}",
-                        "ProxyUser={tinyproxy.USER}"};
-  const char* dante[] = {"FirewallHost={dante.HOST}", "FirewallPort={dante.PORT}"};
-  const char* danteAuth[] = {"FirewallType=3", "FirewallHost={dante_auth.HOST}",
-                             "FirewallPort={dante_auth.PORT}", "FirewallUser={dante_auth.USER}"};
+  const std::string squid = "ProxyServer={squid.HOST};ProxyPort={squid.PORT};",
+                    squidAuth = "ProxyServer={squid.HOST};ProxyPort={squid.AUTH_PORT};"
+                                "ProxyUser={squid.USER};",
+                    squidDigest = squidAuth + "ProxyAuthScheme=1;",
+                    tiny = "ProxySSL=3;ProxyServer={tinyproxy.HOST};ProxyPort={tinyproxy.PORT};"
+                           "ProxyUser={tinyproxy.USER};",
+                    dante = "FirewallHost={dante.HOST};FirewallPort={dante.PORT};",
+                    danteAuth = "FirewallType=3;FirewallHost={dante_auth.HOST};"
+                                "FirewallPort={dante_auth.PORT};",
+                    right = "ProxyPassword={squid.PASSWORD}", wrong = "ProxyPassword=wrong",
+                    absolute = "GET http://127.0.0.1:{odata.PORT}/odata/v2/catalog/Products? ";
   // clang-format off
   const Row rows[] = {
-      {"squid, absolute request line", {squid[0], squid[1]}, 0,
-       "GET http://127.0.0.1:{odata.PORT}/odata/v2/catalog/Products? - "},
-      {"squid, Basic", {squidAuth[0], squidAuth[1], squidAuth[2], squidAuth[3]}, 0,
-       "GET http://127.0.0.1:{odata.PORT}/odata/v2/catalog/Products? proxyuser "},
-      {"squid, Digest after a 407",
-       {squidAuth[0], squidAuth[1], squidAuth[2], squidAuth[3], "ProxyAuthScheme=1"}, 0,
-       "GET http://127.0.0.1:{odata.PORT}/odata/v2/catalog/Products? proxyuser "},
-      {"squid, no credentials", {squidAuth[0], squidAuth[1]}, 151,
-       "HTTP protocol error. 407 Proxy Authentication Required."},
-      {"squid, CONNECT without credentials", {"ProxySSL=3", squidAuth[0], squidAuth[1]}, 118,
+      {"squid, absolute request line", squid, 0, absolute + "- "},
+      {"squid, Basic", squidAuth + right, 0, absolute + "proxyuser "},
+      {"squid, Digest after a 407", squidDigest + right, 0, absolute + "proxyuser "},
+      {"squid, no credentials", squid + "ProxyPort={squid.AUTH_PORT}", 151, "HTTP protocol error. 407 Proxy Authentication Required."},
+      {"squid, Digest with a wrong password", squidDigest + wrong, 151, "HTTP protocol error. 407 Proxy Authentication Required."},
+      {"squid, CONNECT without credentials", "ProxySSL=3;" + squid + "ProxyPort={squid.AUTH_PORT}", 118,
        "Firewall error. HTTP/1.1 407 Proxy Authentication Required."},
-      {"squid, Digest with a wrong password",
-       {squidAuth[0], squidAuth[1], squidAuth[2], "ProxyPassword=wrong", "ProxyAuthScheme=1"}, 151,
-       "HTTP protocol error. 407 Proxy Authentication Required."},
-      {"squid, CONNECT for an http URL", {"ProxySSL=3", squid[0], squid[1]}, 0,
-       "CONNECT 127.0.0.1:{odata.PORT} - "},
-      {"squid, CONNECT with Digest",
-       {"ProxySSL=3", squidAuth[0], squidAuth[1], squidAuth[2], squidAuth[3], "ProxyAuthScheme=1"},
-       0, "CONNECT 127.0.0.1:{odata.PORT} proxyuser "},
-      {"squid, CONNECT with Digest and a wrong password",
-       {"ProxySSL=3", squidAuth[0], squidAuth[1], squidAuth[2], "ProxyPassword=wrong",
-        "ProxyAuthScheme=1"}, 118, "Firewall error after digest authentication."},
-      {"squid, CONNECT with OAuth", {"ProxySSL=3", squid[0], squid[1], "ProxyAuthScheme=6"}, 153,
-       "Unknown proxy authentication scheme."},
-      {"tinyproxy, CONNECT with Basic",
-       {tiny[0], tiny[1], tiny[2], tiny[3], "ProxyPassword={tinyproxy.PASSWORD}"}, 0, ""},
-      {"tinyproxy, wrong password", {tiny[0], tiny[1], tiny[2], tiny[3], "ProxyPassword=wrong"},
-       118, "Firewall error. HTTP/1.0 401 Unauthorized."},
-      {"dante, SOCKS 4", {"FirewallType=2", dante[0], dante[1]}, 0, ""},
-      {"dante, SOCKS 5", {"FirewallType=3", dante[0], dante[1]}, 0, ""},
+      {"squid, CONNECT for an http URL", "ProxySSL=3;" + squid, 0, "CONNECT 127.0.0.1:{odata.PORT} - "},
+      {"squid, CONNECT with Digest", "ProxySSL=3;" + squidDigest + right, 0, "CONNECT 127.0.0.1:{odata.PORT} proxyuser "},
+      {"squid, CONNECT with Digest and a wrong password", "ProxySSL=3;" + squidDigest + wrong, 118,
+       "Firewall error after digest authentication."},
+      {"squid, CONNECT with OAuth", "ProxySSL=3;ProxyAuthScheme=6;" + squid, 153, "Unknown proxy authentication scheme."},
+      {"tinyproxy, CONNECT with Basic", tiny + "ProxyPassword={tinyproxy.PASSWORD}", 0, ""},
+      {"tinyproxy, wrong password", tiny + wrong, 118, "Firewall error. HTTP/1.0 401 Unauthorized."},
+      {"dante, SOCKS 4", "FirewallType=2;" + dante, 0, ""},
+      {"dante, SOCKS 5", "FirewallType=3;" + dante, 0, ""},
       {"dante, SOCKS 5 with user and password",
-       {danteAuth[0], danteAuth[1], danteAuth[2], danteAuth[3],
-        "FirewallPassword={dante_auth.PASSWORD}"}, 0, ""},
-      {"dante, SOCKS 5 with a wrong password",
-       {danteAuth[0], danteAuth[1], danteAuth[2], danteAuth[3], "FirewallPassword=wrong"}, 118,
+       danteAuth + "FirewallUser={dante_auth.USER};FirewallPassword={dante_auth.PASSWORD}", 0, ""},
+      {"dante, SOCKS 5 with a wrong password", danteAuth + "FirewallUser={dante_auth.USER};FirewallPassword=wrong", 118,
        "firewall authentication failed: 1"},
-      {"dante, SOCKS 5 without credentials", {danteAuth[0], danteAuth[1], danteAuth[2]}, 118,
-       "no acceptable firewall authentication methods"},
+      {"dante, SOCKS 5 without credentials", danteAuth, 118, "no acceptable firewall authentication methods"},
       {"microsocks, SOCKS 5 with user and password",
-       {"FirewallType=3", "FirewallHost={microsocks.HOST}", "FirewallPort={microsocks.PORT}",
-        "FirewallUser={microsocks.USER}", "FirewallPassword={microsocks.PASSWORD}"}, 0, ""},
+       "FirewallType=3;FirewallHost={microsocks.HOST};FirewallPort={microsocks.PORT};"
+       "FirewallUser={microsocks.USER};FirewallPassword={microsocks.PASSWORD}", 0, ""},
+      // TLS runs end to end inside the tunnel; the Digest one reads its proxy's lines first.
+      {"https, squid", squid, 0, "CONNECT 127.0.0.1:{nginx.HTTPS_PORT} - ", true},
+      {"https, squid with Digest", squidDigest + right, 0, "CONNECT 127.0.0.1:{nginx.HTTPS_PORT} proxyuser ", true},
+      {"https, tinyproxy", tiny + "ProxyPassword={tinyproxy.PASSWORD}", 0, "", true},
+      {"https, dante", "FirewallType=3;" + dante, 0, "", true},
   };
   // clang-format on
+  setenv("SSL_CERT_FILE", PeerValue("certs", "CA_FILE").c_str(), 1);
   int top = 0;
   for (const Row& row : rows) {
     SCOPED_TRACE(row.name);
@@ -131,18 +128,19 @@ TEST(ProxyLiveTest, QueryThroughEveryKindOfProxyAndFirewall) {
     q.SetTimeout(20);
     Apply(q, row.settings);
     const int logged = SquidLogCount(Expand(row.text));
-    ASSERT_EQ(Query(q, "127.0.0.1", top), row.rc) << q.ErrorDescription();
+    ASSERT_EQ(Query(q, "127.0.0.1", top, row.https), row.rc) << q.ErrorDescription();
     if (row.rc != 0) {
       EXPECT_EQ(q.ErrorDescription().rfind(row.text, 0), 0u) << q.ErrorDescription();
       // The same object goes on, direct.
       ASSERT_EQ(q.SetProxyServer(""), 0);
       ASSERT_EQ(q.SetFirewallType(FirewallTypes::fwNone), 0);
       ASSERT_EQ(Query(q, "127.0.0.1", top), 0) << q.ErrorDescription();
-    } else if (*row.text) {
+    } else if (!row.text.empty()) {
       EXPECT_TRUE(SquidLogGrows(Expand(row.text), logged)) << Expand(row.text);
     }
-    EXPECT_EQ(q.EntryCount(), top);
+    EXPECT_EQ(q.EntryCount(), row.https ? 200 : top);
   }
+  unsetenv("SSL_CERT_FILE");
 }
 
 // The proxy variables count from the moment ProxyAutoDetect or FirewallAutoDetect is turned on,
@@ -193,35 +191,6 @@ TEST(ProxyLiveTest, ProxiesFromTheEnvironment) {
   }
   for (const char* variable : variables)
     unsetenv(variable);
-}
-
-// An https URL through a proxy or a SOCKS server: the TLS channel runs end to end inside the
-// tunnel, a Digest tunnel reading its proxy's lines before the channel starts.
-TEST(ProxyLiveTest, HttpsThroughEveryKindOfTunnel) {
-  setenv("SSL_CERT_FILE", PeerValue("certs", "CA_FILE").c_str(), 1);
-  const std::vector<const char*> rows[] = {
-      {"ProxyServer={squid.HOST}", "ProxyPort={squid.PORT}"},
-      {"ProxyServer={squid.HOST}", "ProxyPort={squid.AUTH_PORT}", "ProxyUser={squid.USER}",
-       "ProxyPassword={squid.PASSWORD}", "ProxyAuthScheme=1"},
-      {"ProxySSL=3", "ProxyServer={tinyproxy.HOST}", "ProxyPort={tinyproxy.PORT}",
-       "ProxyUser={tinyproxy.USER}", "ProxyPassword={tinyproxy.PASSWORD}"},
-      {"FirewallType=3", "FirewallHost={dante.HOST}", "FirewallPort={dante.PORT}"},
-  };
-  for (const auto& settings : rows) {
-    SCOPED_TRACE(settings[1]);
-    Quillon q;
-    q.SetTimeout(20);
-    Apply(q, settings);
-    const int logged = SquidLogCount(Expand("CONNECT 127.0.0.1:{nginx.HTTPS_PORT} "));
-    q.SetServiceRootURI(PeerValue("nginx", "HTTPS_URL") + "/odata/");
-    q.SetResourcePath("Items");
-    ASSERT_EQ(q.QueryService(), 0) << q.ErrorDescription();
-    EXPECT_EQ(q.EntryCount(), 200);
-    if (std::string(settings[0]).find("squid") != std::string::npos) {
-      EXPECT_TRUE(SquidLogGrows(Expand("CONNECT 127.0.0.1:{nginx.HTTPS_PORT} "), logged));
-    }
-  }
-  unsetenv("SSL_CERT_FILE");
 }
 
 } // namespace
