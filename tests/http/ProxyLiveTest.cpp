@@ -57,13 +57,18 @@ void Apply(Quillon& q, const std::string& settings) {
   }
 }
 
-// The sample service over http, or with `https` nginx's static feed of 200 items.
-int Query(Quillon& q, const std::string& host, int top, bool https = false) {
-  const std::string http = "http://" + host + ":" + PeerValue("odata", "PORT");
-  q.SetServiceRootURI(https ? PeerValue("nginx", "HTTPS_URL") + "/odata/"
-                            : http + "/odata/v2/catalog/");
-  q.SetResourcePath(https ? "Items" : "Products");
-  q.SetQueryTop(std::to_string(top));
+enum Target { kOData, kHttps, kSignOn };
+
+// The sample service, nginx's static feed of 200 items over HTTPS, or the sign-on server's plain
+// feed (the only target of its proxies).
+int Query(Quillon& q, const std::string& host, int top, Target target = kOData) {
+  const std::string roots[] = {
+      "http://" + host + ":" + PeerValue("odata", "PORT") + "/odata/v2/catalog/",
+      PeerValue("nginx", "HTTPS_URL") + "/odata/", PeerValue("signon", "URL") + "/plain/"};
+  const char* paths[] = {"Products", "Items", "feed.xml"};
+  q.SetServiceRootURI(roots[target]);
+  q.SetResourcePath(paths[target]);
+  q.SetQueryTop(target == kOData ? std::to_string(top) : "");
   return q.QueryService();
 }
 
@@ -73,7 +78,7 @@ TEST(ProxyLiveTest, QueryThroughEveryKindOfProxyAndFirewall) {
     std::string settings; // "Name=value;...", expanded
     int rc;
     std::string text; // the start of the error after a failure; else what squid logs, or ""
-    bool https = false;
+    Target target = kOData;
   };
   const std::string squid = "ProxyServer={squid.HOST};ProxyPort={squid.PORT};",
                     squidAuth = "ProxyServer={squid.HOST};ProxyPort={squid.AUTH_PORT};"
@@ -112,11 +117,13 @@ TEST(ProxyLiveTest, QueryThroughEveryKindOfProxyAndFirewall) {
       {"microsocks, SOCKS 5 with user and password",
        "FirewallType=3;FirewallHost={microsocks.HOST};FirewallPort={microsocks.PORT};"
        "FirewallUser={microsocks.USER};FirewallPassword={microsocks.PASSWORD}", 0, ""},
+      {"NTLM tunnel", "ProxySSL=3;ProxyAuthScheme=4;ProxyServer=127.0.0.1;ProxyPort={signon.PROXY_PORT};"
+       "ProxyUser={signon.NTLM_DOMAIN}\\{signon.NTLM_USER};ProxyPassword={signon.NTLM_PASSWORD}", 0, "", kSignOn},
       // TLS runs end to end inside the tunnel; the Digest one reads its proxy's lines first.
-      {"https, squid", squid, 0, "CONNECT 127.0.0.1:{nginx.HTTPS_PORT} - ", true},
-      {"https, squid with Digest", squidDigest + right, 0, "CONNECT 127.0.0.1:{nginx.HTTPS_PORT} proxyuser ", true},
-      {"https, tinyproxy", tiny + "ProxyPassword={tinyproxy.PASSWORD}", 0, "", true},
-      {"https, dante", "FirewallType=3;" + dante, 0, "", true},
+      {"https, squid", squid, 0, "CONNECT 127.0.0.1:{nginx.HTTPS_PORT} - ", kHttps},
+      {"https, squid with Digest", squidDigest + right, 0, "CONNECT 127.0.0.1:{nginx.HTTPS_PORT} proxyuser ", kHttps},
+      {"https, tinyproxy", tiny + "ProxyPassword={tinyproxy.PASSWORD}", 0, "", kHttps},
+      {"https, dante", "FirewallType=3;" + dante, 0, "", kHttps},
   };
   // clang-format on
   setenv("SSL_CERT_FILE", PeerValue("certs", "CA_FILE").c_str(), 1);
@@ -128,7 +135,7 @@ TEST(ProxyLiveTest, QueryThroughEveryKindOfProxyAndFirewall) {
     q.SetTimeout(20);
     Apply(q, row.settings);
     const int logged = SquidLogCount(Expand(row.text));
-    ASSERT_EQ(Query(q, "127.0.0.1", top, row.https), row.rc) << q.ErrorDescription();
+    ASSERT_EQ(Query(q, "127.0.0.1", top, row.target), row.rc) << q.ErrorDescription();
     if (row.rc != 0) {
       EXPECT_EQ(q.ErrorDescription().rfind(row.text, 0), 0u) << q.ErrorDescription();
       // The same object goes on, direct.
@@ -138,7 +145,7 @@ TEST(ProxyLiveTest, QueryThroughEveryKindOfProxyAndFirewall) {
     } else if (!row.text.empty()) {
       EXPECT_TRUE(SquidLogGrows(Expand(row.text), logged)) << Expand(row.text);
     }
-    EXPECT_EQ(q.EntryCount(), row.https ? 200 : top);
+    EXPECT_EQ(q.EntryCount(), row.target == kOData ? top : row.target == kHttps ? 200 : 0);
   }
   unsetenv("SSL_CERT_FILE");
 }
