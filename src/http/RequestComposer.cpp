@@ -58,13 +58,17 @@ int HttpClient::UseProxyTunnel() {
                            : uint8_t{fwNone};
   if (type == fwNone) return Fail(errBadScheme, "Unknown proxy authentication scheme.");
   tunnel.firewallType = type;
-  int rc = type == fwDigestTunnel ? tunnel.digestUri.Assign(URLPath) : int{errNone};
+  tunnel.firewallPort = ProxyPort;
+  // A Digest answer signs the request's path.
+  int rc = tunnel.digestUri.Assign(type == fwDigestTunnel ? URLPath.View() : std::string_view());
   if (rc == errNone) rc = tunnel.SetFirewallUser(ProxyUser.View());
   if (rc == errNone) rc = tunnel.SetFirewallPassword(ProxyPassword.View());
   if (rc != errNone) return DescribeError(rc);
-  if (rc = tunnel.SetFirewallHost(ProxyServer.Data()); rc != errNone) return DescribeError(rc);
-  tunnel.firewallPort = ProxyPort;
-  return SetTarget(URLServer, URLPort);
+  if (rc = SetTarget(URLServer, URLPort); rc != errNone) return rc;
+  // A kept tunnel stays with its proxy; a new one looks the proxy up.
+  if (!IsConnected() && (rc = tunnel.SetFirewallHost(ProxyServer.Data())) != errNone)
+    return DescribeError(rc);
+  return errNone;
 }
 
 int HttpClient::SetTarget(const BufStrBase& host, int port) {
