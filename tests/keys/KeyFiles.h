@@ -2,6 +2,8 @@
 // ssh-keygen and puttygen, and OpenSSL's own reading of them to compare with.
 #pragma once
 
+#include "support/Corpus.h"
+
 #include <gtest/gtest.h>
 
 #include <openssl/evp.h>
@@ -10,8 +12,6 @@
 
 #include <cstdio>
 #include <cstdlib>
-#include <fstream>
-#include <sstream>
 #include <string>
 #include <unistd.h>
 
@@ -33,10 +33,7 @@ inline std::string KeyPath(const std::string& name) {
 }
 
 inline std::string KeyFile(const std::string& name) {
-  std::ifstream in(KeyPath(name), std::ios::binary);
-  std::ostringstream text;
-  text << in.rdbuf();
-  return text.str();
+  return FileText(KeyPath(name));
 }
 
 // OpenSSL's reading of a private key file (PEM, any format it knows).

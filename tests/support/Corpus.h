@@ -9,6 +9,8 @@ namespace quillon::test {
 std::string CorpusDir();
 // The full path of `name` in the corpus, or empty when the corpus is absent.
 std::string CorpusFile(const std::string& name);
+// The whole content of the file at `path`; empty when it cannot be read.
+std::string FileText(const std::string& path);
 // True when the tests run in CI (CI=true), where a missing document fails instead of skipping.
 bool InCi();
 
