@@ -4,35 +4,11 @@
 
 #include "keys/CertificateFront.h"
 
-#include <cstdlib>
-#include <filesystem>
-
 namespace quillon {
 namespace {
 
-namespace fs = std::filesystem;
+using test::FolderStore;
 using test::KeyPath;
-
-// A user store root with "My" (a client with its key, another client, an EC client) and an
-// empty "Trust" folder.
-class FolderStore : public ::testing::Test {
-protected:
-  void SetUp() override {
-    root = fs::temp_directory_path() / ("quillon-stores-" + std::to_string(getpid()));
-    fs::create_directories(root / "My");
-    fs::create_directories(root / "Trust");
-    fs::copy_file(KeyPath("rsa.crt"), root / "My" / "a-client.crt");
-    fs::copy_file(KeyPath("rsa.p8"), root / "My" / "a-client.key");
-    fs::copy_file(KeyPath("other.crt"), root / "My" / "b-other.crt");
-    fs::copy_file(KeyPath("ec.crt"), root / "My" / "c-ec.pem");
-    setenv("QUILLON_CERTSTORE_USER", root.c_str(), 1);
-  }
-  void TearDown() override {
-    unsetenv("QUILLON_CERTSTORE_USER");
-    fs::remove_all(root);
-  }
-  fs::path root;
-};
 
 TEST_F(FolderStore, SubjectRules) {
   struct Row {

@@ -12,6 +12,7 @@
 
 #include <cstdio>
 #include <cstdlib>
+#include <filesystem>
 #include <string>
 #include <unistd.h>
 
@@ -64,6 +65,27 @@ struct Pfx {
     EVP_PKEY_free(key);
     X509_free(cert);
   }
+};
+
+// A user store root with "My" (a client with its key, another client, an EC client) and an
+// empty "Trust" folder.
+class FolderStore : public ::testing::Test {
+protected:
+  void SetUp() override {
+    root = std::filesystem::temp_directory_path() / ("quillon-stores-" + std::to_string(getpid()));
+    std::filesystem::create_directories(root / "My");
+    std::filesystem::create_directories(root / "Trust");
+    std::filesystem::copy_file(KeyPath("rsa.crt"), root / "My" / "a-client.crt");
+    std::filesystem::copy_file(KeyPath("rsa.p8"), root / "My" / "a-client.key");
+    std::filesystem::copy_file(KeyPath("other.crt"), root / "My" / "b-other.crt");
+    std::filesystem::copy_file(KeyPath("ec.crt"), root / "My" / "c-ec.pem");
+    setenv("QUILLON_CERTSTORE_USER", root.c_str(), 1);
+  }
+  void TearDown() override {
+    unsetenv("QUILLON_CERTSTORE_USER");
+    std::filesystem::remove_all(root);
+  }
+  std::filesystem::path root;
 };
 
 } // namespace quillon::test
