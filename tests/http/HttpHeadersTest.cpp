@@ -42,17 +42,15 @@ TEST(HttpHeadersTest, SplitHeaderLine) {
   }
 }
 
+// A continuation before any header is dropped, an empty one adds nothing, and an empty value
+// takes a continuation without a tab in front.
 TEST(HttpHeadersTest, ContinuationsFoldWithATab) {
   QuillonCore core;
-  ASSERT_EQ(core.AddParsedHeader("", "dropped: no header before it"), errNone);
-  EXPECT_EQ(core.ParsedHeaderCount(), 0);
-  ASSERT_EQ(core.AddParsedHeader("X-Long", "first"), errNone);
-  ASSERT_EQ(core.AddParsedHeader("", "second"), errNone);
-  ASSERT_EQ(core.AddParsedHeader("", ""), errNone); // an empty continuation adds nothing
-  ASSERT_EQ(core.AddParsedHeader("", "third"), errNone);
-  ASSERT_EQ(core.AddParsedHeader("Empty", ""), errNone);
-  ASSERT_EQ(core.AddParsedHeader("", "only"), errNone); // no tab in front of an empty value
-  ASSERT_EQ(core.AddParsedHeader("x-long", "again"), errNone);
+  const char* lines[][2] = {{"", "dropped"}, {"X-Long", "first"}, {"", "second"},
+                            {"", ""},        {"", "third"},       {"Empty", ""},
+                            {"", "only"},    {"x-long", "again"}};
+  for (const auto& [field, value] : lines)
+    ASSERT_EQ(core.AddParsedHeader(field, value), errNone) << field << ": " << value;
   ASSERT_EQ(core.ParsedHeaderCount(), 3);
   EXPECT_EQ(core.ParsedHeaders.At(0), "X-Long");
   EXPECT_EQ(core.ParsedHeaders.At(1), "first\tsecond\tthird");
