@@ -119,8 +119,6 @@ TEST(HttpCookiesTest, CookieProperties) {
   // Raising the count on an empty jar gives empty cookies; zero empties it.
   ASSERT_EQ(component.SetProperty("CookieCount", "2"), errNone);
   ASSERT_EQ(component.SetProperty("CookieValue", 1, "v"), errNone);
-  ASSERT_EQ(component.GetProperty("CookieValue", 1, value), errNone);
-  EXPECT_EQ(value, "v");
   // Writes outside the jar give the jar's own code; reads give the surface's.
   for (int index : {-1, 2}) {
     EXPECT_EQ(component.SetProperty("CookieValue", index, "x"), errCookieIndex) << index;
