@@ -84,10 +84,8 @@ TEST_F(ClientCertHandshake, ServerSeesTheChosenCertificate) {
     SCOPED_TRACE(row.name);
     ComponentCore core;
     CertificateFront front(core);
-    front.SetCertStoreType(row.type);
-    front.SetCertStorePassword(row.password);
-    front.SetCertStore(row.type == cstUser ? std::string(row.file) : KeyPath(row.file));
-    ASSERT_EQ(front.SetCertSubject("*"), 0) << core.LastErrorText();
+    const std::string store = row.type == cstUser ? row.file : KeyPath(row.file);
+    ASSERT_EQ(test::Choose(front, row.type, store, row.password), 0) << core.LastErrorText();
     BufStr pfx;
     ASSERT_EQ(front.ExportChosenCertificate(pfx), 0);
     const std::string page = StatusPage(port, std::string(pfx.View()));

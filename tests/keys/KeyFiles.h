@@ -2,6 +2,7 @@
 // ssh-keygen and puttygen, and OpenSSL's own reading of them to compare with.
 #pragma once
 
+#include "keys/CertificateFront.h"
 #include "support/Corpus.h"
 
 #include <gtest/gtest.h>
@@ -66,6 +67,15 @@ struct Pfx {
     X509_free(cert);
   }
 };
+
+// Sets the store of `front` and chooses a certificate in it; the code of the choice.
+inline int Choose(CertificateFront& front, int type, std::string_view store,
+                  std::string_view password = "", std::string_view subject = "*") {
+  front.SetCertStoreType(type);
+  front.SetCertStorePassword(password);
+  front.SetCertStore(store);
+  return front.SetCertSubject(subject);
+}
 
 // A user store root with "My" (a client with its key, another client, an EC client) and an
 // empty "Trust" folder.

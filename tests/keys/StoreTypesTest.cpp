@@ -136,10 +136,7 @@ TEST(StoreTypes, EachTypeGivesItsCertificateAndKey) {
     SCOPED_TRACE(row.name);
     ComponentCore core;
     CertificateFront front(core);
-    front.SetCertStoreType(row.type);
-    front.SetCertStorePassword(row.password);
-    front.SetCertStore(row.store);
-    ASSERT_EQ(front.SetCertSubject("*"), 0) << core.LastErrorText();
+    ASSERT_EQ(test::Choose(front, row.type, row.store, row.password), 0) << core.LastErrorText();
     ASSERT_NE(front.clientCertContext, nullptr) << core.LastErrorText();
     EXPECT_EQ(front.certSubject.View(), row.subject);
 
@@ -162,9 +159,7 @@ TEST(StoreTypes, EachTypeGivesItsCertificateAndKey) {
 TEST(StoreTypes, ThrowAwayCertificateHasItsNameValidityAndSerial) {
   ComponentCore core;
   CertificateFront front(core);
-  front.SetCertStoreType(cstPEMKeyFile);
-  front.SetCertStore(KeyPath("rsa.pem"));
-  ASSERT_EQ(front.SetCertSubject("*"), 0);
+  ASSERT_EQ(test::Choose(front, cstPEMKeyFile, KeyPath("rsa.pem")), 0);
   const std::string_view der = platform::CertEncoded(front.clientCertContext);
   const auto* bytes = reinterpret_cast<const unsigned char*>(der.data());
   X509* cert = d2i_X509(nullptr, &bytes, static_cast<long>(der.size()));
