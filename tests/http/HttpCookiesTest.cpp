@@ -125,7 +125,6 @@ TEST(HttpCookiesTest, CookieProperties) {
     EXPECT_EQ(component.ErrorDescription(), "Invalid cookie index (out of range).");
     EXPECT_EQ(component.GetProperty("CookiePath", index, value), errArrayIndex) << index;
   }
-  EXPECT_EQ(component.SetProperty("CookieDomain", 0, "d"), errReadOnly);
   ASSERT_EQ(component.SetProperty("CookieCount", "0"), errNone);
   EXPECT_EQ(component.GetProperty("CookieName", 0, value), errArrayIndex);
 
