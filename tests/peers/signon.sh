@@ -2,7 +2,9 @@
 # A Kerberos realm made at start (MIT krb5kdc, its own config, database and keytab in DIR) and
 # Apache with mod_auth_gssapi on 127.0.0.1: /negotiate/ asks for Negotiate (Kerberos, keytab of
 # HTTP/localhost), /ntlm/ for NTLM checked by gss-ntlmssp against a user file. Both keep the
-# sign-on for the connection. Options: -lmcompat N sets gss-ntlmssp's LM_COMPAT_LEVEL (default 2,
+# sign-on for the connection. A second port is a forward proxy (plain requests and CONNECT to the
+# first port) asking for NTLM proxy authentication, checked the same way; a third is the same
+# proxy asking for Negotiate (Kerberos, as HTTP/localhost). Options: -lmcompat N sets gss-ntlmssp's LM_COMPAT_LEVEL (default 2,
 # which accepts NTLMv1 with extended security; 5 accepts NTLMv2 only).
 #
 #   tests/peers/signon.sh start DIR [-lmcompat N]   prints the http:// URL; DIR/peer.env has the keys
@@ -30,9 +32,13 @@ ntlm_password=Ntlm-Secret-4
 
 # Keytab and user file lie in the served folder, which the children can read.
 apache_served_folder
-mkdir -p "$served/www/negotiate" "$served/www/ntlm" "$peer_dir/db"
+mkdir -p "$served/www/negotiate" "$served/www/ntlm" "$served/www/plain" "$peer_dir/db"
 echo "negotiate area" >"$served/www/negotiate/index.txt"
 echo "ntlm area" >"$served/www/ntlm/index.txt"
+for area in negotiate ntlm plain; do
+  echo "<feed xmlns=\"http://www.w3.org/2005/Atom\"><title>$area area</title></feed>" \
+    >"$served/www/$area/feed.xml"
+done
 echo "$ntlm_domain:$ntlm_user:$ntlm_password" >"$served/ntlm.users"
 peer_logs=("$peer_dir/kdc.log" "$peer_dir/error.log" "$peer_dir/console.log")
 : >"$peer_dir/console.log"
@@ -82,9 +88,14 @@ chmod -R a+rX "$served"
 [ "$(id -u)" -ne 0 ] || chown www-data "$served/http.keytab"
 
 port="$(peer_free_port)" || peer_fail "no free port"
+proxy_port="$(peer_free_port)" || peer_fail "no free port"
+kerberos_proxy_port="$(peer_free_port)" || peer_fail "no free port"
 {
-  apache_config_head localhost "warn auth_gssapi:debug" auth_gssapi
+  apache_config_head localhost "warn auth_gssapi:debug" auth_gssapi proxy proxy_http \
+    proxy_connect headers
   cat <<CONF
+Listen 127.0.0.1:$proxy_port
+Listen 127.0.0.1:$kerberos_proxy_port
 MaxKeepAliveRequests 1000
 AddType "text/plain;charset=utf-8" .txt
 LogFormat "%{%Y-%m-%dT%H:%M:%S}t %>s \"%r\" conn=%{c}L keepalive=%k user=\"%u\" auth=\"%{Authorization}i\" length=\"%{Content-Length}i\"" requests
@@ -107,6 +118,32 @@ CustomLog "$peer_dir/access.log" requests
 <LocationMatch "^/(negotiate|ntlm)/echo">
   SetHandler reflector
 </LocationMatch>
+<VirtualHost 127.0.0.1:$proxy_port>
+  ProxyRequests On
+  AllowCONNECT $port
+  # Keeps an HTTP/1.0 CONNECT's connection for its next leg, as proxies that read
+  # Proxy-Connection do.
+  RequestHeader set Connection Keep-Alive early
+  <Proxy "*">
+    AuthType GSSAPI
+    AuthName "NTLM proxy"
+    GssapiAllowedMech ntlmssp
+    GssapiConnectionBound On
+    Require valid-user
+  </Proxy>
+</VirtualHost>
+<VirtualHost 127.0.0.1:$kerberos_proxy_port>
+  ProxyRequests On
+  AllowCONNECT $port
+  RequestHeader set Connection Keep-Alive early
+  <Proxy "*">
+    AuthType GSSAPI
+    AuthName "Negotiate proxy"
+    GssapiCredStore keytab:$served/http.keytab
+    GssapiAllowedMech krb5
+    Require valid-user
+  </Proxy>
+</VirtualHost>
 CONF
 } >"$peer_dir/httpd.conf"
 apache2 -t -f "$peer_dir/httpd.conf" >>"$peer_dir/console.log" 2>&1 || peer_fail "bad configuration"
@@ -122,6 +159,8 @@ peer_write_env \
   "PORT=$port" \
   "NEGOTIATE_URL=http://localhost:$port/negotiate/" \
   "NTLM_URL=$url/ntlm/" \
+  "PROXY_PORT=$proxy_port" \
+  "KERBEROS_PROXY_PORT=$kerberos_proxy_port" \
   "REALM=$realm" \
   "KDC_PORT=$kdc_port" \
   "KRB5_CONFIG=$KRB5_CONFIG" \

@@ -22,7 +22,7 @@ std::string CorpusFile(const std::string& name) {
 
 std::string FileText(const std::string& path) {
   std::ifstream in(path, std::ios::binary);
-  return {std::istreambuf_iterator<char>(in), std::istreambuf_iterator<char>()};
+  return std::string(std::istreambuf_iterator<char>(in), {});
 }
 
 bool InCi() {
