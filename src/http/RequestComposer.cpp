@@ -118,6 +118,7 @@ int HttpClient::ComposeRequest(const char* method, int finish) {
 
   bool absolute = false;
   if (int rc = SelectConnection(absolute); rc != errNone) return rc;
+  if (int rc = PrepareSecureChannel(); rc != errNone) return rc;
   if (!IsConnected()) {
     if (GetTimeout() < 0) {
       if (socketHandle != platform::kInvalidSocket) return errNone;

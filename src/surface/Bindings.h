@@ -48,8 +48,6 @@ constexpr Binding NumberVia{&GetNumberField<Member>, &SetNumberVia<Setter>};
 // The engines that some properties wait for, and what a host is told meanwhile.
 inline constexpr char kNoFirewall[] =
     "This build has no firewall tunnels yet: the property is not available.";
-inline constexpr char kNoSecureChannel[] =
-    "This build has no secure channel yet: there is no server certificate.";
 
 template <const char* Text> int RefuseGet(QuillonCore& core, int, PropertyValue&) {
   return core.Fail(errNotInBuild, Text);

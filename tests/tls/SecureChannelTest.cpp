@@ -130,7 +130,7 @@ TEST_F(SecureChannelTest, AcceptedCertificateBytesSkipTheEventAndTheChainAddsPem
   std::ifstream file(CertFile("SELF_SIGNED_CERT"));
   std::stringstream pem;
   pem << file.rdbuf();
-  ASSERT_EQ(port.SetAcceptServerCert(pem.str().data(), static_cast<int>(pem.str().size())), 0);
+  ASSERT_EQ(port.SecurePort::certificates.SetAcceptServerCertEncoded(pem.str()), 0);
   EXPECT_EQ(port.Connect(self.Port()), 0) << port.LastErrorText();
   EXPECT_THAT(port.log, ElementsAre("Connected(0, OK)"));
   port.Disconnect();
