@@ -36,8 +36,7 @@ struct HttpsEvents : QuillonEvents {
     headers += field + ": " + value + "\n";
   }
   void SSLServerAuthentication(const std::string& cert, const std::string&, const std::string&,
-                               const std::string& status,
-                               bool& accept) override {
+                               const std::string& status, bool& accept) override {
     judged.push_back(status + (accept ? " (accept)" : " (refuse)"));
     certificate = cert;
     if (flip) accept = !accept;
@@ -178,10 +177,10 @@ TEST_F(HttpsSurface, ClientCertificateOfTheSettingsReachesTheServer) {
     int connections; // counted from the first row
   };
   const Row rows[] = {
-      {"PFX file", CertStoreTypes::cstPFXFile, PeerValue("certs", "CLIENT_PFX"), "quillon", "*",
-       0, 1},
-      {"same again, kept", CertStoreTypes::cstPFXFile, PeerValue("certs", "CLIENT_PFX"),
-       "quillon", "*", 0, 1},
+      {"PFX file", CertStoreTypes::cstPFXFile, PeerValue("certs", "CLIENT_PFX"), "quillon", "*", 0,
+       1},
+      {"same again, kept", CertStoreTypes::cstPFXFile, PeerValue("certs", "CLIENT_PFX"), "quillon",
+       "*", 0, 1},
       {"none: the kept connection goes", CertStoreTypes::cstPFXFile, "", "", "", 902, 2},
       {"PEM key and certificate", CertStoreTypes::cstPEMKeyFile, pemFile, "", "*", 0, 3},
   };
