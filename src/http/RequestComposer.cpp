@@ -51,12 +51,12 @@ int HttpClient::UseProxyTunnel() {
 }
 
 int HttpClient::SetTarget(const BufStrBase& host, int port) {
-  if (socketHandle != platform::kInvalidSocket && !IsConnected()) Disconnect();
+  if (socketHandle != platform::kInvalidSocket && !IsConnected()) DropEarlierConnection();
   if (IsConnected()) {
     const bool sameHost =
         SameNoCase(remoteHost.View(), host.View()) || SameNoCase(GetRemoteHost(), host.View());
     if (sameHost && remotePort == port) return errNone;
-    Disconnect();
+    DropEarlierConnection();
   }
   if (int rc = SetRemoteHost(host.Data()); rc != errNone) return DescribeError(rc);
   return SetRemotePort(port);

@@ -22,7 +22,7 @@ int HttpClient::TakeChosenCertificate() {
   const std::string_view chosen = platform::CertEncoded(certificates.clientCertContext);
   if (chosen == presentedCertificate.View()) return errNone;
   // A kept connection went up with the certificate chosen before.
-  if (socketHandle != platform::kInvalidSocket) Disconnect();
+  if (socketHandle != platform::kInvalidSocket) DropEarlierConnection();
   presentedCertificate.Clear();
   BufStr pfx;
   if (int rc = certificates.ExportChosenCertificate(pfx); rc != errNone) return rc;
