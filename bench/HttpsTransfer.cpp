@@ -5,7 +5,8 @@
 //   get64   GET of 64 MiB over TLS, LocalFile /dev/null as curl's -o: throughput (goal >= 0.80)
 //   conn    200 new TLS connections with one small GET each: rate against curl's (goal >= 0.80)
 //
-//   bench_HttpsTransfer
+//   bench_HttpsTransfer [get64|conn]      both, or the one named
+#include "TransferTiming.h"
 #include "http/HttpClient.h"
 
 #include <algorithm>
@@ -21,20 +22,14 @@
 namespace {
 
 namespace fs = std::filesystem;
-using Clock = std::chrono::steady_clock;
+using quillon::bench::Clock;
+using quillon::bench::Median;
+using quillon::bench::Seconds;
+using quillon::bench::TimeCommand;
 
 constexpr long kBigBytes = 64L << 20;
 constexpr int kConnections = 200;
 constexpr int kRuns = 3;
-
-double Seconds(Clock::time_point since) {
-  return std::chrono::duration<double>(Clock::now() - since).count();
-}
-
-double Median(std::vector<double> values) {
-  std::sort(values.begin(), values.end());
-  return values[values.size() / 2];
-}
 
 // nginx of the peer kit with a 64 MiB file and a small one in its document root.
 struct Server {
@@ -53,13 +48,7 @@ struct Server {
       if (line.rfind("CA_FILE=", 0) == 0) caFile = line.substr(8);
       if (line.rfind("DOC_ROOT=", 0) == 0) root = line.substr(9);
     }
-    std::ofstream big(fs::path(root) / "big.bin", std::ios::binary);
-    std::string block(1 << 20, '\0');
-    for (long i = 0; i < kBigBytes >> 20; ++i) {
-      for (size_t j = 0; j < block.size(); ++j)
-        block[j] = static_cast<char>((i * 131 + j * 7) & 0xFF);
-      big.write(block.data(), static_cast<std::streamsize>(block.size()));
-    }
+    quillon::bench::WritePatternFile((fs::path(root) / "big.bin").string(), kBigBytes >> 20);
     std::ofstream(fs::path(root) / "small.txt") << std::string(100, 's');
   }
   ~Server() {
@@ -70,11 +59,6 @@ struct Server {
     fs::remove_all(dir, ignored);
   }
 };
-
-double TimeCommand(const std::string& command) {
-  const auto start = Clock::now();
-  return std::system(command.c_str()) == 0 ? Seconds(start) : -1;
-}
 
 void Prepare(quillon::HttpClient& client) {
   client.SetTimeout(60, true);
@@ -129,7 +113,8 @@ void BenchConnections(const Server& server) {
 
 } // namespace
 
-int main() {
+int main(int argc, char** argv) {
+  const std::string only = argc > 1 ? argv[1] : "";
   Server server;
   if (server.url.empty()) {
     std::fprintf(stderr, "bench_HttpsTransfer: nginx did not start (see %s)\n", server.dir.c_str());
@@ -137,7 +122,7 @@ int main() {
   }
   // The kit's CA signs nginx's certificate; the channel trusts it the way curl does.
   ::setenv("SSL_CERT_FILE", server.caFile.c_str(), 1);
-  BenchBig(server);
-  BenchConnections(server);
+  if (only.empty() || only == "get64") BenchBig(server);
+  if (only.empty() || only == "conn") BenchConnections(server);
   return 0;
 }
