@@ -198,6 +198,10 @@ public:
                              const BufStrBase& password, BufStrBase& header);
   // A token made elsewhere: it goes out as "Negotiate " and the text, with no exchange.
   int SetKerberosToken(std::string_view text);
+  // The NTLM and Negotiate tunnels sign on to the firewall with the proxy's exchange.
+  int LoadTunnelCredentials(const char* scheme, const char* user, const char* password) override;
+  int MakeTunnelToken(BufStrBase& out, const char* scheme, const char* target,
+                      const char* challenge) override;
   // The Config keys of the sign-on: UseSystemSSPI, ExtendedProtection, KerberosSPN, UseNTLMv2.
   // errUnknownConfig for any other key.
   int ConfigSignOn(ConfigRequest& request, const char** result);

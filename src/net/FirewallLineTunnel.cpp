@@ -3,8 +3,9 @@
 //   Digest:            status (401/407) -> headers -> body (raw, or chunk by chunk) -> answer
 //                      -> second status -> its headers -> done;
 //                      a first 200 skips its headers and is done at once.
-//   NTLM / Negotiate:  status (401/407) -> headers -> body line by line -> token -> second
-//                      status -> its headers -> done; a first 200 skips to its headers.
+//   NTLM / Negotiate:  status (401/407) -> headers -> body (raw, or chunk by chunk) -> token
+//                      -> second status -> its headers -> done; a first 200 skips to its
+//                      headers.
 // The tokens of NTLM and Negotiate come from the port's authentication front (MakeTunnelToken).
 #include "net/FirewallTunnel.h"
 
@@ -279,17 +280,23 @@ int FirewallTunnel::AuthTokenLine(int) {
       break;
     }
     phase = lpBody;
-    if (bodyLength > 0) break;
+    if (bodyLength > 0) {
+      // A body of known length comes raw: its lines need not end in CRLF.
+      owner.SetLineTerminator(nullptr, 0);
+      break;
+    }
     lineText.Clear();
     [[fallthrough]];
   case lpBody:
-    bodyRead += lineText.Length() + 2;
+    // Raw bytes count as they are; a chunk's lines lost their CRLF to line mode.
+    bodyRead += lineText.Length() + (chunked ? 2 : 0);
     lineText.Clear();
     if (bodyRead < bodyLength) return errNone;
     if (chunked && bodyLength != 0) {
       phase = lpTokenChunk;
       return errNone;
     }
+    owner.SetLineTerminator("\r\n", 2);
     SendAuthToken(replyBytes.Data());
     return errNone;
   case lpTokenStatus:

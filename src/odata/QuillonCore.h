@@ -115,7 +115,8 @@ public:
   void ClearSchema();
   // Reads the EDMX document in `parser` into the schema lists, raising Entity for each entity
   // set, resolves every navigation property against its association (903 when one does not
-  // resolve) and selects entity set 0 (432 when there is none).
+  // resolve) and selects entity set 0 (432 when there is none). Of a document cut short it reads
+  // the records that closed before the cut (see the source).
   int ReadSchema();
   // Select by short name, ignoring case: 0, or 432 with the name in lastError and every cursor
   // left as it was. SetSchemaType also puts the field cursor on 0, which fails with 432 for a
@@ -141,10 +142,11 @@ public:
   SchemaComplexType* CurrentComplexType();
   SchemaProperty* CurrentTypeField();
   // Steps of ReadSchema: the children of the Schema element under the cursor; the entity sets of
-  // the EntityContainer under the cursor; the second pass over the navigation properties.
+  // the EntityContainer under the cursor; the second pass over the navigation properties, which
+  // in a `cut` document passes over those that do not resolve.
   int ReadSchemaChildren();
   int ReadEntitySets(std::string_view owner);
-  int ResolveNavigation();
+  int ResolveNavigation(bool cut);
   // Stores `text`, `name` and "." as the last error and returns `code`.
   int FailNamed(int code, const char* text, std::string_view name);
 

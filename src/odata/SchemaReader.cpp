@@ -6,6 +6,14 @@
 //      that its Relationship names, and the role, entity, multiplicity and delete action of the
 //      ends that its FromRole and ToRole name. An association may stand in any schema.
 // Entity set 0 is then selected, which raises Property for its properties.
+//
+// A document cut short (its root still open) is read as far as it goes, and the dispatch makes
+// the result 206 whatever this reader says. What was read so far means: every entity set,
+// entity type, complex type and association whose element closed before the cut, whether or not
+// the Schema and EntityContainer around it closed. A record cut inside is dropped whole, so no
+// type shows half its properties or keys and no association half its ends. A navigation property
+// whose association lies behind the cut keeps its own fields and leaves the resolved
+// ones empty instead of failing the read, and entity set 0 is selected as for a whole document.
 #include "odata/QuillonCore.h"
 
 #include "frame/Errors.h"
@@ -20,6 +28,24 @@ const SchemaAssociationEnd* EndOfRole(const SchemaAssociation& association, std:
   if (SameNoCase(association.end2.role.View(), role)) return &association.end2;
   return nullptr;
 }
+
+// Whether the element under the cursor has ended; only the last record of a cut document has not.
+bool CursorClosed(const XmlParser& parser) {
+  const XmlTree& tree = parser.impl.tree;
+  return tree.IsClosed(tree.CursorOrRoot());
+}
+
+// Lets the path walk reach into the open elements of a cut document while the reader runs.
+class OpenChildrenReach {
+public:
+  OpenChildrenReach(XmlTree& of, bool on) : tree(of) { tree.ReachOpenChildren(on); }
+  ~OpenChildrenReach() { tree.ReachOpenChildren(false); }
+  OpenChildrenReach(const OpenChildrenReach&) = delete;
+  OpenChildrenReach& operator=(const OpenChildrenReach&) = delete;
+
+private:
+  XmlTree& tree;
+};
 } // namespace
 
 void QuillonCore::ClearSchema() {
@@ -36,6 +62,9 @@ void QuillonCore::ClearSchema() {
 
 int QuillonCore::ReadSchema() {
   ClearSchema();
+  XmlTree& tree = parser.impl.tree;
+  const bool cut = !tree.IsClosed(tree.Root());
+  OpenChildrenReach reach(tree, cut);
   if (int rc = parser.SetXPath("/Edmx/DataServices"); rc != errNone)
     return Fail(rc, parser.lastError.Data());
   SchemaPlace dataServices(parser);
@@ -52,7 +81,7 @@ int QuillonCore::ReadSchema() {
   entityTypeNames.Build(entityTypes);
   complexTypeNames.Build(complexTypes);
   associationNames.Build(associations);
-  if (rc == errNone) rc = ResolveNavigation();
+  if (rc == errNone) rc = ResolveNavigation(cut);
   if (rc == errOutOfMemory) return DescribeError(rc);
   return rc != errNone ? rc : SetSchemaEntityIndex(0);
 }
@@ -72,7 +101,9 @@ int QuillonCore::ReadSchemaChildren() {
     if (rc != errNone) break;
     const std::string_view kind = parser.LocalName();
     if (SameNoCase(kind, "EntityContainer"))
-      rc = ReadEntitySets(owner.View());
+      rc = ReadEntitySets(owner.View()); // open or not: its closed entity sets count
+    else if (!CursorClosed(parser))
+      break; // a record cut inside, the last child there is
     else if (SameNoCase(kind, "EntityType"))
       rc = ReadInto(entityTypes, owner.View(), parser);
     else if (SameNoCase(kind, "ComplexType"))
@@ -89,6 +120,7 @@ int QuillonCore::ReadEntitySets(std::string_view owner) {
   for (int j = 1;; ++j) {
     int rc = container.Go("EntitySet", j);
     if (rc == SchemaPlace::kAbsent) return errNone;
+    if (rc == errNone && !CursorClosed(parser)) return errNone;
     SchemaEntitySet set;
     if (rc == errNone) rc = set.Read(owner, parser);
     if (rc != errNone) return rc;
@@ -98,13 +130,14 @@ int QuillonCore::ReadEntitySets(std::string_view owner) {
   }
 }
 
-int QuillonCore::ResolveNavigation() {
+int QuillonCore::ResolveNavigation(bool cut) {
   for (int t = 0; t < entityTypes.Count(); ++t) {
     SchemaEntityType* type = entityTypes.Peek(t);
     for (int i = 0; type && i < type->navigation.Count(); ++i) {
       SchemaNavigation& link = *type->navigation.Peek(i);
       const SchemaAssociation* association =
           associations.Peek(associationNames.Find(associations, link.relationshipFull.View()));
+      if (!association && cut) continue;
       if (!association)
         return FailNamed(errSchema, "Cannot find relationship: ", link.relationshipFull.View());
       int rc = link.description.Assign(association->description);

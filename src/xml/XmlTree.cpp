@@ -45,6 +45,7 @@ void XmlTree::Reset() {
   pool.Release();
   names.Clear();
   cursor = 0;
+  reachOpen = false;
   xmlMapping = 0;
 }
 
@@ -145,7 +146,20 @@ uint32_t XmlTree::ParentOf(uint32_t element) const {
 }
 
 int XmlTree::ChildCountOf(uint32_t element) const {
-  return IsElement(element) ? ElementAt(element).childCount : 0;
+  if (!IsElement(element)) return 0;
+  const int count = ElementAt(element).childCount;
+  return reachOpen && OpenChildOf(element) ? count + 1 : count;
+}
+
+uint32_t XmlTree::OpenChildOf(uint32_t element) const {
+  if (!tables || !IsElement(element) || ElementAt(element).end) return 0;
+  // The open elements are one chain from the root down, each the latest of its depth.
+  for (int depth = 2; depth <= kMaxDepth && tables->depthElements[depth]; ++depth) {
+    const uint32_t child = tables->depthElements[depth];
+    if (!IsElement(child) || ElementAt(child).end) return 0;
+    if (ElementAt(child).parent == element) return child;
+  }
+  return 0;
 }
 
 int XmlTree::AttrCountOf(uint32_t element) const {

@@ -99,8 +99,14 @@ public:
   // Record access. Each takes any number and answers empty, 0 or false for a non-record.
   bool IsElement(uint32_t element) const { return element - 1 < elements.Count(); }
   uint32_t ParentOf(uint32_t element) const;
-  // Completed child elements; -1 for a self-closed element.
+  // Completed child elements; -1 for a self-closed element. While open children are reached,
+  // an open element counts its open child (always its last) as well.
   int ChildCountOf(uint32_t element) const;
+  // Makes paths reach into the elements still open, for reading a document cut short. Off by
+  // default and after Reset; the owner turns it on around such a read only.
+  void ReachOpenChildren(bool on) { reachOpen = on; }
+  // The open child of an open element, or 0.
+  uint32_t OpenChildOf(uint32_t element) const;
   int AttrCountOf(uint32_t element) const;
   int ScopeCountOf(uint32_t element) const;
   // The element's part of the kept text as offsets; both 0 while it is open.
@@ -236,6 +242,7 @@ private:
   uint32_t cursor = 0;                   // the current element; 0 until a path is walked
   uint32_t xmlMapping = 0;               // the fixed mapping of the "xml" prefix
   Tables* tables = nullptr;              // made by the first Begin
+  bool reachOpen = false;                // see ReachOpenChildren
 };
 
 // The appends of every tag are inline: the scanner makes one or two per tag, and a call costs

@@ -1,6 +1,6 @@
 // Digests against their published vectors: the full RFC 1319 and 1320 suites for our own MD2 and
-// MD4; for the library's digests (RFC 1321 MD5, FIPS 180 SHA, RIPEMD-160) a short and a long
-// example each, which is all that the number-to-digest wiring needs.
+// MD4; for the library's digests (RFC 1321 MD5, FIPS 180 SHA, RIPEMD-160) one example each,
+// which is all that the number-to-digest wiring needs.
 #include "crypto/HashContext.h"
 
 #include "HexText.h"
@@ -21,9 +21,6 @@ const std::string kAlphabet = "abcdefghijklmnopqrstuvwxyz";
 const std::string kAlphanumeric = "ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789";
 const std::string kDigits80 =
     "12345678901234567890123456789012345678901234567890123456789012345678901234567890";
-const std::string k448 = "abcdbcdecdefdefgefghfghighijhijkijkljklmklmnlmnomnopnopq";
-const std::string k896 = "abcdefghbcdefghicdefghijdefghijkefghijklfghijklmghijklmnhijklmnoijklmnopj"
-                         "klmnopqklmnopqrlmnopqrsmnopqrstnopqrstu";
 
 struct DigestVector {
   const char* row;
@@ -48,31 +45,18 @@ const DigestVector kVectors[] = {
     {"MD4 alphanumeric", digestMd4, kAlphanumeric, "043f8582f241db351ce627e153e7f0e4"},
     {"MD4 digits", digestMd4, kDigits80, "e33b4ddc9c38f2199c3e7b164fcc0536"},
     {"MD5 abc", digestMd5, "abc", "900150983cd24fb0d6963f7d28e17f72"},
-    {"MD5 digits", digestMd5, kDigits80, "57edf4a22be3c955ac49da2e2107b67a"},
     {"SHA-1 abc", digestSha1, "abc", "a9993e364706816aba3e25717850c26c9cd0d89d"},
-    {"SHA-1 448 bits", digestSha1, k448, "84983e441c3bd26ebaae4aa1f95129e5e54670f1"},
     {"SHA-224 abc", digestSha224, "abc",
      "23097d223405d8228642a477bda255b32aadbce4bda0b3f7e36c9da7"},
-    {"SHA-224 448 bits", digestSha224, k448,
-     "75388b16512776cc5dba5da1fd890150b0c6455cb4f58b1952522525"},
     {"SHA-256 abc", digestSha256, "abc",
      "ba7816bf8f01cfea414140de5dae2223b00361a396177a9cb410ff61f20015ad"},
-    {"SHA-256 448 bits", digestSha256, k448,
-     "248d6a61d20638b8e5c026930c3e6039a33ce45964ff2167f6ecedd419db06c1"},
     {"SHA-384 abc", digestSha384, "abc",
      "cb00753f45a35e8bb5a03d699ac65007272c32ab0eded1631a8b605a43ff5bed8086072ba1e7cc2358baeca1"
      "34c825a7"},
-    {"SHA-384 896 bits", digestSha384, k896,
-     "09330c33f71147e83d192fc782cd1b4753111b173b3b05d22fa08086e3b0f712fcc7c71a557e2db966c3e9fa"
-     "91746039"},
     {"SHA-512 abc", digestSha512, "abc",
      "ddaf35a193617abacc417349ae20413112e6fa4e89a97ea20a9eeee64b55d39a2192992a274fc1a836ba3c23"
      "a3feebbd454d4423643ce80e2a9ac94fa54ca49f"},
-    {"SHA-512 896 bits", digestSha512, k896,
-     "8e959b75dae313da8cf4f72814fc143f8f7779c6eb9f7fa17299aeadb6889018501d289e4900f7e4331b99de"
-     "c4b5433ac7d329eeb6dd26545e96e55b874be909"},
     {"RIPEMD-160 abc", digestRipemd160, "abc", "8eb208f7e05d987a9b044a8e98c6b087f15a0bfc"},
-    {"RIPEMD-160 448 bits", digestRipemd160, k448, "12a053384a9c0c88e405a06c27dcf49ada62eb2b"},
 };
 
 std::string Digest(int number, std::string_view input) {

@@ -1,11 +1,10 @@
 #include "frame/ComponentCore.h"
 
 #include "frame/Errors.h"
+#include "support/Corpus.h"
 
 #include <gtest/gtest.h>
 
-#include <fstream>
-#include <sstream>
 #include <string>
 #include <unistd.h>
 
@@ -77,9 +76,7 @@ TEST(ComponentCore, TrafficLogWritesOneRecordPerCall) {
   ASSERT_EQ(core.ConfigText("LogDebugOption=1", nullptr), 0); // hex dump
   ASSERT_EQ(core.LogTraffic("RECEIVE", "\x01\xFF", 2), 0);
 
-  std::stringstream all;
-  all << std::ifstream(path, std::ios::binary).rdbuf();
-  const std::string log = all.str();
+  const std::string log = test::FileText(path);
   ::unlink(path.c_str());
   EXPECT_NE(log.find("------SEND------(14 bytes)\r\nGET / HTTP/1.1\r\n"), std::string::npos) << log;
   EXPECT_NE(log.find("------RECEIVE------(2 bytes)\r\n01 FF \r\n"), std::string::npos) << log;

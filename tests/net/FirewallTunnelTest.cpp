@@ -108,6 +108,8 @@ const TunnelRow kTunnels[] = {
     {"Digest answered 200 at once", 6, "target.example", "ann:secret", {{kDigestFirst, kOk}}},
     {"NTLM", 4, "target.example", "ann:secret",
      {{kNtlmFirst, "HTTP/1.1 407 X\r\nProxy-Authenticate: NTLM CHALLENGE\r\nContent-Length: 6\r\n\r\nbody\r\n"}, {kNtlmSecond, kOk}}},
+    {"NTLM with a body of bare LF lines", 4, "target.example", "ann:secret",
+     {{kNtlmFirst, "HTTP/1.1 407 X\r\nProxy-Authenticate: NTLM CHALLENGE\r\nContent-Length: 9\r\n\r\n<p>\nbody\n"}, {kNtlmSecond, kOk}}},
     {"NTLM with a chunked body", 4, "target.example", "ann:secret",
      {{kNtlmFirst, "HTTP/1.1 407 X\r\nProxy-Authenticate: Basic realm=\"r\"\r\nProxy-Authenticate: NTLM CHALLENGE\r\n"
                    "Transfer-Encoding: chunked\r\n\r\n4\r\nbody\r\n0\r\n\r\n"}, {kNtlmSecond, kOk}}},

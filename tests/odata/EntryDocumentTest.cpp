@@ -198,9 +198,7 @@ TEST_F(EntryDocument, PropertiesOfOneNameShareAnElement) {
   // A property without a name.
   Fill(*list.At(1), "", "two");
   EXPECT_EQ(Generate(), "error 906");
-}
-
-TEST_F(EntryDocument, NoPropertiesGiveAnEmptyPropertiesElement) {
+  // None at all: an empty properties element.
   ScratchProperties(0);
   EXPECT_NE(Generate().find("  <m:properties />\r\n </content>\r\n</entry>"), std::string::npos);
 }

@@ -54,6 +54,11 @@ TEST_F(EntryOperations, EachOperationsMethodTypeAndBody) {
   EXPECT_EQ(core.requests[2].postData, "");
   EXPECT_EQ(core.requests[2].contentType, "text/plain"); // unchanged
   EXPECT_EQ(core.requests[2].otherHeaders, "If-Match:W/\"1\"\r\n");
+
+  // The Category key goes into the entry document.
+  ASSERT_EQ(core.ConfigText("Category=Org.Thing", nullptr), 0);
+  ASSERT_EQ(core.UpdateEntry(), 0);
+  EXPECT_NE(Last().postData.find("<category term=\"Org.Thing\""), std::string::npos);
 }
 
 TEST_F(EntryOperations, TheCallersIfMatchWinsInAnyCase) {
@@ -110,13 +115,6 @@ TEST_F(EntryOperations, DeletingMovesToTheNewLastEntry) {
   ASSERT_EQ(core.DeleteEntry(), 0);
   EXPECT_EQ(core.entries.Count(), 0);
   EXPECT_EQ(core.entryIndex, 0);
-}
-
-TEST_F(EntryOperations, CategoryKeyGoesIntoTheEntryDocument) {
-  ASSERT_EQ(core.ConfigText("Category=Org.Thing", nullptr), 0);
-  const char* document = "";
-  ASSERT_EQ(core.ConfigText("GenerateEntryXML", &document), 0);
-  EXPECT_NE(std::string(document).find("<category term=\"Org.Thing\""), std::string::npos);
 }
 
 } // namespace

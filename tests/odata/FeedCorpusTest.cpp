@@ -11,7 +11,6 @@
 #include <gtest/gtest.h>
 
 #include <filesystem>
-#include <fstream>
 
 namespace quillon {
 namespace {
@@ -56,9 +55,8 @@ TEST(FeedCorpus, TheJsonReportOfEveryDocumentIsUnchanged) {
     ++seen;
     const std::string golden = std::string(QUILLON_SOURCE_DIR) + "/tests/odata/golden/" +
                                file.path().stem().string() + ".json";
-    std::ifstream in(golden, std::ios::binary);
-    ASSERT_TRUE(in) << "no golden report for " << file.path();
-    const std::string expected((std::istreambuf_iterator<char>(in)), {});
+    const std::string expected = test::FileText(golden);
+    ASSERT_FALSE(expected.empty()) << "no golden report for " << file.path();
     std::string out = test::RunCli("--json -c ReadFile=" + file.path().string()).out;
     // A failure is also told on standard error, which the runner mixes in.
     if (const size_t at = out.find("quillon: error"); at != std::string::npos)
@@ -74,8 +72,7 @@ TEST(FeedCorpus, AFeedCutShortReadsAs206WithTheEntriesBeforeTheCut) {
   QUILLON_REQUIRE_CORPUS();
   int feeds = 0;
   for (const auto& file : std::filesystem::directory_iterator(test::CorpusDir() + "/atom")) {
-    std::ifstream in(file.path(), std::ios::binary);
-    const std::string whole((std::istreambuf_iterator<char>(in)), {});
+    const std::string whole = test::FileText(file.path());
     QuillonCore full;
     int result = 0;
     if (full.ReadFile(file.path().c_str(), &result) != 0 || full.rootKind.View() != "feed")

@@ -5,8 +5,6 @@
 #include "odata/QuillonCore.h"
 #include "surface/ControlSurface.h"
 
-#include <fstream>
-#include <sstream>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -26,13 +24,6 @@ inline int ReadEdmx(QuillonCore& core, std::string_view document) {
   core.ClearSchema();
   core.rootKind.Assign("edmx");
   return core.ReadSchema();
-}
-
-inline std::string FileText(const std::string& path) {
-  std::ifstream in(path, std::ios::binary);
-  std::ostringstream text;
-  text << in.rdbuf();
-  return text.str();
 }
 
 // A core that keeps its schema events as lines: "Entity Name", "Property Name Type 0|1".

@@ -108,9 +108,7 @@ TEST_F(ServiceRequests, CustomRequestPicksTheActionByMethod) {
     EXPECT_EQ(request.httpMethod, row.httpMethod);
     EXPECT_EQ(request.postData, "{body}"); // stored for every method
   }
-}
-
-TEST_F(ServiceRequests, ForcedMethodStaysForLaterActions) {
+  // A forced method stays for later actions until another is forced.
   ASSERT_EQ(core.CustomRequest("MERGE", "http://h/a", "x"), 0);
   ASSERT_EQ(core.CustomRequest("GET", "http://h/b", ""), 0);
   EXPECT_EQ(core.requests.back().httpMethod, "MERGE");

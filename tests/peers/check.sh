@@ -133,6 +133,10 @@ signon)
   type1="TlRMTVNTUAABAAAAB4IIogAAAAAAAAAAAAAAAAAAAAAAAAAAAAAADw=="
   expect ntlm-challenge "WWW-Authenticate: NTLM TlRMTVNTUAACAAAA" \
     head_of -H "Authorization: NTLM $type1" "$NTLM_URL"
+  expect proxy-ntlm-challenge "Proxy-Authenticate: NTLM TlRMTVNTUAACAAAA" head_of \
+    -x "http://127.0.0.1:$PROXY_PORT" -H "Proxy-Authorization: NTLM $type1" "${URL}/plain/feed.xml"
+  expect proxy-negotiate-ok "^200$" code -x "http://localhost:$KERBEROS_PROXY_PORT" \
+    --proxy-negotiate -U : "${URL}/plain/feed.xml"
   ;;
 squid | squid_ntlm | dante | dante_auth | microsocks | tinyproxy)
   # Proxies and SOCKS servers carry curl to the nginx peer.

@@ -2,7 +2,9 @@
 # A Kerberos realm made at start (MIT krb5kdc, its own config, database and keytab in DIR) and
 # Apache with mod_auth_gssapi on 127.0.0.1: /negotiate/ asks for Negotiate (Kerberos, keytab of
 # HTTP/localhost), /ntlm/ for NTLM checked by gss-ntlmssp against a user file. Both keep the
-# sign-on for the connection. Options: -lmcompat N sets gss-ntlmssp's LM_COMPAT_LEVEL (default 2,
+# sign-on for the connection. A second port is a forward proxy (plain requests and CONNECT to the
+# first port) asking for NTLM proxy authentication, checked the same way; a third is the same
+# proxy asking for Negotiate (Kerberos, as HTTP/localhost). Options: -lmcompat N sets gss-ntlmssp's LM_COMPAT_LEVEL (default 2,
 # which accepts NTLMv1 with extended security; 5 accepts NTLMv2 only).
 #
 #   tests/peers/signon.sh start DIR [-lmcompat N]   prints the http:// URL; DIR/peer.env has the keys
@@ -45,9 +47,13 @@ else
   rm -rf "$served"
   user_lines=""
 fi
-mkdir -p "$served/www/negotiate" "$served/www/ntlm" "$peer_dir/db"
+mkdir -p "$served/www/negotiate" "$served/www/ntlm" "$served/www/plain" "$peer_dir/db"
 echo "negotiate area" >"$served/www/negotiate/index.txt"
 echo "ntlm area" >"$served/www/ntlm/index.txt"
+for area in negotiate ntlm plain; do
+  echo "<feed xmlns=\"http://www.w3.org/2005/Atom\"><title>$area area</title></feed>" \
+    >"$served/www/$area/feed.xml"
+done
 echo "$ntlm_domain:$ntlm_user:$ntlm_password" >"$served/ntlm.users"
 peer_logs=("$peer_dir/kdc.log" "$peer_dir/error.log" "$peer_dir/console.log")
 : >"$peer_dir/console.log"
@@ -97,10 +103,14 @@ chmod -R a+rX "$served"
 [ "$(id -u)" -ne 0 ] || chown www-data "$served/http.keytab"
 
 port="$(peer_free_port)" || peer_fail "no free port"
+proxy_port="$(peer_free_port)" || peer_fail "no free port"
+kerberos_proxy_port="$(peer_free_port)" || peer_fail "no free port"
 cat >"$peer_dir/httpd.conf" <<CONF
 ServerRoot "$peer_dir"
 ServerName localhost
 Listen 127.0.0.1:$port
+Listen 127.0.0.1:$proxy_port
+Listen 127.0.0.1:$kerberos_proxy_port
 PidFile "$peer_dir/httpd.pid"
 DefaultRuntimeDir "$peer_dir"
 Mutex file:$peer_dir default
@@ -115,6 +125,10 @@ LoadModule authz_user_module $modules/mod_authz_user.so
 LoadModule auth_gssapi_module $modules/mod_auth_gssapi.so
 LoadModule mime_module $modules/mod_mime.so
 LoadModule reflector_module $modules/mod_reflector.so
+LoadModule proxy_module $modules/mod_proxy.so
+LoadModule proxy_http_module $modules/mod_proxy_http.so
+LoadModule proxy_connect_module $modules/mod_proxy_connect.so
+LoadModule headers_module $modules/mod_headers.so
 
 StartServers 1
 ServerLimit 1
@@ -154,6 +168,32 @@ DocumentRoot "$served/www"
 <LocationMatch "^/(negotiate|ntlm)/echo">
   SetHandler reflector
 </LocationMatch>
+<VirtualHost 127.0.0.1:$proxy_port>
+  ProxyRequests On
+  AllowCONNECT $port
+  # Keeps an HTTP/1.0 CONNECT's connection for its next leg, as proxies that read
+  # Proxy-Connection do.
+  RequestHeader set Connection Keep-Alive early
+  <Proxy "*">
+    AuthType GSSAPI
+    AuthName "NTLM proxy"
+    GssapiAllowedMech ntlmssp
+    GssapiConnectionBound On
+    Require valid-user
+  </Proxy>
+</VirtualHost>
+<VirtualHost 127.0.0.1:$kerberos_proxy_port>
+  ProxyRequests On
+  AllowCONNECT $port
+  RequestHeader set Connection Keep-Alive early
+  <Proxy "*">
+    AuthType GSSAPI
+    AuthName "Negotiate proxy"
+    GssapiCredStore keytab:$served/http.keytab
+    GssapiAllowedMech krb5
+    Require valid-user
+  </Proxy>
+</VirtualHost>
 CONF
 apache2 -t -f "$peer_dir/httpd.conf" >>"$peer_dir/console.log" 2>&1 || peer_fail "bad configuration"
 # One process group: the KDC in the background, Apache in the foreground.
@@ -168,6 +208,8 @@ peer_write_env \
   "PORT=$port" \
   "NEGOTIATE_URL=http://localhost:$port/negotiate/" \
   "NTLM_URL=$url/ntlm/" \
+  "PROXY_PORT=$proxy_port" \
+  "KERBEROS_PROXY_PORT=$kerberos_proxy_port" \
   "REALM=$realm" \
   "KDC_PORT=$kdc_port" \
   "KRB5_CONFIG=$KRB5_CONFIG" \

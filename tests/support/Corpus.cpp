@@ -1,6 +1,8 @@
 #include "support/Corpus.h"
 
 #include <cstdlib>
+#include <fstream>
+#include <iterator>
 #include <sys/stat.h>
 
 namespace quillon::test {
@@ -16,6 +18,11 @@ std::string CorpusDir() {
 std::string CorpusFile(const std::string& name) {
   const std::string dir = CorpusDir();
   return dir.empty() ? std::string() : dir + "/" + name;
+}
+
+std::string FileText(const std::string& path) {
+  std::ifstream in(path, std::ios::binary);
+  return std::string(std::istreambuf_iterator<char>(in), {});
 }
 
 bool InCi() {

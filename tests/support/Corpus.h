@@ -1,4 +1,5 @@
-// Paths of the real OData documents beside the project, and a skip when they are absent.
+// Paths of the real OData documents beside the project, a skip when they are absent, and the
+// reading of a file whole.
 #pragma once
 
 #include <string>
@@ -9,6 +10,8 @@ namespace quillon::test {
 std::string CorpusDir();
 // The full path of `name` in the corpus, or empty when the corpus is absent.
 std::string CorpusFile(const std::string& name);
+// The bytes of a file, empty when it cannot be read.
+std::string FileText(const std::string& path);
 // True when the tests run in CI (CI=true), where a missing document fails instead of skipping.
 bool InCi();
 

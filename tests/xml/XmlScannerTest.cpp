@@ -303,46 +303,11 @@ TEST(XmlScannerTest, ConfigKeysReadBackAndFallThroughToTheCore) {
   EXPECT_EQ(parser.ConfigText("XSubTree=anything", nullptr), 0);
 }
 
-// Every document gives the same tree, kept text and result whether it arrives in one piece or in
-// two at any byte, and whether or not a listener makes the scanner go byte by byte.
-TEST(XmlScannerTest, SplittingTheInputOrAddingAListenerChangesNothing) {
-  const char* documents[] = {
-      "<?xml version='1.0'?>\n<!-- c - d -->\n<f xmlns='urn:a' xmlns:m='urn:m'>\n"
-      " <t type='text'>Hello &amp; bye&#x41;</t>\n <e m:k=\"W/&quot;1&quot;\" u=x/>\n"
-      " <c><![CDATA[ x ]]> y &unknown z</c>\n<?pi ?>\n</f>",
-      "<a b c=d e='f'>a < b </ c</a>",
-      "<!DOCTYPE d [<!ELEMENT x ANY>]><d>x\r\n y \n</d>",
-      "<a><b></a>",
-      "<a b=>",
-  };
-  for (const char* document : documents) {
-    const std::string_view text(document);
-    XmlParser whole;
-    const int wholeRc = ParseOwned(whole, text);
-    const std::string wholeTree = DumpTree(whole, true);
-    const std::string wholeKept(whole.OriginalText());
-
-    XmlParser listened;
-    RecordingSink sink;
-    Listen(listened, sink);
-    EXPECT_EQ(listened.Parse(text), wholeRc) << document;
-    EXPECT_EQ(DumpTree(listened, true), wholeTree) << document;
-
-    for (size_t split = 1; split < text.size(); ++split) {
-      XmlParser parser;
-      parser.PrepareForDocument();
-      int rc = parser.impl.Feed(text.substr(0, split));
-      if (rc == 0) rc = parser.impl.Feed(text.substr(split));
-      EXPECT_EQ(rc, wholeRc) << document << " split at " << split;
-      EXPECT_EQ(DumpTree(parser, true), wholeTree) << document << " split at " << split;
-      EXPECT_EQ(parser.OriginalText(), wholeKept) << document << " split at " << split;
-    }
-  }
-}
-
-// Ordinary markup is read in whole constructs, and everything else byte by byte; the two must
-// agree on every document, setting and split, failures included, down to where a parse stopped.
-TEST(XmlScannerTest, ReadingMarkupInWholeConstructsChangesNothing) {
+// Every document, under every setting, gives the same result, tree and kept text whether it
+// arrives in one piece or in two at any byte, and whether a listener makes the scanner go byte by
+// byte. Ordinary markup is read in whole constructs and everything else byte by byte; the two must
+// also agree, failures included, down to where a parse stopped.
+TEST(XmlScannerTest, SplittingListeningAndReadingMarkupInWholeConstructsChangeNothing) {
   std::string deep;
   for (int i = 0; i < 300; ++i)
     deep += "<d>";
@@ -352,6 +317,12 @@ TEST(XmlScannerTest, ReadingMarkupInWholeConstructsChangesNothing) {
   wide += "/>";
   const std::string longName(60, 'n');
   const std::string documents[] = {
+      "<?xml version='1.0'?>\n<!-- c - d -->\n<f xmlns='urn:a' xmlns:m='urn:m'>\n"
+      " <t type='text'>Hello &amp; bye&#x41;</t>\n <e m:k=\"W/&quot;1&quot;\" u=x/>\n"
+      " <c><![CDATA[ x ]]> y &unknown z</c>\n<?pi ?>\n</f>",
+      "<a b c=d e='f'>a < b </ c</a>",
+      "<!DOCTYPE d [<!ELEMENT x ANY>]><d>x\r\n y \n</d>",
+      "<a><b></a>",
       // names that repeat, that begin like the last ones, and that take other attributes
       "<r><link a='1'/><link a='2'/><links a='3'/><link ab='4' a='5'/><link/>\n</r>",
       "<r><e =x='1' y = \"2\" z='3'/><e b c=d e='f'/><e/ f='1'><e b/></e></r>",
@@ -389,20 +360,35 @@ TEST(XmlScannerTest, ReadingMarkupInWholeConstructsChangesNothing) {
   for (const Setting& setting : settings) {
     for (const std::string& document : documents) {
       const std::string_view text(document);
-      for (size_t split = 0; split <= text.size(); split += split < 40 ? 1 : 7) {
+      const auto prepare = [&](XmlParser& parser) {
+        parser.PrepareForDocument();
+        parser.ConfigText(setting.config, nullptr);
+        if (setting.strict) parser.impl.flags = 0;
+      };
+      XmlParser whole, listened;
+      prepare(whole);
+      const int wholeRc = whole.Parse(text);
+      const std::string wholeTree = DumpTree(whole, true);
+      RecordingSink sink;
+      prepare(listened);
+      listened.impl.sink = &sink;
+      EXPECT_EQ(listened.Parse(text), wholeRc) << setting.config << " " << document;
+      EXPECT_EQ(DumpTree(listened, true), wholeTree) << setting.config << " " << document;
+      for (size_t split = 0; split <= text.size();
+           split += split < 40 || text.size() < 200 ? 1 : 7) {
         std::string outcomes[2];
         std::string trees[2];
         for (int markup = 0; markup < 2; ++markup) {
           XmlParser parser;
-          parser.PrepareForDocument();
-          parser.ConfigText(setting.config, nullptr);
-          if (setting.strict) parser.impl.flags = 0;
+          prepare(parser);
           parser.impl.markupPath = static_cast<uint8_t>(markup);
           int rc = parser.impl.Feed(text.substr(0, split));
           if (rc == 0) rc = parser.impl.Feed(text.substr(split));
           outcomes[markup] = Outcome(parser, rc);
           trees[markup] = DumpTree(parser, true);
+          EXPECT_EQ(rc, wholeRc) << setting.config << " " << document << " at " << split;
         }
+        EXPECT_EQ(trees[1], wholeTree) << setting.config << " " << document << " at " << split;
         EXPECT_EQ(outcomes[1], outcomes[0]) << setting.config << " " << document << " at " << split;
         EXPECT_EQ(trees[1], trees[0]) << setting.config << " " << document << " at " << split;
       }

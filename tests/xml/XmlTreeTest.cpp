@@ -56,5 +56,21 @@ TEST(XmlTreeTest, MappingsInScopeSurviveImpliedClosings) {
   EXPECT_EQ(Str(parser.XText()), "b");
 }
 
+// A document cut short: its open elements are reached only while the owner asks for them, each
+// as the last child of its open parent.
+TEST(XmlTreeTest, OpenChildrenAreReachedOnlyOnRequest) {
+  XmlParser parser;
+  ASSERT_EQ(ParseOwned(parser, "<a><b>1</b><c><d>2</d><e x='y'>cut"), 0);
+  EXPECT_EQ(TextOf(parser, "/a/c"), "<fail 208>");
+  parser.impl.tree.ReachOpenChildren(true);
+  ASSERT_EQ(parser.SetXPath("/a/c/[last()]"), 0);
+  EXPECT_EQ(Str(parser.XElement()), "e");
+  EXPECT_EQ(TextOf(parser, "/a/c/d"), "2");
+  ASSERT_EQ(parser.SetXPath("/a"), 0);
+  EXPECT_EQ(parser.XChildrenCount(), 2);
+  parser.impl.tree.ReachOpenChildren(false);
+  EXPECT_EQ(parser.XChildrenCount(), 1);
+}
+
 } // namespace
 } // namespace quillon::test
