@@ -164,6 +164,14 @@ TEST_F(HttpsSurface, ClientCertificateOfTheSettingsReachesTheServer) {
   const std::string pemFile = ::testing::TempDir() + "client-key-and-cert.pem";
   std::ofstream(pemFile) << FileText(PeerValue("certs", "CLIENT_KEY"))
                          << FileText(PeerValue("certs", "CLIENT_CERT"));
+  // The user's store "MY": the certificate with its key beside it.
+  const std::filesystem::path stores = ::testing::TempDir() + "https-certstores";
+  std::filesystem::create_directories(stores / "MY");
+  std::filesystem::copy_file(PeerValue("certs", "CLIENT_CERT"), stores / "MY" / "client.crt",
+                             std::filesystem::copy_options::overwrite_existing);
+  std::filesystem::copy_file(PeerValue("certs", "CLIENT_KEY"), stores / "MY" / "client.key",
+                             std::filesystem::copy_options::overwrite_existing);
+  ::setenv("QUILLON_CERTSTORE_USER", stores.c_str(), 1);
   ASSERT_EQ(q.Config("KeepAlive=true"), 0);
   struct Row {
     const char* name;
@@ -181,6 +189,7 @@ TEST_F(HttpsSurface, ClientCertificateOfTheSettingsReachesTheServer) {
        "*", 0, 1},
       {"none: the kept connection goes", CertStoreTypes::cstPFXFile, "", "", "", 151, 2},
       {"PEM key and certificate", CertStoreTypes::cstPEMKeyFile, pemFile, "", "*", 0, 3},
+      {"the same from the user's store", CertStoreTypes::cstUser, "MY", "", "quillon-client", 0, 3},
   };
   for (const Row& row : rows) {
     ASSERT_EQ(q.SetSSLCertStoreType(row.type), 0) << row.name;
@@ -200,6 +209,7 @@ TEST_F(HttpsSurface, ClientCertificateOfTheSettingsReachesTheServer) {
     }
     EXPECT_EQ(events.connections, row.connections) << row.name;
   }
+  ::unsetenv("QUILLON_CERTSTORE_USER");
 }
 
 } // namespace
