@@ -340,15 +340,14 @@ public:
   BufStr ContentType;  // Content-Type of the request body
   BufStr PostData;     // the request body
   BufStr OtherHeaders; // extra header lines of the one request being sent, each ending in CRLF
-  FileNameRecord AttachedFile;  // request body from a file, sent after PostData
-  FileNameRecord LocalFile;     // the body of a 2xx response goes here when set
-  bool responseCut = false;     // the connection ended inside the headers or a framed body
-  int32_t responseError = 0;    // a failure of the response reader that ends the wait
-  bool endingResponse = false;  // EndResponse is dropping the connection itself
-  bool droppingEarlier = false; // a connection of an earlier exchange is going; see below
-  bool asyncSending = false;    // OnConnected sends the request of an asynchronous action
-  bool headerLinePart = false;  // the last header line came as a part of a longer one
-  uint32_t headLineLength = 0;  // MaxLineLength while a raw body uses the larger buffer; 0 else
+  FileNameRecord AttachedFile; // request body from a file, sent after PostData
+  FileNameRecord LocalFile;    // the body of a 2xx response goes here when set
+  bool responseCut = false;    // the connection ended inside the headers or a framed body
+  int32_t responseError = 0;   // a failure of the response reader that ends the wait
+  bool endingResponse = false; // EndResponse is dropping the connection itself
+  bool asyncSending = false;   // OnConnected sends the request of an asynchronous action
+  bool headerLinePart = false; // the last header line came as a part of a longer one
+  uint32_t headLineLength = 0; // MaxLineLength while a raw body uses the larger buffer; 0 else
 
 private:
   // Before a TLS connection (SecureTarget.cpp): the name the certificate is checked against and
@@ -360,7 +359,8 @@ private:
   // Closes the kept connection of an earlier exchange while this one is under way: its close
   // ends nothing of the response now awaited.
   void DropEarlierConnection();
-  BufStr presentedCertificate; // DER of the certificate handed to the channel; empty none
+  BufStr presentedCertificate;  // DER of the certificate handed to the channel; empty none
+  bool droppingEarlier = false; // a connection of an earlier exchange is going
 
   // The connection of ComposeRequest: direct, plain proxy or tunnel; `absolute` tells whether
   // the request line carries the scheme and the host. 0 or an error code.
