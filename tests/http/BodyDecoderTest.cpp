@@ -25,9 +25,11 @@ std::string SampleText(size_t length) {
   return text;
 }
 
-// zlib's compressor: raw deflate (window bits -15), zlib-wrapped (15) or gzip (31), the gzip
-// header then carrying the optional fields chosen by `flags`.
-std::string Compress(std::string_view data, int windowBits, uint8_t flags = 0) {
+// zlib's window bits for its three wrappings.
+enum Wrapping { kRawDeflate = -MAX_WBITS, kZlibWrapped = MAX_WBITS, kGzip = MAX_WBITS + 16 };
+
+// zlib's compressor; the gzip header carries the optional fields chosen by `flags`.
+std::string Compress(std::string_view data, Wrapping windowBits, uint8_t flags = 0) {
   z_stream z{};
   EXPECT_EQ(deflateInit2(&z, 6, Z_DEFLATED, windowBits, 8, Z_DEFAULT_STRATEGY), Z_OK);
   std::string extra(262, 'x'); // past 255 bytes: the length's high byte counts
@@ -50,15 +52,13 @@ std::string Compress(std::string_view data, int windowBits, uint8_t flags = 0) {
   deflateEnd(&z);
   return out;
 }
-std::string RawDeflate(std::string_view data) {
-  return Compress(data, -MAX_WBITS);
-}
-std::string ZlibWrapped(std::string_view data) {
-  return Compress(data, MAX_WBITS);
-}
-std::string Gzip(std::string_view data, uint8_t flags = 0) {
-  return Compress(data, MAX_WBITS + 16, flags);
-}
+// A decoder started for `coding`.
+struct Started : BodyDecoder {
+  explicit Started(std::string_view coding) {
+    const char* failure = nullptr;
+    EXPECT_EQ(Start(coding, &failure), errNone) << coding;
+  }
+};
 
 // Feeds `pieces` through a started decoder and returns the joined output, or the first failure
 // as "error <code>: <text>".
@@ -81,44 +81,33 @@ std::string Decode(BodyDecoder& decoder, std::initializer_list<std::string_view>
 }
 
 std::string DecodeAs(std::string_view coding, std::initializer_list<std::string_view> pieces) {
-  BodyDecoder decoder;
-  const char* failure = nullptr;
-  EXPECT_EQ(decoder.Start(coding, &failure), errNone);
+  Started decoder(coding);
   return Decode(decoder, pieces);
 }
 
-// Every split of the body into two pieces, with each set of optional header fields: the output
-// is the same, and pieces that end inside the header wait for more.
-TEST(BodyDecoderTest, GzipSplitAtEveryPoint) {
+// Every split of the body into two pieces, raw deflate and gzip with each set of optional header
+// fields: the output is the same, and pieces that end inside a gzip header wait for more.
+TEST(BodyDecoderTest, EverySplitDecodesTheWhole) {
   const std::string text = SampleText(3000);
-  for (uint8_t flags : {0x00, 0x04, 0x08, 0x10, 0x02, 0x1E}) {
-    const std::string body = Gzip(text, flags);
+  for (int flags : {-1, 0x00, 0x04, 0x08, 0x10, 0x02, 0x1E}) { // -1: raw deflate
+    const std::string body = flags < 0 ? Compress(text, kRawDeflate) : Compress(text, kGzip, flags);
     int headerLength = 0;
-    ASSERT_TRUE(GzipHeaderLength(reinterpret_cast<const uint8_t*>(body.data()),
-                                 static_cast<int>(body.size()), headerLength));
+    ASSERT_TRUE(flags < 0 || GzipHeaderLength(reinterpret_cast<const uint8_t*>(body.data()),
+                                              static_cast<int>(body.size()), headerLength));
     for (size_t cut = 0; cut <= body.size(); ++cut) {
-      BodyDecoder decoder;
-      const char* failure = nullptr;
-      ASSERT_EQ(decoder.Start("gzip", &failure), errNone);
+      Started decoder(flags < 0 ? "deflate" : "gzip");
       int waits = 0;
       const std::string_view whole = body;
       ASSERT_EQ(Decode(decoder, {whole.substr(0, cut), whole.substr(cut)}, &waits), text)
-          << "flags " << int(flags) << ", cut at " << cut;
+          << "flags " << flags << ", cut at " << cut;
       EXPECT_EQ(waits, static_cast<int>(cut) < headerLength ? 1 : 0)
-          << "flags " << int(flags) << ", cut at " << cut;
-      EXPECT_EQ(decoder.InflateDone, 1);
+          << "flags " << flags << ", cut at " << cut;
+      EXPECT_EQ(decoder.InflateDone, 1) << "flags " << flags << ", cut at " << cut;
     }
   }
 }
 
-TEST(BodyDecoderTest, RawDeflateAndCodingNames) {
-  const std::string text = SampleText(5000);
-  const std::string deflated = RawDeflate(text);
-  for (size_t cut = 0; cut <= deflated.size(); cut += 3) {
-    const std::string_view whole = deflated;
-    ASSERT_EQ(DecodeAs("deflate", {whole.substr(0, cut), whole.substr(cut)}), text)
-        << "cut at " << cut;
-  }
+TEST(BodyDecoderTest, CodingNames) {
   // Without a coding the bytes pass as they came.
   EXPECT_EQ(DecodeAs("br", {"plain ", "text"}), "plain text");
 
@@ -139,23 +128,16 @@ TEST(BodyDecoderTest, RawDeflateAndCodingNames) {
 
 TEST(BodyDecoderTest, LargeOutputFromOnePieceAndBytesAfterTheEnd) {
   const std::string text = SampleText(300000); // several output steps from one piece
-  BodyDecoder decoder;
-  const char* failure = nullptr;
-  ASSERT_EQ(decoder.Start("gzip", &failure), errNone);
-  const std::string body = Gzip(text) + "trailing garbage after the member";
-  bool needMore = false;
-  ASSERT_EQ(decoder.Decode(body.data(), static_cast<int>(body.size()), needMore, &failure),
-            errNone);
-  EXPECT_EQ(decoder.DecodedPiece.View(), text);
+  Started decoder("gzip");
+  EXPECT_EQ(Decode(decoder, {Compress(text, kGzip) + "trailing garbage after the member"}), text);
   EXPECT_EQ(decoder.InflateDone, 1);
-  ASSERT_EQ(decoder.Decode("more", 4, needMore, &failure), errNone);
-  EXPECT_TRUE(decoder.DecodedPiece.IsEmpty()) << "bytes after the end are ignored";
+  EXPECT_EQ(Decode(decoder, {"more"}), "") << "bytes after the end are ignored";
 }
 
 TEST(BodyDecoderTest, FailuresGiveCodeAndText) {
   const std::string text = SampleText(2000);
-  const std::string gzip = Gzip(text);
-  const std::string notDeflate = std::string("\x07", 1) + RawDeflate(text); // block type 3
+  const std::string gzip = Compress(text, kGzip), zlib = Compress(text, kZlibWrapped);
+  const std::string notDeflate = "\x07" + Compress(text, kRawDeflate); // block type 3
   struct Row {
     const char* row;
     const char* coding;
@@ -164,13 +146,12 @@ TEST(BodyDecoderTest, FailuresGiveCodeAndText) {
     const char* expected;
   };
   const Row rows[] = {
-      {"zlib wrapper under deflate", "deflate", ZlibWrapped(text), "",
+      {"zlib wrapper under deflate", "deflate", zlib, "",
        "error 151: Could not decompress content."},
       {"reserved block type", "deflate", notDeflate, "",
        "error 151: Could not decompress content."},
       {"not gzip at all", "gzip", "<feed/>", "", "error 102: The GZIP header is invalid."},
-      {"zlib wrapper under gzip", "gzip", ZlibWrapped(text), "",
-       "error 102: The GZIP header is invalid."},
+      {"zlib wrapper under gzip", "gzip", zlib, "", "error 102: The GZIP header is invalid."},
       {"magic wrong in the second piece", "gzip", "\x1f", "\x8c rest",
        "error 102: The GZIP header is invalid."},
       {"reserved flag", "gzip", std::string("\x1f\x8b\x08\x80", 4), "",
@@ -185,9 +166,7 @@ TEST(BodyDecoderTest, FailuresGiveCodeAndText) {
     EXPECT_EQ(DecodeAs(r.coding, {r.first, r.second}), r.expected) << "row: " << r.row;
 
   // A truncated body is no failure: what came decodes, and the stream has not ended.
-  BodyDecoder decoder;
-  const char* failure = nullptr;
-  ASSERT_EQ(decoder.Start("gzip", &failure), errNone);
+  Started decoder("gzip");
   const std::string partial = Decode(decoder, {std::string_view(gzip).substr(0, gzip.size() / 2)});
   EXPECT_FALSE(partial.empty());
   EXPECT_EQ(text.compare(0, partial.size(), partial), 0);
@@ -196,9 +175,8 @@ TEST(BodyDecoderTest, FailuresGiveCodeAndText) {
 
 // A header whose name never ends is gathered only up to the limit.
 TEST(BodyDecoderTest, EndlessHeaderNameIsRefusedAtTheLimit) {
-  BodyDecoder decoder;
+  Started decoder("gzip");
   const char* failure = nullptr;
-  ASSERT_EQ(decoder.Start("gzip", &failure), errNone);
   std::string start("\x1f\x8b\x08\x08\0\0\0\0\0\x03", 10);
   bool needMore = false;
   ASSERT_EQ(decoder.Decode(start.data(), 10, needMore, &failure), errNone);
@@ -227,7 +205,7 @@ TEST(BodyDecoderTest, AllocationFailuresAtStart) {
     EXPECT_STREQ(failure, "Could not initialize decompressor.");
     // The decoder recovers once memory is there again.
     ASSERT_EQ(decoder.Start("deflate", &failure), errNone);
-    EXPECT_EQ(Decode(decoder, {RawDeflate("again")}), "again");
+    EXPECT_EQ(Decode(decoder, {Compress("again", kRawDeflate)}), "again");
   }
 }
 
@@ -236,7 +214,7 @@ TEST(BodyDecoderTest, HttpClientWrappers) {
   ASSERT_EQ(core.StartDecoder("deflate"), errNone);
   std::string_view piece;
   bool needMore = false;
-  const std::string wrapped = ZlibWrapped("text");
+  const std::string wrapped = Compress("text", kZlibWrapped);
   EXPECT_EQ(core.DecodePiece(wrapped.data(), static_cast<int>(wrapped.size()), piece, needMore),
             errDecoder);
   EXPECT_STREQ(core.LastErrorText(), "Could not decompress content.");

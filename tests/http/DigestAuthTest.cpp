@@ -68,9 +68,7 @@ TEST(DigestAuthTest, PublishedExamplesInOrderAndQuoting) {
     SCOPED_TRACE(row.challenge);
     DigestState state;
     state.user.Assign("Mufasa");
-    BufStr out;
-    EXPECT_EQ(BuildDigestHeader(state, out, true), errNone);
-    EXPECT_TRUE(out.IsEmpty()) << "the first leg goes without a header";
+    EXPECT_EQ(Header(state, true), "") << "the first leg goes without a header";
     ASSERT_EQ(ParseDigestChallenge(state, row.challenge), errNone);
     EXPECT_EQ(state.cnonce.IsEmpty(), row.cnonce == nullptr);
     if (row.cnonce) state.cnonce.Assign(row.cnonce);
@@ -88,9 +86,7 @@ TEST(DigestAuthTest, PublishedExamplesInOrderAndQuoting) {
                       "response=\"15b6bb427e3fecd23a43cb702ce447d5\""),
             std::string::npos);
   state.user.Clear();
-  BufStr out;
-  EXPECT_EQ(BuildDigestHeader(state, out, true), errNone);
-  EXPECT_TRUE(out.IsEmpty()) << "nor without a user";
+  EXPECT_EQ(Header(state, true), "") << "nor without a user";
 }
 
 // The response in its other forms over the RFC 2617 credentials; the expected values come from

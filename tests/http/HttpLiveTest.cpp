@@ -3,14 +3,13 @@
 // Digest, and the sample OData service for every operation of the component.
 #include "frame/Errors.h"
 #include "odata/QuillonCore.h"
+#include "support/Corpus.h"
 #include "support/HttpEventLog.h"
 #include "support/Peers.h"
 
 #include <gtest/gtest.h>
 
 #include <cstdio>
-#include <fstream>
-#include <sstream>
 #include <string>
 
 namespace quillon::test {
@@ -30,17 +29,13 @@ public:
   HttpEventLog log;
 };
 
-std::string FileText(const std::string& path) {
-  std::ifstream in(path, std::ios::binary);
-  std::stringstream text;
-  text << in.rdbuf();
-  return text.str();
+std::string NginxFile(const std::string& path) {
+  return FileText(PeerValue("nginx", "DOC_ROOT") + path);
 }
 
 TEST(HttpLiveTest, NginxBodiesRedirectsAndStatuses) {
   const std::string root = PeerValue("nginx", "URL");
-  const std::string small = FileText(PeerValue("nginx", "DOC_ROOT") + "/feeds/small.xml");
-  const std::string medium = FileText(PeerValue("nginx", "DOC_ROOT") + "/feeds/medium.xml");
+  const std::string small = NginxFile("/feeds/small.xml"), medium = NginxFile("/feeds/medium.xml");
   ASSERT_FALSE(small.empty());
   struct Row {
     const char* name;
@@ -50,8 +45,6 @@ TEST(HttpLiveTest, NginxBodiesRedirectsAndStatuses) {
     std::string expected; // the body, or lastError after a failure
   };
   void (*follow)(LiveClient&) = [](LiveClient& c) { c.FollowRedirects = 1; };
-  void (*gzip)(LiveClient&) = [](LiveClient& c) { c.AllowHTTPCompression = 1; };
-  void (*keep)(LiveClient&) = [](LiveClient& c) { c.KeepAlive = 1; };
   void (*post)(LiveClient&) = [](LiveClient& c) {
     c.FollowRedirects = 1;
     c.PostData.Assign("body");
@@ -62,9 +55,11 @@ TEST(HttpLiveTest, NginxBodiesRedirectsAndStatuses) {
   };
   const Row rows[] = {
       {"chunked body", nullptr, "/chunked/medium.xml", errNone, medium},
-      {"gzip, chunked", gzip, "/feeds/medium.xml", errNone, medium},
+      {"gzip, chunked", [](LiveClient& c) { c.AllowHTTPCompression = 1; }, "/feeds/medium.xml",
+       errNone, medium},
       {"slow sender", nullptr, "/slow/medium.xml", errNone, medium},
-      {"length body, kept connection", keep, "/feeds/medium.xml", errNone, medium},
+      {"length body, kept connection", [](LiveClient& c) { c.KeepAlive = 1; }, "/feeds/medium.xml",
+       errNone, medium},
       {"relative 302 followed", follow, "/redirect/relative", errNone, small},
       {"chain of 302 and 301 followed", follow, "/redirect/chain", errNone, small},
       {"POST answered by 303 goes on as GET", post, "/redirect/303", errNone, small},
@@ -84,7 +79,7 @@ TEST(HttpLiveTest, NginxBodiesRedirectsAndStatuses) {
     EXPECT_EQ(row.code == errNone ? client.TransferredData.View() : client.lastError.View(),
               row.expected)
         << row.name;
-    if (row.setup == keep) {
+    if (client.KeepAlive) {
       EXPECT_EQ(client.Get(root + row.path), errNone) << row.name;
       EXPECT_TRUE(client.IsConnected()) << row.name;
     }
@@ -93,7 +88,7 @@ TEST(HttpLiveTest, NginxBodiesRedirectsAndStatuses) {
 
 TEST(HttpLiveTest, LocalFileAndTheDataLimit) {
   const std::string root = PeerValue("nginx", "URL");
-  const std::string medium = FileText(PeerValue("nginx", "DOC_ROOT") + "/feeds/medium.xml");
+  const std::string medium = NginxFile("/feeds/medium.xml");
   const std::string file = ::testing::TempDir() + "quillon-local-file.xml";
   LiveClient toFile;
   toFile.LocalFile.narrow.Assign(file.c_str());

@@ -4,35 +4,11 @@
 
 #include "keys/CertificateFront.h"
 
-#include <cstdlib>
-#include <filesystem>
-
 namespace quillon {
 namespace {
 
-namespace fs = std::filesystem;
+using test::FolderStore;
 using test::KeyPath;
-
-// A user store root with "My" (a client with its key, another client, an EC client) and an
-// empty "Trust" folder.
-class FolderStore : public ::testing::Test {
-protected:
-  void SetUp() override {
-    root = fs::temp_directory_path() / ("quillon-stores-" + std::to_string(getpid()));
-    fs::create_directories(root / "My");
-    fs::create_directories(root / "Trust");
-    fs::copy_file(KeyPath("rsa.crt"), root / "My" / "a-client.crt");
-    fs::copy_file(KeyPath("rsa.p8"), root / "My" / "a-client.key");
-    fs::copy_file(KeyPath("other.crt"), root / "My" / "b-other.crt");
-    fs::copy_file(KeyPath("ec.crt"), root / "My" / "c-ec.pem");
-    setenv("QUILLON_CERTSTORE_USER", root.c_str(), 1);
-  }
-  void TearDown() override {
-    unsetenv("QUILLON_CERTSTORE_USER");
-    fs::remove_all(root);
-  }
-  fs::path root;
-};
 
 TEST_F(FolderStore, SubjectRules) {
   struct Row {
@@ -90,9 +66,7 @@ TEST_F(FolderStore, StoreFailures) {
     SCOPED_TRACE(row.store);
     ComponentCore core;
     CertificateFront front(core);
-    front.SetCertStoreType(row.type);
-    front.SetCertStore(row.store);
-    EXPECT_EQ(front.SetCertSubject("*"), row.code);
+    EXPECT_EQ(test::Choose(front, row.type, row.store), row.code);
     EXPECT_TRUE(core.lastError.StartsWith(row.text)) << core.LastErrorText();
     EXPECT_EQ(front.clientCertContext, nullptr);
   }
@@ -129,10 +103,7 @@ TEST_F(FolderStore, EncodedCertificateTakesTheStoresCopy) {
 }
 
 void LoadClientPfx(CertificateFront& front) {
-  front.SetCertStoreType(cstPFXFile);
-  front.SetCertStorePassword("secret");
-  front.SetCertStore(KeyPath("rsa-aes.pfx"));
-  ASSERT_EQ(front.SetCertSubject("*"), 0);
+  ASSERT_EQ(test::Choose(front, cstPFXFile, KeyPath("rsa-aes.pfx"), "secret"), 0);
 }
 
 // Each import replaces the kept store; the chosen certificate outlives the store it came from.
@@ -168,14 +139,12 @@ TEST(CertificateFront, PfxStarTakesFirstWithKey) {
   platform::StoreClose(mixed);
   platform::StoreClose(bundle);
 
-  for (int type : {cstPFXBlob, cstPEMKeyBlob}) {
+  for (int type : {cstPFXBlob, cstP7BBlob}) {
     SCOPED_TRACE(type);
     ComponentCore otherCore;
     CertificateFront second(otherCore);
-    second.SetCertStoreType(type == cstPFXBlob ? cstPFXBlob : cstP7BBlob);
-    second.SetCertStorePassword("pw");
-    second.SetCertStore(type == cstPFXBlob ? pfx.View() : test::KeyFile("bundle.p7b"));
-    ASSERT_EQ(second.SetCertSubject("*"), 0) << otherCore.LastErrorText();
+    const std::string store(type == cstPFXBlob ? pfx.View() : test::KeyFile("bundle.p7b"));
+    ASSERT_EQ(test::Choose(second, type, store, "pw"), 0) << otherCore.LastErrorText();
     // The PKCS#7 store is searched without the key rule: its first certificate wins.
     EXPECT_EQ(second.certSubject.View(), "CN=Quillon Client, O=Quillon Tests");
     EXPECT_EQ(platform::CertHasPrivateKey(second.clientCertContext), type == cstPFXBlob);

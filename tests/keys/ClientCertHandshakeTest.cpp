@@ -10,7 +10,6 @@
 
 #include <arpa/inet.h>
 #include <chrono>
-#include <filesystem>
 #include <netinet/in.h>
 #include <sys/socket.h>
 #include <thread>
@@ -18,7 +17,6 @@
 namespace quillon {
 namespace {
 
-namespace fs = std::filesystem;
 using test::KeyPath;
 
 int Connect(int port) {
@@ -59,7 +57,10 @@ std::string StatusPage(int port, const std::string& pfxDer) {
   return page;
 }
 
-TEST(ClientCertHandshake, ServerSeesTheChosenCertificate) {
+// The user's store "MY" holds the client certificate with its key beside it.
+class ClientCertHandshake : public test::FolderStore {};
+
+TEST_F(ClientCertHandshake, ServerSeesTheChosenCertificate) {
   struct Row {
     const char* name;
     int type;
@@ -77,33 +78,20 @@ TEST(ClientCertHandshake, ServerSeesTheChosenCertificate) {
       {"OpenSSH ECDSA", cstPEMKeyFile, "openssh-ecdsa", "", "CN=pem_cert"},
       {"user store", cstUser, "MY", "", "CN=Quillon Client"},
   };
-  // The user's store "MY": the client certificate with its key beside it.
-  const fs::path root =
-      fs::temp_directory_path() / ("quillon-tls-store-" + std::to_string(getpid()));
-  fs::create_directories(root / "MY");
-  fs::copy_file(KeyPath("rsa.crt"), root / "MY" / "client.crt",
-                fs::copy_options::overwrite_existing);
-  fs::copy_file(KeyPath("rsa.p8"), root / "MY" / "client.key",
-                fs::copy_options::overwrite_existing);
-  setenv("QUILLON_CERTSTORE_USER", root.c_str(), 1);
   const int port = std::atoi(test::PeerValue("sslserver_client_cert", "PORT").c_str());
   ASSERT_GT(port, 0);
   for (const Row& row : rows) {
     SCOPED_TRACE(row.name);
     ComponentCore core;
     CertificateFront front(core);
-    front.SetCertStoreType(row.type);
-    front.SetCertStorePassword(row.password);
-    front.SetCertStore(row.type == cstUser ? std::string(row.file) : KeyPath(row.file));
-    ASSERT_EQ(front.SetCertSubject("*"), 0) << core.LastErrorText();
+    const std::string store = row.type == cstUser ? row.file : KeyPath(row.file);
+    ASSERT_EQ(test::Choose(front, row.type, store, row.password), 0) << core.LastErrorText();
     BufStr pfx;
     ASSERT_EQ(front.ExportChosenCertificate(pfx), 0);
     const std::string page = StatusPage(port, std::string(pfx.View()));
     EXPECT_NE(page.find("Subject: " + std::string(row.subject)), std::string::npos)
         << page.substr(0, 400);
   }
-  unsetenv("QUILLON_CERTSTORE_USER");
-  fs::remove_all(root);
 }
 
 } // namespace

@@ -2,6 +2,9 @@
 // ssh-keygen and puttygen, and OpenSSL's own reading of them to compare with.
 #pragma once
 
+#include "keys/CertificateFront.h"
+#include "support/Corpus.h"
+
 #include <gtest/gtest.h>
 
 #include <openssl/evp.h>
@@ -10,8 +13,7 @@
 
 #include <cstdio>
 #include <cstdlib>
-#include <fstream>
-#include <sstream>
+#include <filesystem>
 #include <string>
 #include <unistd.h>
 
@@ -33,10 +35,7 @@ inline std::string KeyPath(const std::string& name) {
 }
 
 inline std::string KeyFile(const std::string& name) {
-  std::ifstream in(KeyPath(name), std::ios::binary);
-  std::ostringstream text;
-  text << in.rdbuf();
-  return text.str();
+  return FileText(KeyPath(name));
 }
 
 // OpenSSL's reading of a private key file (PEM, any format it knows).
@@ -67,6 +66,36 @@ struct Pfx {
     EVP_PKEY_free(key);
     X509_free(cert);
   }
+};
+
+// Sets the store of `front` and chooses a certificate in it; the code of the choice.
+inline int Choose(CertificateFront& front, int type, std::string_view store,
+                  std::string_view password = "", std::string_view subject = "*") {
+  front.SetCertStoreType(type);
+  front.SetCertStorePassword(password);
+  front.SetCertStore(store);
+  return front.SetCertSubject(subject);
+}
+
+// A user store root with "My" (a client with its key, another client, an EC client) and an
+// empty "Trust" folder.
+class FolderStore : public ::testing::Test {
+protected:
+  void SetUp() override {
+    root = std::filesystem::temp_directory_path() / ("quillon-stores-" + std::to_string(getpid()));
+    std::filesystem::create_directories(root / "My");
+    std::filesystem::create_directories(root / "Trust");
+    std::filesystem::copy_file(KeyPath("rsa.crt"), root / "My" / "a-client.crt");
+    std::filesystem::copy_file(KeyPath("rsa.p8"), root / "My" / "a-client.key");
+    std::filesystem::copy_file(KeyPath("other.crt"), root / "My" / "b-other.crt");
+    std::filesystem::copy_file(KeyPath("ec.crt"), root / "My" / "c-ec.pem");
+    setenv("QUILLON_CERTSTORE_USER", root.c_str(), 1);
+  }
+  void TearDown() override {
+    unsetenv("QUILLON_CERTSTORE_USER");
+    std::filesystem::remove_all(root);
+  }
+  std::filesystem::path root;
 };
 
 } // namespace quillon::test

@@ -81,78 +81,62 @@ struct Row {
   int type;
   std::string store; // a path for the file types, bytes for the blob types
   const char* password;
-  const char* subject;   // the subject that the find leaves
-  const char* reference; // the file OpenSSL reads the same key from
   bool hasKey;
+  const char* reference = "rsa.p8";    // the file OpenSSL reads the same key from
+  const char* subject = "CN=pem_cert"; // the subject that the find leaves
 };
 
 TEST(StoreTypes, EachTypeGivesItsCertificateAndKey) {
   const char* kClient = "CN=Quillon Client, O=Quillon Tests";
   const Row rows[] = {
-      {"PKCS#1", cstPEMKeyFile, KeyPath("rsa.pem"), "", "CN=pem_cert", "rsa.p8", true},
-      {"PKCS#8", cstPEMKeyBlob, KeyFile("rsa.p8"), "", "CN=pem_cert", "rsa.p8", true},
-      {"PKCS#8 AES", cstPEMKeyFile, KeyPath("rsa-aes.p8"), "secret", "CN=pem_cert", "rsa.p8", true},
-      {"PKCS#8 3DES", cstPEMKeyFile, KeyPath("rsa-des3.p8"), "secret", "CN=pem_cert", "rsa.p8",
-       true},
-      {"PKCS#8 SHA-512", cstPEMKeyFile, KeyPath("rsa-aes128-sha512.p8"), "secret", "CN=pem_cert",
-       "rsa.p8", true},
-      {"legacy 3DES", cstPEMKeyFile, KeyPath("rsa-legacy-des3.pem"), "secret", "CN=pem_cert",
-       "rsa.p8", true},
-      {"legacy AES", cstPEMKeyFile, KeyPath("rsa-legacy-aes128.pem"), "secret", "CN=pem_cert",
-       "rsa.p8", true},
-      {"key and cert", cstPEMKeyBlob, KeyFile("rsa-with-cert.pem"), "", kClient, "rsa.p8", true},
-      {"DSA", cstPEMKeyFile, KeyPath("dsa.pem"), "", "CN=pem_cert", "dsa.p8", true},
-      {"PPK DSA", cstPPKFile, KeyPath("dsa.ppk"), "", "CN=pem_cert", "dsa.p8", true},
-      {"EC P-256", cstPEMKeyFile, KeyPath("ec-P-256.p8"), "", "CN=pem_cert", "ec-P-256.p8", true},
-      {"EC P-384 SEC1", cstPEMKeyFile, KeyPath("ec-P-384.pem"), "", "CN=pem_cert", "ec-P-384.p8",
-       true},
-      {"EC P-521 AES", cstPEMKeyFile, KeyPath("ec-P-521-aes.p8"), "secret", "CN=pem_cert",
-       "ec-P-521.p8", true},
-      {"Ed25519", cstPEMKeyFile, KeyPath("ed25519.p8"), "", "CN=pem_cert", "ed25519.p8", true},
-      {"OpenSSH RSA", cstPEMKeyFile, KeyPath("openssh-rsa"), "", "CN=pem_cert",
-       "openssh-rsa.pub.pem", true},
-      {"OpenSSH ECDSA", cstPEMKeyFile, KeyPath("openssh-ecdsa"), "", "CN=pem_cert",
-       "openssh-ecdsa.pub.pem", true},
-      {"OpenSSH Ed25519", cstPEMKeyFile, KeyPath("openssh-ed25519"), "", "CN=pem_cert",
-       "openssh-ed25519.pub", true},
-      {"PPK 2", cstPPKFile, KeyPath("rsa-v2.ppk"), "", "CN=pem_cert", "rsa.p8", true},
-      {"PPK 2 secret", cstPPKFile, KeyPath("rsa-v2-secret.ppk"), "secret", "CN=pem_cert", "rsa.p8",
-       true},
-      {"PPK 3", cstPPKBlob, KeyFile("rsa-v3.ppk"), "", "CN=pem_cert", "rsa.p8", true},
-      {"PPK 3 secret", cstPPKFile, KeyPath("rsa-v3-secret.ppk"), "secret", "CN=pem_cert", "rsa.p8",
-       true},
-      {"ssh.com", cstPEMKeyFile, KeyPath("rsa.sshcom"), "", "CN=pem_cert", "rsa.p8", true},
-      {"ssh.com secret", cstPEMKeyFile, KeyPath("rsa-secret.sshcom"), "secret", "CN=pem_cert",
-       "rsa.p8", true},
-      {"PFX AES", cstPFXFile, KeyPath("rsa-aes.pfx"), "secret", kClient, "rsa.p8", true},
-      {"PFX RC2", cstPFXFile, KeyPath("rsa-legacy.pfx"), "secret", kClient, "rsa.p8", true},
-      {"PFX empty password", cstPFXBlob, KeyFile("rsa-empty.pfx"), "", kClient, "rsa.p8", true},
-      {"PFX EC", cstPFXFile, KeyPath("ec.pfx"), "secret", "CN=Quillon EC Client", "ec-P-256.p8",
-       true},
-      {"P7B", cstP7BFile, KeyPath("bundle.p7b"), "", kClient, "rsa.p8", false},
-      {"P7B blob", cstP7BBlob, KeyFile("bundle.p7b"), "", kClient, "rsa.p8", false},
-      {"X.509 public", cstPublicKeyFile, KeyPath("rsa.pub.pem"), "", "CN=pem_cert", "rsa.p8",
-       false},
-      {"PKCS#1 public", cstPublicKeyBlob, KeyFile("rsa.rsapub.pem"), "", "CN=pem_cert", "rsa.p8",
-       false},
-      {"SSH line", cstSSHPublicKeyFile, KeyPath("openssh-rsa.pub"), "", "CN=pem_cert",
-       "openssh-rsa.pub.pem", false},
-      {"SSH RFC 4716", cstSSHPublicKeyFile, KeyPath("rsa.rfc4716.pub"), "", "CN=pem_cert",
-       "openssh-rsa.pub.pem", false},
-      {"SSH blob", cstSSHPublicKeyBlob, BareSshBlob("openssh-rsa.pub"), "", "CN=pem_cert",
-       "openssh-rsa.pub.pem", false},
-      {"XML private", cstXMLBlob, XmlKeyValue("rsa.p8", true), "", "CN=pem_cert", "rsa.p8", true},
-      {"XML public", cstXMLBlob, XmlKeyValue("rsa.p8", false), "", "CN=pem_cert", "rsa.p8", false},
-      {"XML certificate", cstXMLBlob, XmlCertificate(), "", kClient, "rsa.p8", false},
+      {"PKCS#1", cstPEMKeyFile, KeyPath("rsa.pem"), "", true},
+      {"PKCS#8", cstPEMKeyBlob, KeyFile("rsa.p8"), "", true},
+      {"PKCS#8 AES", cstPEMKeyFile, KeyPath("rsa-aes.p8"), "secret", true},
+      {"PKCS#8 3DES", cstPEMKeyFile, KeyPath("rsa-des3.p8"), "secret", true},
+      {"PKCS#8 SHA-512", cstPEMKeyFile, KeyPath("rsa-aes128-sha512.p8"), "secret", true},
+      {"legacy 3DES", cstPEMKeyFile, KeyPath("rsa-legacy-des3.pem"), "secret", true},
+      {"legacy AES", cstPEMKeyFile, KeyPath("rsa-legacy-aes128.pem"), "secret", true},
+      {"key and cert", cstPEMKeyBlob, KeyFile("rsa-with-cert.pem"), "", true, "rsa.p8", kClient},
+      {"DSA", cstPEMKeyFile, KeyPath("dsa.pem"), "", true, "dsa.p8"},
+      {"PPK DSA", cstPPKFile, KeyPath("dsa.ppk"), "", true, "dsa.p8"},
+      {"EC P-256", cstPEMKeyFile, KeyPath("ec-P-256.p8"), "", true, "ec-P-256.p8"},
+      {"EC P-384 SEC1", cstPEMKeyFile, KeyPath("ec-P-384.pem"), "", true, "ec-P-384.p8"},
+      {"EC P-521 AES", cstPEMKeyFile, KeyPath("ec-P-521-aes.p8"), "secret", true, "ec-P-521.p8"},
+      {"Ed25519", cstPEMKeyFile, KeyPath("ed25519.p8"), "", true, "ed25519.p8"},
+      {"OpenSSH RSA", cstPEMKeyFile, KeyPath("openssh-rsa"), "", true, "openssh-rsa.pub.pem"},
+      {"OpenSSH ECDSA", cstPEMKeyFile, KeyPath("openssh-ecdsa"), "", true, "openssh-ecdsa.pub.pem"},
+      {"OpenSSH Ed25519", cstPEMKeyFile, KeyPath("openssh-ed25519"), "", true,
+       "openssh-ed25519.pub"},
+      {"PPK 2", cstPPKFile, KeyPath("rsa-v2.ppk"), "", true},
+      {"PPK 2 secret", cstPPKFile, KeyPath("rsa-v2-secret.ppk"), "secret", true},
+      {"PPK 3", cstPPKBlob, KeyFile("rsa-v3.ppk"), "", true},
+      {"PPK 3 secret", cstPPKFile, KeyPath("rsa-v3-secret.ppk"), "secret", true},
+      {"ssh.com", cstPEMKeyFile, KeyPath("rsa.sshcom"), "", true},
+      {"ssh.com secret", cstPEMKeyFile, KeyPath("rsa-secret.sshcom"), "secret", true},
+      {"PFX AES", cstPFXFile, KeyPath("rsa-aes.pfx"), "secret", true, "rsa.p8", kClient},
+      {"PFX RC2", cstPFXFile, KeyPath("rsa-legacy.pfx"), "secret", true, "rsa.p8", kClient},
+      {"PFX empty password", cstPFXBlob, KeyFile("rsa-empty.pfx"), "", true, "rsa.p8", kClient},
+      {"PFX EC", cstPFXFile, KeyPath("ec.pfx"), "secret", true, "ec-P-256.p8",
+       "CN=Quillon EC Client"},
+      {"P7B", cstP7BFile, KeyPath("bundle.p7b"), "", false, "rsa.p8", kClient},
+      {"P7B blob", cstP7BBlob, KeyFile("bundle.p7b"), "", false, "rsa.p8", kClient},
+      {"X.509 public", cstPublicKeyFile, KeyPath("rsa.pub.pem"), "", false},
+      {"PKCS#1 public", cstPublicKeyBlob, KeyFile("rsa.rsapub.pem"), "", false},
+      {"SSH line", cstSSHPublicKeyFile, KeyPath("openssh-rsa.pub"), "", false,
+       "openssh-rsa.pub.pem"},
+      {"SSH RFC 4716", cstSSHPublicKeyFile, KeyPath("rsa.rfc4716.pub"), "", false,
+       "openssh-rsa.pub.pem"},
+      {"SSH blob", cstSSHPublicKeyBlob, BareSshBlob("openssh-rsa.pub"), "", false,
+       "openssh-rsa.pub.pem"},
+      {"XML private", cstXMLBlob, XmlKeyValue("rsa.p8", true), "", true},
+      {"XML public", cstXMLBlob, XmlKeyValue("rsa.p8", false), "", false},
+      {"XML certificate", cstXMLBlob, XmlCertificate(), "", false, "rsa.p8", kClient},
   };
   for (const Row& row : rows) {
     SCOPED_TRACE(row.name);
     ComponentCore core;
     CertificateFront front(core);
-    front.SetCertStoreType(row.type);
-    front.SetCertStorePassword(row.password);
-    front.SetCertStore(row.store);
-    ASSERT_EQ(front.SetCertSubject("*"), 0) << core.LastErrorText();
+    ASSERT_EQ(test::Choose(front, row.type, row.store, row.password), 0) << core.LastErrorText();
     ASSERT_NE(front.clientCertContext, nullptr) << core.LastErrorText();
     EXPECT_EQ(front.certSubject.View(), row.subject);
 
@@ -175,9 +159,7 @@ TEST(StoreTypes, EachTypeGivesItsCertificateAndKey) {
 TEST(StoreTypes, ThrowAwayCertificateHasItsNameValidityAndSerial) {
   ComponentCore core;
   CertificateFront front(core);
-  front.SetCertStoreType(cstPEMKeyFile);
-  front.SetCertStore(KeyPath("rsa.pem"));
-  ASSERT_EQ(front.SetCertSubject("*"), 0);
+  ASSERT_EQ(test::Choose(front, cstPEMKeyFile, KeyPath("rsa.pem")), 0);
   const std::string_view der = platform::CertEncoded(front.clientCertContext);
   const auto* bytes = reinterpret_cast<const unsigned char*>(der.data());
   X509* cert = d2i_X509(nullptr, &bytes, static_cast<long>(der.size()));

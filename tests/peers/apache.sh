@@ -6,14 +6,7 @@
 #   tests/peers/apache.sh start DIR    prints the http:// URL; DIR/peer.env has the keys
 #   tests/peers/apache.sh stop DIR
 source "$(dirname "$0")/common.sh"
-
-# The served folder of an earlier start, when it was under /tmp.
-peer_cleanup() {
-  if [ -f "$peer_dir/served" ]; then
-    rm -rf "$(cat "$peer_dir/served")"
-    rm -f "$peer_dir/served"
-  fi
-}
+source "$peers_home/apache-lib.sh"
 peer_command apache "$@"
 
 command -v apache2 >/dev/null || PATH="$PATH:/usr/sbin"
@@ -25,18 +18,7 @@ digest_user=digest-user
 digest_password=digest-Secret-2
 digest_realm=QuillonDigest
 
-# As root the children run as www-data and read the served files from a folder they can reach.
-if [ "$(id -u)" -eq 0 ]; then
-  served="$(mktemp -d /tmp/quillon-apache.XXXXXX)"
-  echo "$served" >"$peer_dir/served"
-  chmod 755 "$served"
-  user_lines="User www-data
-Group www-data"
-else
-  served="$peer_dir/served-files"
-  rm -rf "$served"
-  user_lines=""
-fi
+apache_served_folder
 mkdir -p "$served/www/basic" "$served/www/digest"
 echo "apache peer" >"$served/www/index.txt"
 echo "basic area" >"$served/www/basic/index.txt"
@@ -51,48 +33,13 @@ chmod -R a+rX "$served"
 peer_logs=("$peer_dir/error.log" "$peer_dir/console.log")
 
 write_config() {
-  cat >"$peer_dir/httpd.conf" <<CONF
-ServerRoot "$peer_dir"
-ServerName 127.0.0.1
-Listen 127.0.0.1:$port
-PidFile "$peer_dir/httpd.pid"
-DefaultRuntimeDir "$peer_dir"
-Mutex file:$peer_dir default
-ErrorLog "$peer_dir/error.log"
-LogLevel warn auth_digest:info
-$user_lines
-
-LoadModule mpm_event_module $modules/mod_mpm_event.so
-LoadModule authn_core_module $modules/mod_authn_core.so
-LoadModule authn_file_module $modules/mod_authn_file.so
-LoadModule authz_core_module $modules/mod_authz_core.so
-LoadModule authz_user_module $modules/mod_authz_user.so
-LoadModule auth_basic_module $modules/mod_auth_basic.so
-LoadModule auth_digest_module $modules/mod_auth_digest.so
-LoadModule mime_module $modules/mod_mime.so
-LoadModule reflector_module $modules/mod_reflector.so
-
-StartServers 1
-ServerLimit 1
-ThreadsPerChild 16
-MaxRequestWorkers 16
-MinSpareThreads 1
-MaxSpareThreads 16
-KeepAlive On
-KeepAliveTimeout 30
-
-TypesConfig /dev/null
+  {
+    apache_config_head 127.0.0.1 "warn auth_digest:info" authn_file auth_basic auth_digest
+    cat <<CONF
 AddType "application/atom+xml;type=feed;charset=utf-8" .xml
 AddType "text/plain;charset=utf-8" .txt
-
 LogFormat "%{%Y-%m-%dT%H:%M:%S}t %>s \"%r\" auth=\"%{Authorization}i\" type=\"%{Content-Type}i\" length=\"%{Content-Length}i\" agent=\"%{User-Agent}i\"" requests
 CustomLog "$peer_dir/access.log" requests
-
-DocumentRoot "$served/www"
-<Directory />
-  Require all granted
-  AllowOverride None
-</Directory>
 <Location /echo>
   SetHandler reflector
 </Location>
@@ -118,6 +65,7 @@ DocumentRoot "$served/www"
   SetHandler reflector
 </Location>
 CONF
+  } >"$peer_dir/httpd.conf"
 }
 
 for attempt in 1 2 3 4 5; do

@@ -127,6 +127,14 @@ peer_answers_socks5() {
   [ "$got" = "05$method" ]
 }
 
+# Writes DIR/peer.env of a SOCKS 5 server on 127.0.0.1:$port with $user and $password (empty
+# when it asks for none) and prints its URL.
+peer_write_socks_env() {
+  peer_write_env "URL=socks5://127.0.0.1:$port" "HOST=127.0.0.1" "PORT=$port" "USER=$user" \
+    "PASSWORD=$password"
+  echo "socks5://127.0.0.1:$port"
+}
+
 # Writes DIR/peer.env from "KEY=VALUE" arguments, atomically.
 peer_write_env() {
   printf '%s\n' "$@" >"$peer_dir/peer.env.tmp"

@@ -55,13 +55,7 @@ for attempt in 1 2 3 4 5; do
   : >"$peer_dir/danted.log"
   peer_spawn "$peer_dir/danted.log" danted -f "$peer_dir/danted.conf" -p "$peer_dir/danted.pid" -N 1
   if peer_wait peer_answers_socks5 "$port" "$code"; then
-    peer_write_env \
-      "URL=socks5://127.0.0.1:$port" \
-      "HOST=127.0.0.1" \
-      "PORT=$port" \
-      "USER=$user" \
-      "PASSWORD=$password"
-    echo "socks5://127.0.0.1:$port"
+    peer_write_socks_env
     exit 0
   fi
   grep -q "Address already in use" "$peer_dir/danted.log" || peer_fail "danted did not answer"

@@ -17,13 +17,7 @@ for attempt in 1 2 3 4 5; do
   : >"$peer_dir/microsocks.log"
   peer_spawn "$peer_dir/microsocks.log" microsocks -i 127.0.0.1 -p "$port" -u "$user" -P "$password"
   if peer_wait peer_answers_socks5 "$port" 02; then
-    peer_write_env \
-      "URL=socks5://127.0.0.1:$port" \
-      "HOST=127.0.0.1" \
-      "PORT=$port" \
-      "USER=$user" \
-      "PASSWORD=$password"
-    echo "socks5://127.0.0.1:$port"
+    peer_write_socks_env
     exit 0
   fi
   peer_stop_recorded

@@ -11,13 +11,7 @@
 #   tests/peers/signon.sh stop DIR
 # Clients use KRB5_CONFIG and KRB5CCNAME from peer.env, so the machine's own set-up stays untouched.
 source "$(dirname "$0")/common.sh"
-
-peer_cleanup() {
-  if [ -f "$peer_dir/served" ]; then
-    rm -rf "$(cat "$peer_dir/served")"
-    rm -f "$peer_dir/served"
-  fi
-}
+source "$peers_home/apache-lib.sh"
 peer_command signon "$@"
 
 PATH="$PATH:/usr/sbin"
@@ -36,17 +30,8 @@ ntlm_domain=QUILLON
 ntlm_user=ntlm-user
 ntlm_password=Ntlm-Secret-4
 
-# As root the children run as www-data: keytab and user file in a folder they can read.
-if [ "$(id -u)" -eq 0 ]; then
-  served="$(mktemp -d /tmp/quillon-signon.XXXXXX)"
-  echo "$served" >"$peer_dir/served"
-  user_lines="User www-data
-Group www-data"
-else
-  served="$peer_dir/served-files"
-  rm -rf "$served"
-  user_lines=""
-fi
+# Keytab and user file lie in the served folder, which the children can read.
+apache_served_folder
 mkdir -p "$served/www/negotiate" "$served/www/ntlm" "$served/www/plain" "$peer_dir/db"
 echo "negotiate area" >"$served/www/negotiate/index.txt"
 echo "ntlm area" >"$served/www/ntlm/index.txt"
@@ -105,51 +90,16 @@ chmod -R a+rX "$served"
 port="$(peer_free_port)" || peer_fail "no free port"
 proxy_port="$(peer_free_port)" || peer_fail "no free port"
 kerberos_proxy_port="$(peer_free_port)" || peer_fail "no free port"
-cat >"$peer_dir/httpd.conf" <<CONF
-ServerRoot "$peer_dir"
-ServerName localhost
-Listen 127.0.0.1:$port
+{
+  apache_config_head localhost "warn auth_gssapi:debug" auth_gssapi proxy proxy_http \
+    proxy_connect headers
+  cat <<CONF
 Listen 127.0.0.1:$proxy_port
 Listen 127.0.0.1:$kerberos_proxy_port
-PidFile "$peer_dir/httpd.pid"
-DefaultRuntimeDir "$peer_dir"
-Mutex file:$peer_dir default
-ErrorLog "$peer_dir/error.log"
-LogLevel warn auth_gssapi:debug
-$user_lines
-
-LoadModule mpm_event_module $modules/mod_mpm_event.so
-LoadModule authn_core_module $modules/mod_authn_core.so
-LoadModule authz_core_module $modules/mod_authz_core.so
-LoadModule authz_user_module $modules/mod_authz_user.so
-LoadModule auth_gssapi_module $modules/mod_auth_gssapi.so
-LoadModule mime_module $modules/mod_mime.so
-LoadModule reflector_module $modules/mod_reflector.so
-LoadModule proxy_module $modules/mod_proxy.so
-LoadModule proxy_http_module $modules/mod_proxy_http.so
-LoadModule proxy_connect_module $modules/mod_proxy_connect.so
-LoadModule headers_module $modules/mod_headers.so
-
-StartServers 1
-ServerLimit 1
-ThreadsPerChild 16
-MaxRequestWorkers 16
-MinSpareThreads 1
-MaxSpareThreads 16
-KeepAlive On
-KeepAliveTimeout 30
 MaxKeepAliveRequests 1000
-
-TypesConfig /dev/null
 AddType "text/plain;charset=utf-8" .txt
 LogFormat "%{%Y-%m-%dT%H:%M:%S}t %>s \"%r\" conn=%{c}L keepalive=%k user=\"%u\" auth=\"%{Authorization}i\" length=\"%{Content-Length}i\"" requests
 CustomLog "$peer_dir/access.log" requests
-
-DocumentRoot "$served/www"
-<Directory />
-  Require all granted
-  AllowOverride None
-</Directory>
 <Location /negotiate/>
   AuthType GSSAPI
   AuthName "Negotiate"
@@ -195,6 +145,7 @@ DocumentRoot "$served/www"
   </Proxy>
 </VirtualHost>
 CONF
+} >"$peer_dir/httpd.conf"
 apache2 -t -f "$peer_dir/httpd.conf" >>"$peer_dir/console.log" 2>&1 || peer_fail "bad configuration"
 # One process group: the KDC in the background, Apache in the foreground.
 peer_spawn "$peer_dir/console.log" env NTLM_USER_FILE="$served/ntlm.users" \

@@ -14,8 +14,11 @@ bool HaveCli() {
 CliRun RunCli(const std::string& arguments) {
   const char* cli = std::getenv("QUILLON_CLI");
   if (!cli) return {-1, "QUILLON_CLI is not set"};
-  const std::string command = std::string(cli) + " " + arguments + " 2>&1";
-  FILE* pipe = popen(command.c_str(), "r");
+  return RunShell(std::string(cli) + " " + arguments);
+}
+
+CliRun RunShell(const std::string& command) {
+  FILE* pipe = popen((command + " 2>&1").c_str(), "r");
   if (!pipe) return {-1, "popen failed"};
   std::string out;
   std::array<char, 4096> buffer;

@@ -14,6 +14,8 @@ struct CliRun {
 };
 
 CliRun RunCli(const std::string& arguments);
+// Runs a shell command line the same way.
+CliRun RunShell(const std::string& command);
 // Whether the program under test is known; tests skip without it.
 bool HaveCli();
 

@@ -2,6 +2,7 @@
 // kit's certificates; its input is the launcher's fifo, kept open for the server's lifetime.
 #include "TlsPeer.h"
 
+#include "support/Corpus.h"
 #include "support/Peers.h"
 
 #include <gtest/gtest.h>
@@ -10,7 +11,6 @@
 #include <cstdlib>
 #include <fcntl.h>
 #include <fstream>
-#include <sstream>
 #include <thread>
 #include <unistd.h>
 
@@ -86,10 +86,7 @@ bool SslServer::WaitFor(std::string_view text) const {
 }
 
 std::string SslServer::Log() const {
-  std::ifstream file(logPath);
-  std::stringstream text;
-  text << file.rdbuf();
-  return text.str();
+  return FileText(logPath);
 }
 
 } // namespace quillon::test

@@ -5,11 +5,9 @@
 
 #include <gtest/gtest.h>
 
-#include <array>
 #include <cstdio>
 #include <cstdlib>
 #include <string>
-#include <sys/wait.h>
 
 namespace quillon::test {
 namespace {
@@ -52,21 +50,13 @@ TEST(CliServiceTest, QueryPrintsWhatReadFilePrintsAndItsProgressLine) {
 
 TEST(CliServiceTest, QuickStartMainJob) {
   ASSERT_TRUE(HaveCli());
-  const std::string dir = ::testing::TempDir() + "quillon-run-service";
-  const std::string command = "cd " QUILLON_SOURCE_DIR " && QUILLON_SERVICE_DIR=" + dir +
-                              " scripts/run.sh 2>&1; echo \"exit=$?\"; QUILLON_SERVICE_DIR=" + dir +
-                              " scripts/service.sh stop >/dev/null 2>&1";
-  FILE* pipe = popen(command.c_str(), "r");
-  ASSERT_NE(pipe, nullptr);
-  std::string out;
-  std::array<char, 4096> buffer;
-  for (size_t n; (n = fread(buffer.data(), 1, buffer.size(), pipe)) > 0;)
-    out.append(buffer.data(), n);
-  pclose(pipe);
-  for (const char* step :
-       {"QueryService: OK", "GetSchema: OK", "CreateEntry: OK", "UpdateEntry: OK",
-        "412 Precondition Failed", "DeleteEntry: OK", "exit=0"})
-    EXPECT_NE(out.find(step), std::string::npos) << step << "\n" << out;
+  const std::string env = "QUILLON_SERVICE_DIR=" + ::testing::TempDir() + "quillon-run-service";
+  const CliRun run = RunShell("cd " QUILLON_SOURCE_DIR " && " + env + " scripts/run.sh");
+  RunShell(env + " " QUILLON_SOURCE_DIR "/scripts/service.sh stop");
+  EXPECT_EQ(run.status, 0) << run.out;
+  for (const char* step : {"QueryService: OK", "GetSchema: OK", "CreateEntry: OK",
+                           "UpdateEntry: OK", "412 Precondition Failed", "DeleteEntry: OK"})
+    EXPECT_NE(run.out.find(step), std::string::npos) << step << "\n" << run.out;
 }
 
 } // namespace

@@ -3,7 +3,7 @@
 
 #include <gtest/gtest.h>
 
-#include <cstdlib>
+#include <cstdio>
 #include <filesystem>
 #include <fstream>
 #include <string>
@@ -20,41 +20,6 @@ protected:
   void SetUp() override { QUILLON_REQUIRE_CLI(); }
 };
 
-TEST_F(Cli, ConfigValuesAndProperties) {
-  CliRun run = RunCli("-c CodePage=1252 -c CodePage -p ResourcePath=Products -g ResourcePath");
-  EXPECT_EQ(run.status, 0) << run.out;
-  EXPECT_EQ(run.out, "1252\nProducts\n");
-}
-
-TEST_F(Cli, JsonCarriesResultAndError) {
-  CliRun run = RunCli("--json -c Bogus");
-  EXPECT_EQ(run.status, 1);
-  EXPECT_NE(run.out.find("\"result\": -1"), std::string::npos) << run.out;
-  EXPECT_NE(run.out.find("\"lastError\": \"Unknown config setting.\""), std::string::npos);
-  EXPECT_NE(run.out.find("\"events\": []"), std::string::npos);
-}
-
-TEST_F(Cli, FailuresPrintCodeAndTextAndExitNonZero) {
-  CliRun run = RunCli("QueryService");
-  EXPECT_EQ(run.status, 1);
-  EXPECT_NE(run.out.find("error 901: The ServiceRootURI must be set before do action."),
-            std::string::npos)
-      << run.out;
-  run = RunCli("-p Idle=1");
-  EXPECT_EQ(run.status, 1);
-  EXPECT_NE(run.out.find("error 383: Property is read-only."), std::string::npos) << run.out;
-  run = RunCli("NoSuchMethod");
-  EXPECT_EQ(run.status, 2);
-  run = RunCli("CustomRequest GET");
-  EXPECT_EQ(run.status, 2);
-}
-
-const std::string kFeed = std::string(QUILLON_SOURCE_DIR) + "/examples/products-feed.xml";
-
-bool Has(const std::string& text, const std::string& part) {
-  return text.find(part) != std::string::npos;
-}
-
 std::string WriteTemp(const std::string& name, const std::string& content) {
   const std::string path =
       (std::filesystem::temp_directory_path() / (name + "-" + std::to_string(::getpid()))).string();
@@ -62,92 +27,87 @@ std::string WriteTemp(const std::string& name, const std::string& content) {
   return path;
 }
 
-TEST_F(Cli, ReadFilePrintsEventsChannelAndEntries) {
-  CliRun run = RunCli("-c ReadFile=" + kFeed);
+TEST_F(Cli, ConfigValuesAndProperties) {
+  CliRun run = RunCli("-c CodePage=1252 -c CodePage -p ResourcePath=Products -g ResourcePath");
   EXPECT_EQ(run.status, 0) << run.out;
-  for (const char* part :
+  EXPECT_EQ(run.out, "1252\nProducts\n");
+}
+
+// Each call's exit status and the pieces its output must hold: failures with their code and
+// text, a saved feed, service and error document in text and JSON, and the operations against a
+// port where nobody listens.
+TEST_F(Cli, OutputAndExitStatusOfEachCall) {
+  const std::string read = "-c ReadFile=" QUILLON_SOURCE_DIR "/examples/products-feed.xml";
+  const std::string error =
+      WriteTemp("quillon-cli-error", "<error><code>E7</code><message>Bad key.</message></error>");
+  const std::string broken = WriteTemp("quillon-cli-broken", "<feed><entry></feed>");
+  const std::string service = WriteTemp(
+      "quillon-cli-service", "<service><workspace><collection href='A'/></workspace></service>");
+  const std::string offline = "-p ServiceRootURI=http://127.0.0.1:9/svc " + read + " ";
+  const char* refused = "error 10061: [10061] Connection refused";
+  struct Row {
+    std::string arguments;
+    int status;
+    std::vector<const char*> parts;
+  };
+  const Row rows[] = {
+      {"--json -c Bogus",
+       1,
+       {"\"result\": -1", "\"lastError\": \"Unknown config setting.\"", "\"events\": []"}},
+      {"QueryService", 1, {"error 901: The ServiceRootURI must be set before do action."}},
+      {"-p Idle=1", 1, {"error 383: Property is read-only."}},
+      {"NoSuchMethod", 2, {}},
+      {"CustomRequest GET", 2, {}},
+      {read,
+       0,
        {"event Entry: Id=\"https://shop.example.invalid/odata/Products(1)\" Title=\"Walnut desk\"",
         "  ChannelTitle: Products\n", "Next page: QuerySkipToken 3\n", "3 entries\n",
         "  ETag:    W/\"4\"\n", "    Supplier -> Products(1)/Supplier\n",
-        "    Dimensions/Width [Edm.Int32] = 140\n", "    Dimensions = null\n"})
-    EXPECT_TRUE(Has(run.out, part)) << part << "\n" << run.out;
-
-  run = RunCli("-c ReadFile=" + kFeed + " GetEntryProperty entry[2]/content/properties/Name");
-  EXPECT_EQ(run.status, 0) << run.out;
-  EXPECT_TRUE(Has(run.out, "Oak chair\nGetEntryProperty: OK\n")) << run.out;
-}
-
-TEST_F(Cli, JsonHoldsEveryMemberOfTheShape) {
-  CliRun run = RunCli("--json -c ReadFile=" + kFeed);
-  EXPECT_EQ(run.status, 0) << run.out;
-  for (const char* part :
+        "    Dimensions/Width [Edm.Int32] = 140\n", "    Dimensions = null\n"}},
+      {read + " GetEntryProperty entry[2]/content/properties/Name",
+       0,
+       {"Oak chair\nGetEntryProperty: OK\n"}},
+      {"--json " + read,
+       0,
        {"\"result\": 0", "\"rootKind\": \"feed\"", "\"ChannelLinkHrefLang\": \"\"",
         "\"ChannelTitleTextType\": 0", "\"EntryAuthor\": \"Catalogue team\"",
         "\"EntryLinksResourcePath\": \"Products(2)/Supplier\"",
         "\"EntryPropertiesName\": \"Dimensions\"", "\"EntryPropertiesIsNull\": true",
         "\"EntryPropertiesXPath\": \"/feed/entry[3]/content/properties/Dimensions/Depth\"",
         "\"EntryPropertiesAttributes\": \"type=\\\"Edm.Int32\\\"\"",
-        "\"EntryTitle\": \"Café table & two stools\"", "\"event\": \"Entry\""})
-    EXPECT_TRUE(Has(run.out, part)) << part << "\n" << run.out;
-
-  // A document with no entries still has the members, empty.
-  const std::string service =
-      WriteTemp("quillon-cli-service", "<service><workspace><collection href='A'/></workspace>"
-                                       "</service>");
-  run = RunCli("--json -c ReadFile=" + service);
-  EXPECT_EQ(run.status, 0) << run.out;
-  EXPECT_TRUE(Has(run.out, "\"rootKind\": \"service\"")) << run.out;
-  EXPECT_TRUE(Has(run.out, "\"ChannelTitle\": \"\"")) << run.out;
-  EXPECT_TRUE(Has(run.out, "\"entries\": []")) << run.out;
-  run = RunCli("-c ReadFile=" + service);
-  EXPECT_TRUE(Has(run.out, "Service document\n  Workspace 1\n    (href A)\n")) << run.out;
-  std::remove(service.c_str());
-}
-
-TEST_F(Cli, AFailedReadShowsItsCodeAndText) {
-  const std::string error =
-      WriteTemp("quillon-cli-error", "<error><code>E7</code><message>Bad key.</message></error>");
-  const std::string broken = WriteTemp("quillon-cli-broken", "<feed><entry></feed>");
-  struct Row {
-    std::string arguments;
-    std::vector<const char*> parts;
-  };
-  const Row rows[] = {
+        "\"EntryTitle\": \"Café table & two stools\"", "\"event\": \"Entry\""}},
+      // A document with no entries still has the members, empty.
+      {"--json -c ReadFile=" + service,
+       0,
+       {"\"rootKind\": \"service\"", "\"ChannelTitle\": \"\"", "\"entries\": []"}},
+      {"-c ReadFile=" + service, 0, {"Service document\n  Workspace 1\n    (href A)\n"}},
       {"-c ReadFile=" + error,
+       1,
        {"Service error: Code: E7, Message: Bad key.\n",
         "quillon: error 902: Code: E7, Message: Bad key."}},
       {"--json -c ReadFile=" + error,
+       1,
        {"\"result\": 902", "\"lastError\": \"Code: E7, Message: Bad key.\""}},
-      {"-c ReadFile=" + broken, {"quillon: error 201: Unbalanced element tag: feed"}},
-      {"-c ReadFile=/nonexistent/feed.xml", {"error 302: Can't read file for reading."}},
+      {"-c ReadFile=" + broken, 1, {"quillon: error 201: Unbalanced element tag: feed"}},
+      {"-c ReadFile=/nonexistent/feed.xml", 1, {"error 302: Can't read file for reading."}},
+      {read + " -p EntryIndex=1 -c GenerateEntryXML",
+       0,
+       {"<?xml version=\"1.0\" encoding=\"utf-8\" standalone=\"yes\"?>\r\n<entry ",
+        "<d:Name>Oak chair</d:Name>"}},
+      {offline + "CreateEntry", 1, {refused}},
+      {offline + "UpdateEntry", 1, {refused}},
+      {offline + "DeleteEntry", 1, {refused}},
+      {offline + "UpdateProperty /feed/entry[1]/content/properties/Name New", 1, {refused}},
   };
   for (const Row& row : rows) {
     const CliRun run = RunCli(row.arguments);
-    EXPECT_EQ(run.status, 1) << row.arguments;
+    EXPECT_EQ(run.status, row.status) << row.arguments << "\n" << run.out;
     for (const char* part : row.parts)
-      EXPECT_TRUE(Has(run.out, part)) << part << "\n" << run.out;
+      EXPECT_NE(run.out.find(part), std::string::npos) << row.arguments << ": " << part << "\n"
+                                                       << run.out;
   }
-  std::remove(error.c_str());
-  std::remove(broken.c_str());
+  for (const std::string& file : {error, broken, service})
+    std::remove(file.c_str());
 }
 
 } // namespace
-
-TEST_F(Cli, EntryDocumentsAndOperations) {
-  CliRun run = RunCli("-c ReadFile=" + kFeed + " -p EntryIndex=1 -c GenerateEntryXML");
-  EXPECT_EQ(run.status, 0) << run.out;
-  EXPECT_NE(
-      run.out.find("<?xml version=\"1.0\" encoding=\"utf-8\" standalone=\"yes\"?>\r\n<entry "),
-      std::string::npos)
-      << run.out;
-  EXPECT_NE(run.out.find("<d:Name>Oak chair</d:Name>"), std::string::npos);
-  // Nobody listens on the discard port: the operations report the refused connection.
-  for (const char* method : {"CreateEntry", "UpdateEntry", "DeleteEntry",
-                             "UpdateProperty /feed/entry[1]/content/properties/Name New"}) {
-    run = RunCli("-p ServiceRootURI=http://127.0.0.1:9/svc -c ReadFile=" + kFeed + " " + method);
-    EXPECT_EQ(run.status, 1) << method;
-    EXPECT_NE(run.out.find("error 10061: [10061] Connection refused"), std::string::npos)
-        << method << "\n"
-        << run.out;
-  }
-}
