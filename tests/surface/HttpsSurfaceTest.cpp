@@ -2,6 +2,7 @@
 // of the server's certificate and its name, the OData methods on a kept TLS connection with
 // chunked and gzip bodies and its session script, and a client certificate that nginx demands,
 // taken from the SSLCert settings.
+#include "support/Corpus.h"
 #include "support/Peers.h"
 
 #include <quillon/Quillon.h>
@@ -11,21 +12,14 @@
 #include <cstdlib>
 #include <filesystem>
 #include <fstream>
-#include <sstream>
 #include <string>
 #include <vector>
 
 namespace quillon {
 namespace {
 
+using test::FileText;
 using test::PeerValue;
-
-std::string FileText(const std::string& path) {
-  std::ifstream in(path, std::ios::binary);
-  std::ostringstream text;
-  text << in.rdbuf();
-  return text.str();
-}
 
 struct HttpsEvents : QuillonEvents {
   void Connected(int, const std::string&) override { ++connections; }
