@@ -138,10 +138,10 @@ public:
   virtual void ReportTransfer(int direction, int64_t bytes, int percent, const char* text,
                               int length);
   virtual void FireRedirect(const char*, bool&) {}
-  // Whether the system's proxy settings exempt this target; no settings are read here.
-  virtual bool BypassesProxy(const char*, int, const char*) { return false; }
-  // Sets the connection up to tunnel through ProxyServer to the target. The tunnel is the
-  // firewall layer's; without one this fails with 153.
+  // Whether the system's proxy settings exempt this target (SystemProxy.h).
+  virtual bool BypassesProxy(const char* host, int port, const char* scheme);
+  // Sets the firewall layer up to tunnel through ProxyServer to the URL's host: its type from
+  // ProxyAuthScheme (153 for one that can't tunnel), host, port and credentials from the proxy's.
   virtual int UseProxyTunnel();
 
   // Response headers (HttpHeaders.cpp)

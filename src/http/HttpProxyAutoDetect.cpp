@@ -9,6 +9,10 @@
 
 namespace quillon {
 
+bool HttpClient::BypassesProxy(const char* host, int port, const char* scheme) {
+  return quillon::BypassesProxy(host, port, scheme);
+}
+
 int HttpClient::SetProxyAutoDetect(bool on) {
   ProxyAutoDetect = on ? 1 : 0;
   ProxyServer.Clear();

@@ -43,11 +43,32 @@ int HttpClient::SetProxySSL(int value) {
   if (value < psAutomatic || value > psTunnel)
     return Fail(errProxySslRange, "Value is out of range.");
   ProxySSL = static_cast<uint8_t>(value);
+  // The tunnel takes the CONNECT type and its port; the proxy's own fills them in on use.
+  tunnel.SetFirewallType(value == psTunnel ? fwTunnel : fwNone);
   return errNone;
 }
 
 int HttpClient::UseProxyTunnel() {
-  return Fail(errBadScheme, "Tunnels through a proxy are not available in this build.");
+  // The tunnel type by ProxyAuthScheme: Basic and none send CONNECT (with Basic when there are
+  // credentials), the others answer the proxy's challenge in the tunnel.
+  static constexpr uint8_t kTunnelByScheme[] = {fwTunnel,     fwDigestTunnel,    fwNone, fwTunnel,
+                                                fwNtlmTunnel, fwNegotiateTunnel, fwNone};
+  const uint8_t type = ProxyAuthScheme < std::size(kTunnelByScheme)
+                           ? kTunnelByScheme[ProxyAuthScheme]
+                           : uint8_t{fwNone};
+  if (type == fwNone) return Fail(errBadScheme, "Unknown proxy authentication scheme.");
+  tunnel.firewallType = type;
+  tunnel.firewallPort = ProxyPort;
+  // A Digest answer signs the request's path.
+  int rc = tunnel.digestUri.Assign(type == fwDigestTunnel ? URLPath.View() : std::string_view());
+  if (rc == errNone) rc = tunnel.SetFirewallUser(ProxyUser.View());
+  if (rc == errNone) rc = tunnel.SetFirewallPassword(ProxyPassword.View());
+  if (rc != errNone) return DescribeError(rc);
+  if (rc = SetTarget(URLServer, URLPort); rc != errNone) return rc;
+  // A kept tunnel stays with its proxy; a new one looks the proxy up.
+  if (!IsConnected() && (rc = tunnel.SetFirewallHost(ProxyServer.Data())) != errNone)
+    return DescribeError(rc);
+  return errNone;
 }
 
 int HttpClient::SetTarget(const BufStrBase& host, int port) {
@@ -64,6 +85,7 @@ int HttpClient::SetTarget(const BufStrBase& host, int port) {
 
 int HttpClient::SelectConnection(bool& absolute) {
   const bool bypass = ProxyAutoDetect && BypassesProxy(URLServer.Data(), URLPort, URLScheme.Data());
+  if (int rc = tunnel.userAgent.Assign(UserAgent); rc != errNone) return DescribeError(rc);
   const bool proxied = !ProxyServer.IsEmpty() && !bypass;
   uint8_t effective = ProxySSL;
   if (proxied && effective == psAutomatic && IsHttps(URLScheme)) effective = psTunnel;
@@ -72,6 +94,7 @@ int HttpClient::SelectConnection(bool& absolute) {
   if (proxied && effective != psTunnel) {
     // An NTLM proxy exchange stays on the connection it started on.
     if (!(ProxyAuthScheme == authNtlm && ProxyAuthAttempts > 0)) {
+      tunnel.SetFirewallType(fwNone);
       if (int rc = SetTarget(ProxyServer, ProxyPort); rc != errNone) return rc;
     }
   } else {
@@ -80,7 +103,8 @@ int HttpClient::SelectConnection(bool& absolute) {
       SetErrorParts("Specified URLScheme (", URLScheme.Data(), ") is invalid", ".");
       return errBadScheme;
     }
-    if (effective != psTunnel)
+    // A tunnel through the proxy sets its target below.
+    if (!proxied)
       if (int rc = SetTarget(URLServer, URLPort); rc != errNone) return rc;
   }
 
@@ -88,12 +112,7 @@ int HttpClient::SelectConnection(bool& absolute) {
   if (!proxied) return errNone;
   if (effective == psAlways) SetSecureEnabled(true);
   if (effective == psNever) SetSecureEnabled(false);
-  if (effective == psTunnel) {
-    if (ProxyAuthScheme == authProprietary || ProxyAuthScheme == authOAuth)
-      return Fail(errBadScheme, "Unknown proxy authentication scheme.");
-    return UseProxyTunnel();
-  }
-  return errNone;
+  return effective == psTunnel ? UseProxyTunnel() : errNone;
 }
 
 int HttpClient::ArmResponseReader(const char* method) {
@@ -124,7 +143,14 @@ int HttpClient::ComposeRequest(const char* method, int finish) {
       if (socketHandle != platform::kInvalidSocket) return errNone;
       return SecureConnect(1, 0);
     }
-    if (int rc = ConnectAndWait(); rc != errNone) return rc;
+    if (int rc = ConnectAndWait(); rc != errNone) {
+      // A tunnel that the proxy refused leaves its socket open; the next request starts afresh.
+      BufStr text;
+      text.Assign(lastError);
+      Disconnect();
+      lastError.Assign(text);
+      return rc;
+    }
   }
 
   BufStr head;

@@ -40,7 +40,7 @@ void FirewallTunnel::StartLineMode() {
   savedTerminator.Assign(owner.lineBuffer.terminator,
                          static_cast<int>(owner.lineBuffer.terminatorLength));
   terminatorSaved = true;
-  owner.SetLineTerminator("\r\n", 2);
+  owner.SetWireTerminator("\r\n", 2);
   lineText.Clear();
   bodyLength = bodyRead = chunked = 0;
   phase = lpStatus;
@@ -63,7 +63,7 @@ void FirewallTunnel::StartLineMode() {
 void FirewallTunnel::RestoreTerminator() {
   if (!terminatorSaved) return;
   terminatorSaved = false;
-  owner.SetLineTerminator(savedTerminator.Data(), savedTerminator.Length());
+  owner.SetWireTerminator(savedTerminator.Data(), savedTerminator.Length());
 }
 
 void FirewallTunnel::SplitStatus(int& code, const char*& reason) {
@@ -99,6 +99,28 @@ bool FirewallTunnel::SplitHeader(std::string_view& name, std::string_view& value
   value = colon < line.size() ? line.substr(colon + 1) : std::string_view();
   while (!value.empty() && (value.front() == ' ' || value.front() == '\t'))
     value.remove_prefix(1);
+  return true;
+}
+
+bool FirewallTunnel::ReadBodyHeader(std::string_view name, std::string_view value) {
+  if (SameNoCase(name, "Content-Length")) {
+    BufStr20 digits;
+    digits.Assign(value);
+    bodyLength = ParseDec32(digits.Data());
+    bodyRead = 0;
+    // For Digest a length takes the place of an earlier chunked coding.
+    if (firewallType == fwDigestTunnel) chunked = 0;
+    return true;
+  }
+  if (!SameNoCase(name, "Transfer-Encoding")) return false;
+  if (SameNoCase(value, "chunked")) chunked = 1;
+  return true;
+}
+
+bool FirewallTunnel::ReadChunkSize() {
+  if (lineText.IsEmpty()) return false;
+  bodyLength = ParseHex32(lineText.Data());
+  bodyRead = 0;
   return true;
 }
 
@@ -138,17 +160,11 @@ int FirewallTunnel::DigestLine(int) {
     break;
   case lpHeaders:
     if (SplitHeader(name, value)) {
-      if (SameNoCase(name, "Content-Length")) {
-        BufStr20 digits;
-        digits.Assign(value);
-        bodyLength = ParseDec32(digits.Data());
-        chunked = 0;
-      } else if (SameNoCase(name, "Proxy-Authenticate") && value.starts_with("Digest")) {
+      if (!ReadBodyHeader(name, value) && SameNoCase(name, "Proxy-Authenticate") &&
+          value.starts_with("Digest")) {
         const size_t blank = value.find(' ');
         ParseDigestChallenge(digest, blank == std::string_view::npos ? std::string_view()
                                                                      : value.substr(blank + 1));
-      } else if (SameNoCase(name, "Transfer-Encoding") && SameNoCase(value, "chunked")) {
-        chunked = 1;
       }
     } else if (chunked) {
       phase = lpDigestChunk;
@@ -159,7 +175,7 @@ int FirewallTunnel::DigestLine(int) {
       return errNone;
     } else {
       phase = lpBody;
-      owner.SetLineTerminator(nullptr, 0);
+      owner.SetWireTerminator(nullptr, 0);
     }
     break;
   case lpBody:
@@ -176,11 +192,7 @@ int FirewallTunnel::DigestLine(int) {
     }
     break;
   case lpDigestChunk:
-    if (!lineText.IsEmpty()) {
-      bodyLength = ParseHex32(lineText.Data());
-      bodyRead = 0;
-      phase = bodyLength == 0 ? lpDigestAnswer : lpBody;
-    }
+    if (ReadChunkSize()) phase = bodyLength == 0 ? lpDigestAnswer : lpBody;
     break;
   case lpDigestAnswer:
     // The trailer of a chunked body ends with its empty line.
@@ -233,7 +245,7 @@ void FirewallTunnel::SendDigestAnswer() {
   request.Append(answer);
   AppendUserAgentAndEnd(request);
   // The final answer is read as lines again, whatever the body was read as.
-  owner.SetLineTerminator("\r\n", 2);
+  owner.SetWireTerminator("\r\n", 2);
   phase = lpDigestStatus;
   SendStep(request);
 }
@@ -261,17 +273,11 @@ int FirewallTunnel::AuthTokenLine(int) {
   case lpHeaders:
     if (SplitHeader(name, value)) {
       const std::string_view scheme = SchemeOf(firewallType);
-      if (SameNoCase(name, "Content-Length")) {
-        BufStr20 digits;
-        digits.Assign(value);
-        bodyLength = ParseDec32(digits.Data());
-        bodyRead = 0;
-      } else if (SameNoCase(name, "Proxy-Authenticate") && StartsWithNoCase(value, scheme)) {
+      if (!ReadBodyHeader(name, value) && SameNoCase(name, "Proxy-Authenticate") &&
+          StartsWithNoCase(value, scheme)) {
         // Of several challenges of the scheme the last one counts.
         const std::string_view rest = value.substr(scheme.size());
         replyBytes.Assign(rest.starts_with(' ') ? rest.substr(1) : rest);
-      } else if (SameNoCase(name, "Transfer-Encoding") && SameNoCase(value, "chunked")) {
-        chunked = 1;
       }
       break;
     }
@@ -282,7 +288,7 @@ int FirewallTunnel::AuthTokenLine(int) {
     phase = lpBody;
     if (bodyLength > 0) {
       // A body of known length comes raw: its lines need not end in CRLF.
-      owner.SetLineTerminator(nullptr, 0);
+      owner.SetWireTerminator(nullptr, 0);
       break;
     }
     lineText.Clear();
@@ -296,7 +302,7 @@ int FirewallTunnel::AuthTokenLine(int) {
       phase = lpTokenChunk;
       return errNone;
     }
-    owner.SetLineTerminator("\r\n", 2);
+    owner.SetWireTerminator("\r\n", 2);
     SendAuthToken(replyBytes.Data());
     return errNone;
   case lpTokenStatus:
@@ -312,11 +318,7 @@ int FirewallTunnel::AuthTokenLine(int) {
     }
     break;
   case lpTokenChunk:
-    if (!lineText.IsEmpty()) {
-      bodyLength = ParseHex32(lineText.Data());
-      bodyRead = 0;
-      phase = lpBody;
-    }
+    if (ReadChunkSize()) phase = lpBody;
     break;
   default:
     break;

@@ -109,6 +109,11 @@ private:
   void SplitStatus(int& code, const char*& reason);
   // Header line: name and value, split at the first ':' outside quotes. False for the empty line.
   bool SplitHeader(std::string_view& name, std::string_view& value);
+  // Content-Length or Transfer-Encoding of a challenge, taken into the body counters; false for
+  // any other header.
+  bool ReadBodyHeader(std::string_view name, std::string_view value);
+  // A chunk size line sets the body counters; false for an empty line.
+  bool ReadChunkSize();
   void SendDigestAnswer();
   void SendAuthToken(const char* challenge);
   void SendTokenRequest(const char* scheme, const BufStrBase& token);

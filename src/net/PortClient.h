@@ -68,6 +68,9 @@ public:
   int SetAcceptData(bool value);
   // Record terminator; length 0 delivers data as it comes.
   int SetLineTerminator(const char* bytes, int length);
+  // The terminator of the socket's own buffer, which under TLS carries the raw stream: a tunnel
+  // reads its proxy's lines there before the channel starts.
+  int SetWireTerminator(const char* bytes, int length);
   // Stores the text and resolves it; 101 while a socket exists. A failed lookup returns the
   // socket error (11001...) and leaves the text stored. With a firewall type set the text is
   // only stored: the tunnel names it to the firewall.
@@ -105,7 +108,7 @@ public:
   int32_t maxReceiveDataTime = 0; // milliseconds one read event may run; 0 no limit
   bool closePending = false;      // a close came while the read path ran
   bool tcpNoDelay = false;
-  bool sendMore = false;               // the caller's next send continues this one: sends hold back
+  bool sendMore = false;              // the caller's next send continues this one: sends hold back
   int64_t maxTransferRate = 0;        // bytes per second that sending may reach; below 1 no limit
   int64_t sentInWindow = 0;           // bytes sent since rateWindowStart
   int64_t rateWindowStart = 0;        // WallClockMillis of the rate window's start

@@ -34,7 +34,8 @@ int PortClient::PortConnect(int connect) {
     tunnel.firewallType = fwNone;
     tunnel.firewallPort = 0;
     tunnel.firewallAddress = 0;
-    if (remoteAddress == 0 && !remoteHost.IsEmpty()) SetRemoteHost(remoteHost.Data());
+    // The address may be an earlier host's: with a firewall set, a new host is only stored.
+    if (!remoteHost.IsEmpty()) SetRemoteHost(remoteHost.Data());
   }
   const bool viaFirewall = tunnel.firewallType != fwNone;
   const uint32_t targetAddress = viaFirewall ? tunnel.firewallAddress : remoteAddress;

@@ -128,12 +128,24 @@ int PortClient::SetAcceptData(bool value) {
   return errNone;
 }
 
+namespace {
+int SetTerminatorOf(LineBuffer& buffer, const char* bytes, int length) {
+  return buffer.SetTerminator(bytes, length > 0 ? static_cast<uint32_t>(length) : 0) != errNone
+             ? errOutOfMemory
+             : errNone;
+}
+} // namespace
+
 int PortClient::SetLineTerminator(const char* bytes, int length) {
   ClearLastError();
-  if (RecordBuffer().SetTerminator(bytes, length > 0 ? static_cast<uint32_t>(length) : 0) !=
-      errNone)
-    return errOutOfMemory;
+  if (SetTerminatorOf(RecordBuffer(), bytes, length) != errNone) return errOutOfMemory;
   // What is buffered is cut again by the new rule.
+  if (connected) PostReadEvent();
+  return errNone;
+}
+
+int PortClient::SetWireTerminator(const char* bytes, int length) {
+  if (SetTerminatorOf(lineBuffer, bytes, length) != errNone) return errOutOfMemory;
   if (connected) PostReadEvent();
   return errNone;
 }

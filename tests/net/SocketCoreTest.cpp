@@ -1,6 +1,6 @@
 // The socket layer and the wait loop: error numbers, deadlines and their units, the close and
-// quit messages, delivery to other objects of the thread, a change of thread, local addresses
-// and the Config keys that clamp or act on others.
+// quit messages, delivery to other objects of the thread, a change of thread, and local
+// addresses.
 #include "PortHarness.h"
 
 #include "frame/Errors.h"
@@ -25,12 +25,6 @@ namespace {
 
 using ::testing::ElementsAre;
 using ::testing::IsEmpty;
-
-std::string ConfigGet(ComponentCore& core, const char* name) {
-  const char* result = "";
-  core.ConfigText(name, &result);
-  return result;
-}
 
 // Every row of both tables against the Windows socket numbers.
 TEST(SocketErrorTest, ErrnoAndResolverCodesBecomeWindowsNumbers) {
@@ -207,19 +201,6 @@ TEST(LocalHostTest, AddressTextOrTheMachinesName) {
   EXPECT_EQ(core.localAddress6.scopeId, 3u);
   EXPECT_EQ(core.localAddress6.address[15], 1);
   EXPECT_EQ(std::string(core.GetLocalHost()).substr(0, 3), "::1");
-}
-
-TEST(SocketConfigTest, KeysThatClampOrActOnOthers) {
-  TestPort port(true);
-  ASSERT_EQ(port.ConfigText("MaxLineLength=70000", nullptr), 0);
-  EXPECT_EQ(ConfigGet(port, "MaxLineLength"), "65536");
-  ASSERT_EQ(port.ConfigText("MaxLineLength=0", nullptr), 0);
-  EXPECT_EQ(ConfigGet(port, "MaxLineLength"), "1");
-  ASSERT_EQ(port.ConfigText("KeepAliveTime=1000", nullptr), 0);
-  EXPECT_EQ(ConfigGet(port, "TCPKeepAlive"), "1"); // a time turns keep-alive on
-  EXPECT_EQ(ConfigGet(port, "SocketHandle"), "4294967295");
-  EXPECT_EQ(port.ConfigText("SocketHandle=5", nullptr), errUnknownConfig);
-  EXPECT_STREQ(port.LastErrorText(), "Unknown config setting.");
 }
 
 } // namespace

@@ -1,8 +1,6 @@
 // The proxy settings of the environment turned into the three values, the proxy list taken apart
-// for a scheme and for SOCKS, the override test over patterns, FirewallAutoDetect and
-// ProxyAutoDetect.
-#include "PortHarness.h"
-
+// for a scheme and for SOCKS, the override test over patterns, and ProxyAutoDetect. Where the
+// automatic settings lead a query: tests/http/ProxyLiveTest.cpp.
 #include "http/SystemProxy.h"
 #include "odata/QuillonCore.h"
 
@@ -121,28 +119,6 @@ TEST(SystemProxyTest, TheOverrideListDecidesWhichTargetsBypassTheProxy) {
   EXPECT_TRUE(BypassesProxy("db.internal", 80, "http"));
   EXPECT_TRUE(BypassesProxy("outside", 8443, nullptr));
   EXPECT_FALSE(BypassesProxy("outside", 80, "http"));
-}
-
-TEST(SystemProxyTest, FirewallAutoDetectTakesTheSocksServerOfTheEnvironment) {
-  ProxyEnvironment environment("all_proxy=socks4://ann:pw@127.0.0.1:1081;no_proxy=localhost");
-  TestPort port(true);
-  const char* result = nullptr;
-  port.ConfigText("FirewallPort=99", nullptr);
-  ASSERT_EQ(port.ConfigText("FirewallAutoDetect=True", &result), 0);
-  EXPECT_EQ(port.tunnel.firewallType, 2);
-  port.ConfigText("FirewallHost", &result);
-  EXPECT_STREQ(result, "127.0.0.1");
-  EXPECT_EQ(port.tunnel.firewallPort, 1081);
-  EXPECT_EQ(port.tunnel.firewallUser.View(), "ann");
-  // A target on the override list connects directly, and its refusal is reported plainly.
-  port.SetRemoteHost("localhost");
-  port.SetRemotePort(1);
-  EXPECT_EQ(port.ConnectAndWait(), 10061);
-  EXPECT_EQ(port.tunnel.firewallType, 0);
-  // Off forgets the server.
-  port.ConfigText("FirewallAutoDetect=False", nullptr);
-  port.ConfigText("FirewallHost", &result);
-  EXPECT_STREQ(result, "");
 }
 
 TEST(SystemProxyTest, ProxyAutoDetectTakesTheProxyOfTheCurrentScheme) {
