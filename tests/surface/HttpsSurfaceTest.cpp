@@ -153,31 +153,6 @@ TEST_F(HttpsSurface, OneKeptConnectionCarriesEveryKindOfBodyAndIsRecordedPlain) 
   EXPECT_EQ(text.find("\\027\\003"), std::string::npos);
 }
 
-// Through a CONNECT tunnel and a SOCKS 5 tunnel the channel reaches the target, and the
-// certificate is checked against the target's name, not the firewall's.
-TEST_F(HttpsSurface, ThroughTunnelsTheTargetNameIsChecked) {
-  struct Row {
-    const char* peer;
-    int type;
-  };
-  for (const Row& row : {Row{"tinyproxy", 1}, Row{"microsocks", 3}}) {
-    Quillon tunnelled;
-    HttpsEvents seen;
-    tunnelled.SetEventHandler(&seen);
-    for (const std::string& setting :
-         {"FirewallType=" + std::to_string(row.type), "FirewallHost=" + PeerValue(row.peer, "HOST"),
-          "FirewallPort=" + PeerValue(row.peer, "PORT"),
-          "FirewallUser=" + PeerValue(row.peer, "USER"),
-          "FirewallPassword=" + PeerValue(row.peer, "PASSWORD")})
-      ASSERT_EQ(tunnelled.Config(setting), 0) << row.peer << " " << setting;
-    tunnelled.SetServiceRootURI(PeerValue("nginx", "HTTPS_LOCALHOST_URL") + "/odata/");
-    tunnelled.SetResourcePath("Items");
-    EXPECT_EQ(tunnelled.QueryService(), 0) << row.peer << ": " << tunnelled.ErrorDescription();
-    EXPECT_EQ(seen.judged, std::vector<std::string>{"OK (accept)"}) << row.peer;
-    EXPECT_EQ(tunnelled.EntryCount(), 200) << row.peer;
-  }
-}
-
 TEST_F(HttpsSurface, ClientCertificateOfTheSettingsReachesTheServer) {
   const std::string root = PeerValue("nginx_client_cert", "HTTPS_URL") + "/odata/";
   const std::string pemFile = ::testing::TempDir() + "client-key-and-cert.pem";
