@@ -13,6 +13,7 @@
 //   bench_HttpTransfer            everything, under a minute
 //   bench_HttpTransfer put query  the parts named
 #include "FeedGenerator.h"
+#include "TransferTiming.h"
 #include "http/HttpClient.h"
 #include "odata/QuillonCore.h"
 
@@ -34,24 +35,18 @@
 namespace {
 
 namespace fs = std::filesystem;
-using Clock = std::chrono::steady_clock;
 using quillon::HttpClient;
 using quillon::QuillonCore;
+using quillon::bench::Clock;
+using quillon::bench::Median;
+using quillon::bench::Seconds;
+using quillon::bench::TimeCommand;
 
 constexpr long kBigBytes = 64L << 20;
 constexpr int kSmallGets = 2000;
 constexpr int kPuts = 500;
 constexpr int kFeedEntries = 10000;
 constexpr int kRuns = 3;
-
-double Seconds(Clock::time_point since) {
-  return std::chrono::duration<double>(Clock::now() - since).count();
-}
-
-double Median(std::vector<double> values) {
-  std::sort(values.begin(), values.end());
-  return values[values.size() / 2];
-}
 
 int FreePort() {
   const int s = ::socket(AF_INET, SOCK_STREAM, 0);
@@ -89,15 +84,7 @@ struct Nginx {
         << "  client_body_temp_path " << (dir / "body").string() << ";\n"
         << "  server { listen 127.0.0.1:" << port << "; root " << (dir / "www").string() << ";\n"
         << "    location /put/ { dav_methods PUT; } } }\n";
-    {
-      std::ofstream big(dir / "www" / "big.bin", std::ios::binary);
-      std::string block(1 << 20, '\0');
-      for (long i = 0; i < kBigBytes >> 20; ++i) {
-        for (size_t j = 0; j < block.size(); ++j)
-          block[j] = static_cast<char>((i * 131 + j * 7) & 0xFF);
-        big.write(block.data(), static_cast<std::streamsize>(block.size()));
-      }
-    }
+    quillon::bench::WritePatternFile((dir / "www" / "big.bin").string(), kBigBytes >> 20);
     std::ofstream(dir / "www" / "small.txt") << std::string(100, 's');
     quillon::bench::WriteFeedFile((dir / "www" / "feed.xml").string(), kFeedEntries);
     const std::string command = "nginx -p " + dir.string() + " -c " +
@@ -113,12 +100,6 @@ struct Nginx {
     fs::remove_all(dir, ignored);
   }
 };
-
-double TimeCommand(const std::string& command) {
-  const auto start = Clock::now();
-  if (std::system(command.c_str()) != 0) return -1;
-  return Seconds(start);
-}
 
 // Runs `work` in a child process; the child's seconds and its peak memory in KiB.
 std::pair<double, long> InChild(const std::function<double()>& work) {

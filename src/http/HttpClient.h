@@ -350,6 +350,18 @@ public:
   uint32_t headLineLength = 0; // MaxLineLength while a raw body uses the larger buffer; 0 else
 
 private:
+  // Before a TLS connection (SecureTarget.cpp): the name the certificate is checked against and
+  // the client certificate of the SSLCert settings. 0 or an error code.
+  int PrepareSecureChannel();
+  // Hands a newly chosen client certificate to the channel, dropping a connection that went up
+  // with the previous one. 0, 271 or 200.
+  int TakeChosenCertificate();
+  // Closes the kept connection of an earlier exchange while this one is under way: its close
+  // ends nothing of the response now awaited.
+  void DropEarlierConnection();
+  BufStr presentedCertificate;  // DER of the certificate handed to the channel; empty none
+  bool droppingEarlier = false; // a connection of an earlier exchange is going
+
   // The connection of ComposeRequest: direct, plain proxy or tunnel; `absolute` tells whether
   // the request line carries the scheme and the host. 0 or an error code.
   int SelectConnection(bool& absolute);

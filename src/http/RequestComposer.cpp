@@ -72,12 +72,12 @@ int HttpClient::UseProxyTunnel() {
 }
 
 int HttpClient::SetTarget(const BufStrBase& host, int port) {
-  if (socketHandle != platform::kInvalidSocket && !IsConnected()) Disconnect();
+  if (socketHandle != platform::kInvalidSocket && !IsConnected()) DropEarlierConnection();
   if (IsConnected()) {
     const bool sameHost =
         SameNoCase(remoteHost.View(), host.View()) || SameNoCase(GetRemoteHost(), host.View());
     if (sameHost && remotePort == port) return errNone;
-    Disconnect();
+    DropEarlierConnection();
   }
   if (int rc = SetRemoteHost(host.Data()); rc != errNone) return DescribeError(rc);
   return SetRemotePort(port);
@@ -137,6 +137,7 @@ int HttpClient::ComposeRequest(const char* method, int finish) {
 
   bool absolute = false;
   if (int rc = SelectConnection(absolute); rc != errNone) return rc;
+  if (int rc = PrepareSecureChannel(); rc != errNone) return rc;
   if (!IsConnected()) {
     if (GetTimeout() < 0) {
       if (socketHandle != platform::kInvalidSocket) return errNone;

@@ -114,6 +114,10 @@ void HttpClient::EndResponse() {
 }
 
 void HttpClient::OnDisconnected(int status) {
+  if (droppingEarlier) {
+    TransferPort::OnDisconnected(status);
+    return;
+  }
   if (!ResponseDone && !endingResponse && !IsRedirectResponse()) {
     const bool framedBody = (ResponseState == rsReadingBody && ResponseContentLength >= 0 &&
                              BytesTransferred < ResponseContentLength) ||
@@ -124,6 +128,12 @@ void HttpClient::OnDisconnected(int status) {
   }
   EndResponse();
   TransferPort::OnDisconnected(status);
+}
+
+void HttpClient::DropEarlierConnection() {
+  droppingEarlier = true;
+  Disconnect();
+  droppingEarlier = false;
 }
 
 } // namespace quillon

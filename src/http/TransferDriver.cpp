@@ -121,7 +121,11 @@ int HttpClient::RunAction(int action) {
   CurrentAction = static_cast<uint8_t>(action);
   // A close that the server sent while the connection was idle is taken in now, without
   // waiting, so that the request below connects anew instead of writing into a dead socket.
-  if (KeepAlive && IsConnected()) WaitStep(0, windowHandle);
+  if (KeepAlive && IsConnected()) {
+    droppingEarlier = true;
+    WaitStep(0, windowHandle);
+    droppingEarlier = false;
+  }
   int rc = DispatchAction(action);
 
   BufStr saved;

@@ -31,6 +31,7 @@ struct TlsContextImpl {
   bool established = false;           // the first handshake has ended
   bool helloRequested = false;        // a hello request came after the handshake
   bool alertPending = false;          // the write BIO holds a refusal of renegotiation
+  char serverName[256] = {}; // the name the context was made for; an address goes without SNI
   unsigned char binding[32 + EVP_MAX_MD_SIZE] = {};
   int bindingLength = 0;
 };

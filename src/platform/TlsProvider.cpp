@@ -48,8 +48,7 @@ int KeepSession(SSL* ssl, SSL_SESSION* session) {
   TlsCredentials* credentials = impl->credentials;
   if (credentials->session) SSL_SESSION_free(credentials->session);
   credentials->session = session;
-  const char* host = SSL_get_servername(ssl, TLSEXT_NAMETYPE_host_name);
-  std::snprintf(credentials->sessionHost, sizeof credentials->sessionHost, "%s", host ? host : "");
+  std::snprintf(credentials->sessionHost, sizeof credentials->sessionHost, "%s", impl->serverName);
   return 1; // the session is ours now
 }
 
@@ -221,6 +220,7 @@ TlsContext* TlsContext::Create(TlsCredentials& credentials, const char* serverNa
   SSL_set_msg_callback(impl->ssl, WatchMessages);
   SSL_set_msg_callback_arg(impl->ssl, impl);
   SSL_set_connect_state(impl->ssl);
+  std::snprintf(impl->serverName, sizeof impl->serverName, "%s", serverName ? serverName : "");
   const bool isAddress = serverName && IsAddressText(serverName);
   if (serverName && *serverName && !isAddress) SSL_set_tlsext_host_name(impl->ssl, serverName);
   if (alpn && alpnLength > 0)

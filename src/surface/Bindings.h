@@ -1,6 +1,5 @@
 // The bindings that most rows share: a text or number field of the engine, read as it stands and
-// written directly or through the engine's setter, and the refusal of a property whose engine
-// this build does not have yet.
+// written directly or through the engine's setter.
 #pragma once
 
 #include "surface/ControlSurface.h"
@@ -44,18 +43,5 @@ template <auto Member>
 constexpr Binding NumberField{&GetNumberField<Member>, &SetNumberField<Member>};
 template <auto Member, int (HttpClient::*Setter)(int)>
 constexpr Binding NumberVia{&GetNumberField<Member>, &SetNumberVia<Setter>};
-
-// The engines that some properties wait for, and what a host is told meanwhile.
-inline constexpr char kNoSecureChannel[] =
-    "This build has no secure channel yet: there is no server certificate.";
-
-template <const char* Text> int RefuseGet(QuillonCore& core, int, PropertyValue&) {
-  return core.Fail(errNotInBuild, Text);
-}
-template <const char* Text> int RefuseSet(QuillonCore& core, int, const PropertyValue&) {
-  return core.Fail(errNotInBuild, Text);
-}
-// Reads and writes fail with 10043 and `Text`; no value is made up.
-template <const char* Text> constexpr Binding Refused{&RefuseGet<Text>, &RefuseSet<Text>};
 
 } // namespace quillon

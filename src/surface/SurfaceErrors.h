@@ -1,5 +1,5 @@
 // Failures of the control surface itself, numbered as a host of the dispatch interface sees them
-// (failure value 0x800A0000 | n), and the refusal of a member whose engine this build lacks.
+// (failure value 0x800A0000 | n).
 #pragma once
 
 namespace quillon {
@@ -10,7 +10,6 @@ enum SurfaceError : int {
   errReadOnly = 383,        // "Property is read-only."
   errDesignTime = 394,      // "Property is runtime only (no supported in design time)."
   errUnknownMember = 438,   // a property name that the component does not have
-  errNotInBuild = 10043,    // the member's engine is not part of this build yet
 };
 
 } // namespace quillon

@@ -135,26 +135,6 @@ int SecurePort::OnSocketClosed() {
   return PortClient::OnSocketClosed();
 }
 
-int SecurePort::SetAcceptServerCert(const char* text, int length) {
-  acceptServerCert.Clear();
-  if (!text || length <= 0) return errNone;
-  BufStr decoded;
-  decoded.Assign(text, length);
-  // PEM: the base64 between the markers; otherwise the text is base64 of the DER bytes.
-  const int begin = decoded.Find("-----BEGIN");
-  if (begin >= 0) {
-    const int bodyStart = decoded.Find("-----", begin + 10);
-    const int end = decoded.Find("-----END", begin + 10);
-    if (bodyStart < 0 || end < 0) return Fail(errServerCertificate, "Invalid certificate.");
-    decoded.Mid(bodyStart + 5, end);
-  }
-  Base64Decode(decoded, false);
-  if (!platform::CertificateParses(reinterpret_cast<const unsigned char*>(decoded.Data()),
-                                   decoded.Length()))
-    return Fail(errServerCertificate, "Invalid certificate.");
-  return acceptServerCert.Assign(decoded);
-}
-
 int SecurePort::SetClientCertificate(const char* pkcs12, int length) {
   if (!pkcs12 || length <= 0) {
     clientCertificate.Clear();

@@ -89,8 +89,6 @@ public:
   int LastSentCount() const {
     return secureEnabled && recordOutProtected ? secureSendCount : lastSendCount;
   }
-  // The certificate that is accepted without a check: PEM text or base64 of DER; "" clears.
-  int SetAcceptServerCert(const char* text, int length);
   // The client certificate and its key, as DER PKCS#12 with an empty password; none clears.
   int SetClientCertificate(const char* pkcs12, int length);
   void* SecurityContextHandle() override { return contextHandle; }
@@ -109,7 +107,6 @@ public:
   bool gracefullyShutDownSSL = false;  // GracefullyShutDownSSL: read by SecureShutdown only
   BufStr alpnList;                     // ALPNExtension: comma-separated protocol names
   BufStr clientCertificate;            // DER PKCS#12 of the client certificate; empty none
-  BufStr acceptServerCert;             // DER of the certificate accepted as it is; empty none
   BufStr serverName;                   // the host name the certificate is checked against
 
   // Channel state

@@ -87,6 +87,8 @@ int SecurePort::DecryptStep() {
     return 0;
   }
   }
+  // The script and the log hold the plain bytes; cipher text is never recorded.
+  if (plainLength > 0) RecordTraffic(1, plain, plainLength, nullptr, 0);
   const platform::TlsContext* context = contextHandle;
   const uint32_t serial = socketSerial;
   // Delivery runs host code; a nested read must not enter these buffers meanwhile.
@@ -167,6 +169,7 @@ int SecurePort::SecureSend(const char* bytes, int length, int flags) {
     const int n = length < sendChunkSize ? length : sendChunkSize;
     std::memcpy(sendBuffer + streamHeaderSize, bytes, static_cast<size_t>(n));
     secureSendCount += n;
+    RecordTraffic(0, bytes, n, nullptr, 0);
     int sealedLength = 0;
     const int32_t status = contextHandle->Encrypt(
         sendBuffer, streamHeaderSize, n, streamHeaderSize + streamMaxMessage + streamTrailerSize,

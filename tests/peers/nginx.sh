@@ -3,6 +3,8 @@
 # chunked and slow bodies the HTTP tests read. The paths are listed in tests/peers/README.md.
 #
 #   tests/peers/nginx.sh start DIR    prints the http:// URL; DIR/peer.env has the keys
+#   tests/peers/nginx.sh start DIR --verify-client    HTTPS demands a client certificate of the
+#                                                     test CA (400 without one)
 #   tests/peers/nginx.sh stop DIR
 source "$(dirname "$0")/common.sh"
 
@@ -24,6 +26,14 @@ cp "$files/metadata.xml" "$files/service.xml" "$files/error.xml" "$www/"
 : >"$www/empty.txt"
 [ -d "$corpus" ] || corpus="$www/no-corpus"
 mkdir -p "$www/no-corpus"
+
+verify_lines=""
+for option in "${peer_args[@]}"; do
+  case "$option" in
+  --verify-client) verify_lines="ssl_client_certificate $certs/ca.pem; ssl_verify_client on;" ;;
+  *) peer_fail "unknown option $option" ;;
+  esac
+done
 
 user_line=""
 [ "$(id -u)" -eq 0 ] && user_line="user root root;"
@@ -83,6 +93,7 @@ http {
     ssl_certificate $certs/server-chain.pem;
     ssl_certificate_key $certs/key.key;
     ssl_protocols TLSv1.2 TLSv1.3;
+    $verify_lines
 
     location / { }
     location /feeds/ {

@@ -124,7 +124,7 @@ TEST_F(SecureChannelTest, AcceptedCertificateBytesSkipTheEventAndTheChainAddsPem
   ASSERT_TRUE(self.Ready()) << self.Log();
   TlsPort port;
   const std::string pem = FileText(CertFile("SELF_SIGNED_CERT"));
-  ASSERT_EQ(port.SetAcceptServerCert(pem.data(), static_cast<int>(pem.size())), 0);
+  ASSERT_EQ(port.SecurePort::certificates.SetAcceptServerCertEncoded(pem), 0);
   EXPECT_EQ(port.Connect(self.Port()), 0) << port.LastErrorText();
   EXPECT_THAT(port.log, ElementsAre("Connected(0, OK)"));
   port.Disconnect();
