@@ -3,6 +3,7 @@
 // chunked and gzip bodies and its session script, and a client certificate that nginx demands,
 // taken from the SSLCert settings.
 #include "support/Corpus.h"
+#include "support/LiveHost.h"
 #include "support/Peers.h"
 
 #include <quillon/Quillon.h>
@@ -21,39 +22,11 @@ namespace {
 using test::FileText;
 using test::PeerValue;
 
-struct HttpsEvents : QuillonEvents {
-  void Connected(int, const std::string&) override { ++connections; }
-  void Error(int code, const std::string& text) override {
-    errors += std::to_string(code) + " " + text + ";";
-  }
-  void Header(const std::string& field, const std::string& value) override {
-    headers += field + ": " + value + "\n";
-  }
-  void SSLServerAuthentication(const std::string& cert, const std::string&, const std::string&,
-                               const std::string& status, bool& accept) override {
-    judged.push_back(status + (accept ? " (accept)" : " (refuse)"));
-    certificate = cert;
-    if (flip) accept = !accept;
-  }
-  int connections = 0;
-  bool flip = false;
-  std::string headers, certificate, errors;
-  std::vector<std::string> judged;
-};
-
-class HttpsSurface : public ::testing::Test {
+class HttpsSurface : public ::testing::Test, public test::LiveHost {
 protected:
   static void SetUpTestSuite() {
     ::setenv("SSL_CERT_FILE", PeerValue("certs", "CA_FILE").c_str(), 1);
   }
-  HttpsSurface() { q.SetEventHandler(&events); }
-  int Query(const std::string& root, const std::string& path) {
-    q.SetServiceRootURI(root);
-    q.SetResourcePath(path);
-    return q.QueryService();
-  }
-  Quillon q;
-  HttpsEvents events;
 };
 
 TEST_F(HttpsSurface, ServerCertificateIsJudgedByNameAndTrust) {
@@ -86,14 +59,13 @@ TEST_F(HttpsSurface, ServerCertificateIsJudgedByNameAndTrust) {
       {"wrong host, its bytes accepted", wrongHost, wrongPem, false, 0, {}},
   };
   for (const Row& row : rows) {
-    Quillon fresh;
-    HttpsEvents seen;
+    test::LiveHost host;
+    Quillon& fresh = host.q;
+    test::LiveEvents& seen = host.events;
     seen.flip = row.flip;
-    fresh.SetEventHandler(&seen);
     ASSERT_EQ(fresh.SetSSLAcceptServerCertEncoded(row.acceptPem), 0) << row.name;
-    fresh.SetServiceRootURI(row.root);
-    fresh.SetResourcePath("Items");
-    EXPECT_EQ(fresh.QueryService(), row.result) << row.name << ": " << fresh.ErrorDescription();
+    EXPECT_EQ(host.Query(row.root, "Items"), row.result)
+        << row.name << ": " << fresh.ErrorDescription();
     EXPECT_EQ(seen.judged, row.judged) << row.name;
     EXPECT_EQ(seen.errors, row.root == wrongHost && row.acceptPem.empty() ? nameError : "")
         << row.name;
@@ -114,8 +86,7 @@ TEST_F(HttpsSurface, ServerCertificateIsJudgedByNameAndTrust) {
 TEST_F(HttpsSurface, OneKeptConnectionCarriesEveryKindOfBodyAndIsRecordedPlain) {
   const std::string https = PeerValue("nginx", "HTTPS_URL");
   const std::string script = ::testing::TempDir() + "https-session.exp";
-  ASSERT_EQ(q.Config("KeepAlive=true"), 0);
-  ASSERT_EQ(q.Config("RecordToFile=" + script), 0);
+  ASSERT_TRUE(Set("KeepAlive=true;RecordToFile=" + script));
   struct Row {
     const char* name;
     std::string root;
@@ -133,7 +104,7 @@ TEST_F(HttpsSurface, OneKeptConnectionCarriesEveryKindOfBodyAndIsRecordedPlain) 
   };
   for (const Row& row : rows) {
     events.headers.clear();
-    ASSERT_EQ(q.Config(std::string("AllowHTTPCompression=") + (row.compression ? "1" : "0")), 0);
+    ASSERT_TRUE(Set(std::string("AllowHTTPCompression=") + (row.compression ? "1" : "0")));
     q.SetServiceRootURI(row.root);
     q.SetResourcePath(row.path);
     const int rc = *row.path ? q.QueryService() : q.GetSchema();
