@@ -1,6 +1,6 @@
 // The HTTP link against real servers on loopback: nginx for static, chunked, gzip and slow
-// bodies, redirects and status pages (its access log shows what arrived), Apache for Basic and
-// Digest, and the sample OData service for every operation of the component.
+// bodies, redirects and status pages, and the sample OData service for every operation of the
+// component. Apache's Basic and Digest are among the sign-on tests.
 #include "frame/Errors.h"
 #include "odata/QuillonCore.h"
 #include "support/Corpus.h"
@@ -105,35 +105,6 @@ TEST(HttpLiveTest, LocalFileAndTheDataLimit) {
   EXPECT_EQ(limited.TransferredData.View(), medium.substr(0, 100));
   EXPECT_EQ(limited.BytesTransferred, static_cast<int64_t>(medium.size()));
   EXPECT_EQ(limited.log.lastPercent, 100);
-}
-
-TEST(HttpLiveTest, ApacheBasicAndDigest) {
-  struct Row {
-    const char* name;
-    int scheme;
-    const char* prefix;
-    bool rightPassword;
-    int code;
-  };
-  const Row rows[] = {
-      {"Basic", authBasic, "BASIC", true, errNone},
-      {"Basic, wrong password", authBasic, "BASIC", false, 151},
-      {"Digest", authDigest, "DIGEST", true, errNone},
-      {"Digest, wrong password", authDigest, "DIGEST", false, 151},
-  };
-  for (const Row& row : rows) {
-    const std::string prefix = row.prefix;
-    LiveClient client;
-    client.SetAuthScheme(row.scheme);
-    client.SetUser(PeerValue("apache", prefix + "_USER"));
-    client.SetPassword(row.rightPassword ? PeerValue("apache", prefix + "_PASSWORD") : "nope");
-    client.PostData.Assign("echo me");
-    client.SetURL((PeerValue("apache", prefix + "_URL") + "echo").c_str(), 0);
-    EXPECT_EQ(client.RunAction(actPost), row.code) << row.name << ": " << client.lastError.Data();
-    EXPECT_EQ(row.code == errNone ? client.TransferredData.View() : client.lastError.View(),
-              row.code == errNone ? "echo me" : "HTTP protocol error. 401 Unauthorized.")
-        << row.name;
-  }
 }
 
 TEST(HttpLiveTest, EveryODataOperationAgainstTheSampleService) {
