@@ -166,6 +166,7 @@ TEST(SignOnLiveTest, ChallengesThatNeverEnd) {
       {"a proxy challenging every answer", true, challenge, true},
   };
   for (const Row& row : rows) {
+    SCOPED_TRACE(row.name);
     const std::string status = row.proxy ? "407 Proxy Authentication Required" : "401 Unauthorized";
     const std::string field = row.proxy ? "Proxy-Authenticate: NTLM " : "WWW-Authenticate: NTLM ";
     const auto answer = [&](const std::string& token) {
@@ -175,29 +176,16 @@ TEST(SignOnLiveTest, ChallengesThatNeverEnd) {
     peer.Expect("GET {*}NTLM TlRMTVNTUAAB{*}\r\n\r\n").Send(answer(row.first));
     peer.Expect("GET {*}\r\n\r\n").Send(answer(challenge));
     peer.Start();
-    QuillonCore core;
-    core.SetTimeout(10, true);
-    if (row.proxy) {
-      core.ProxyServer.Assign(peer.Host());
-      core.ProxyPort = peer.Port();
-      core.SetProxyAuthScheme(authNtlm);
-      core.SetProxyUser("DOM\\user");
-    } else {
-      core.SetAuthScheme(authNtlm);
-      core.SetUser("DOM\\user");
-    }
-    const std::string url =
-        std::string("http://") + peer.Host() + ":" + std::to_string(peer.Port()) + "/";
-    ASSERT_EQ(core.SetURL(url.c_str(), 0), errNone) << row.name;
-    EXPECT_EQ(core.RunAction(actGet), 151) << row.name;
-    EXPECT_EQ(std::string(core.LastErrorText()), "HTTP protocol error. " + status + ".")
-        << row.name;
-    EXPECT_TRUE(peer.Finished()) << row.name;
-    EXPECT_TRUE(peer.Failures().empty())
-        << row.name << ": " << ScriptPeer::Printable(peer.Received());
-    EXPECT_EQ(peer.Connections(), 1) << row.name;
-    EXPECT_EQ(peer.Received().find("NTLM TlRMTVNTUAAD") != std::string::npos, row.answered)
-        << row.name;
+    const std::string port = std::to_string(peer.Port()), proxy = row.proxy ? "Proxy" : "";
+    LiveHost host;
+    ASSERT_TRUE(host.Set("Timeout=10;" + proxy + "AuthScheme=4;" + proxy + "User=DOM\\user" +
+                         (row.proxy ? ";ProxyServer=127.0.0.1;ProxyPort=" + port : "")));
+    EXPECT_EQ(host.q.CustomRequest("GET", "http://127.0.0.1:" + port + "/", ""), 151);
+    EXPECT_EQ(host.q.ErrorDescription(), "HTTP protocol error. " + status + ".");
+    EXPECT_TRUE(peer.Finished());
+    EXPECT_TRUE(peer.Failures().empty()) << ScriptPeer::Printable(peer.Received());
+    EXPECT_EQ(peer.Connections(), 1);
+    EXPECT_EQ(peer.Received().find("NTLM TlRMTVNTUAAD") != std::string::npos, row.answered);
   }
 }
 

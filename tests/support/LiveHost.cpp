@@ -2,6 +2,7 @@
 
 #include "support/Peers.h"
 
+#include <algorithm>
 #include <chrono>
 #include <fstream>
 #include <sstream>
@@ -27,10 +28,10 @@ std::vector<std::string> LoggedLines(const std::string& peer, const std::vector<
     lines.clear();
     std::ifstream file(PeerValue(peer, "ACCESS_LOG"));
     for (std::string line; std::getline(file, line);) {
-      bool all = true;
-      for (const std::string& part : parts)
-        all = all && line.find(part) != std::string::npos;
-      if (all) lines.push_back(line);
+      if (std::all_of(parts.begin(), parts.end(), [&](const std::string& part) {
+            return line.find(part) != std::string::npos;
+          }))
+        lines.push_back(line);
     }
   }
   return lines;
@@ -49,9 +50,8 @@ std::string LogField(const std::string& line, const std::string& name) {
     if (item.empty()) continue;
     const size_t equals = item.find('=');
     const std::string name = item.substr(0, equals);
-    bool property = false;
-    for (const PropertyInfo& info : q.Properties())
-      property = property || (!config && info.name == name);
+    std::string value;
+    const bool property = !config && q.GetProperty(name, value) == 0;
     const int rc = property ? q.SetProperty(name, item.substr(equals + 1)) : q.Config(item);
     if (rc != 0)
       return ::testing::AssertionFailure() << item << ": " << rc << " " << q.ErrorDescription();

@@ -61,8 +61,8 @@ TEST_F(HttpsSurface, ServerCertificateIsJudgedByNameAndTrust) {
   for (const Row& row : rows) {
     test::LiveHost host;
     Quillon& fresh = host.q;
-    test::LiveEvents& seen = host.events;
-    seen.flip = row.flip;
+    const test::LiveEvents& seen = host.events;
+    host.events.flip = row.flip;
     ASSERT_EQ(fresh.SetSSLAcceptServerCertEncoded(row.acceptPem), 0) << row.name;
     EXPECT_EQ(host.Query(row.root, "Items"), row.result)
         << row.name << ": " << fresh.ErrorDescription();
