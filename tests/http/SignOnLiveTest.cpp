@@ -8,6 +8,7 @@
 #include "frame/Text.h"
 #include "odata/QuillonCore.h"
 #include "quillon/Quillon.h"
+#include "support/Corpus.h"
 #include "support/LiveHost.h"
 #include "support/Peers.h"
 #include "support/ScriptPeer.h"
@@ -16,8 +17,6 @@
 
 #include <algorithm>
 #include <cstdlib>
-#include <fstream>
-#include <iterator>
 #include <string>
 #include <unistd.h>
 #include <vector>
@@ -192,8 +191,7 @@ TEST(SignOnLiveTest, ChallengesThatNeverEnd) {
 // An answer on a TLS channel carries the channel's bindings: "tls-server-end-point:" and the
 // SHA-256 of the server's certificate.
 TEST(SignOnLiveTest, AnswerOnTlsCarriesTheChannelBindings) {
-  std::ifstream file(PeerValue("certs", "SERVER_CERT"));
-  std::string pem((std::istreambuf_iterator<char>(file)), std::istreambuf_iterator<char>());
+  const std::string pem = test::FileText(PeerValue("certs", "SERVER_CERT"));
   const size_t begin = pem.find('\n') + 1;
   BufStr der;
   der.Assign(pem.substr(begin, pem.find("-----END") - begin));

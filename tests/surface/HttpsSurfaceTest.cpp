@@ -44,41 +44,34 @@ TEST_F(HttpsSurface, ServerCertificateIsJudgedByNameAndTrust) {
     std::vector<std::string> judged;
   };
   const std::string nameError = "280 error verifying server certificate: 0x800b010f;";
+  // clang-format off
   const Row rows[] = {
       {"trusted by IP", nginx, "", false, 0, {"OK (accept)"}},
-      {"trusted by name",
-       PeerValue("nginx", "HTTPS_LOCALHOST_URL") + "/odata/",
-       "",
-       false,
-       0,
-       {"OK (accept)"}},
+      {"trusted by name", PeerValue("nginx", "HTTPS_LOCALHOST_URL") + "/odata/", "", false, 0, {"OK (accept)"}},
       {"trusted, refused by the host", nginx, "", true, 276, {"OK (accept)"}},
       {"wrong host", wrongHost, "", false, 276, {wrongStatus + " (refuse)"}},
       // s_server's status page is read as a document of no known kind.
       {"wrong host, taken by the host", wrongHost, "", true, 0, {wrongStatus + " (refuse)"}},
       {"wrong host, its bytes accepted", wrongHost, wrongPem, false, 0, {}},
   };
+  // clang-format on
   for (const Row& row : rows) {
+    SCOPED_TRACE(row.name);
     test::LiveHost host;
-    Quillon& fresh = host.q;
-    const test::LiveEvents& seen = host.events;
     host.events.flip = row.flip;
-    ASSERT_EQ(fresh.SetSSLAcceptServerCertEncoded(row.acceptPem), 0) << row.name;
-    EXPECT_EQ(host.Query(row.root, "Items"), row.result)
-        << row.name << ": " << fresh.ErrorDescription();
-    EXPECT_EQ(seen.judged, row.judged) << row.name;
-    EXPECT_EQ(seen.errors, row.root == wrongHost && row.acceptPem.empty() ? nameError : "")
-        << row.name;
+    ASSERT_EQ(host.q.SetSSLAcceptServerCertEncoded(row.acceptPem), 0);
+    EXPECT_EQ(host.Query(row.root, "Items"), row.result) << host.q.ErrorDescription();
+    EXPECT_EQ(host.events.judged, row.judged);
+    EXPECT_EQ(host.events.errors, row.root == wrongHost && row.acceptPem.empty() ? nameError : "");
     if (row.result == 276) {
-      EXPECT_EQ(fresh.ErrorDescription(),
-                "Server certificate verification failed. Connection aborted.")
-          << row.name;
+      EXPECT_EQ(host.q.ErrorDescription(),
+                "Server certificate verification failed. Connection aborted.");
     }
     if (row.judged.empty()) continue;
     // The certificate of the event stays readable after the connection, in both forms.
-    EXPECT_EQ(fresh.SSLServerCertEncoded(), seen.certificate) << row.name;
-    EXPECT_EQ(fresh.SSLServerCertEncodedB(), seen.certificate) << row.name;
-    EXPECT_EQ(seen.certificate.rfind("-----BEGIN CERTIFICATE-----", 0), 0u) << row.name;
+    EXPECT_EQ(host.q.SSLServerCertEncoded(), host.events.certificate);
+    EXPECT_EQ(host.q.SSLServerCertEncodedB(), host.events.certificate);
+    EXPECT_TRUE(host.events.certificate.starts_with("-----BEGIN CERTIFICATE-----"));
   }
 }
 
@@ -103,14 +96,13 @@ TEST_F(HttpsSurface, OneKeptConnectionCarriesEveryKindOfBodyAndIsRecordedPlain) 
       {"gzip", https + "/feeds/", "medium.xml", true, 200, "Content-Encoding: gzip"},
   };
   for (const Row& row : rows) {
+    SCOPED_TRACE(row.name);
     events.headers.clear();
-    ASSERT_TRUE(Set(std::string("AllowHTTPCompression=") + (row.compression ? "1" : "0")));
-    q.SetServiceRootURI(row.root);
-    q.SetResourcePath(row.path);
-    const int rc = *row.path ? q.QueryService() : q.GetSchema();
-    EXPECT_EQ(rc, 0) << row.name << ": " << q.ErrorDescription();
-    EXPECT_NE(events.headers.find(row.header), std::string::npos) << row.name << events.headers;
-    EXPECT_EQ(*row.path ? q.EntryCount() : q.SchemaEntityCount(), row.entries) << row.name;
+    ASSERT_TRUE(Set(std::string("AllowHTTPCompression=") + (row.compression ? "1" : "0") +
+                    ";ServiceRootURI=" + row.root + ";ResourcePath=" + row.path));
+    EXPECT_EQ(*row.path ? q.QueryService() : q.GetSchema(), 0) << q.ErrorDescription();
+    EXPECT_NE(events.headers.find(row.header), std::string::npos) << events.headers;
+    EXPECT_EQ(*row.path ? q.EntryCount() : q.SchemaEntityCount(), row.entries);
   }
   EXPECT_EQ(events.connections, 1);
   EXPECT_EQ(events.judged.size(), 1u);
@@ -132,12 +124,12 @@ TEST_F(HttpsSurface, ClientCertificateOfTheSettingsReachesTheServer) {
   // The user's store "MY": the certificate with its key beside it.
   const std::filesystem::path stores = ::testing::TempDir() + "https-certstores";
   std::filesystem::create_directories(stores / "MY");
-  std::filesystem::copy_file(PeerValue("certs", "CLIENT_CERT"), stores / "MY" / "client.crt",
-                             std::filesystem::copy_options::overwrite_existing);
-  std::filesystem::copy_file(PeerValue("certs", "CLIENT_KEY"), stores / "MY" / "client.key",
-                             std::filesystem::copy_options::overwrite_existing);
+  for (const char* part : {"CERT", "KEY"})
+    std::filesystem::copy_file(PeerValue("certs", std::string("CLIENT_") + part),
+                               stores / "MY" / (*part == 'C' ? "client.crt" : "client.key"),
+                               std::filesystem::copy_options::overwrite_existing);
   ::setenv("QUILLON_CERTSTORE_USER", stores.c_str(), 1);
-  ASSERT_EQ(q.Config("KeepAlive=true"), 0);
+  ASSERT_TRUE(Set("KeepAlive=true"));
   struct Row {
     const char* name;
     CertStoreTypes type;
@@ -147,32 +139,33 @@ TEST_F(HttpsSurface, ClientCertificateOfTheSettingsReachesTheServer) {
     int result;
     int connections; // counted from the first row
   };
+  // clang-format off
   const Row rows[] = {
-      {"PFX file", CertStoreTypes::cstPFXFile, PeerValue("certs", "CLIENT_PFX"), "quillon", "*", 0,
-       1},
-      {"same again, kept", CertStoreTypes::cstPFXFile, PeerValue("certs", "CLIENT_PFX"), "quillon",
-       "*", 0, 1},
+      {"PFX file", CertStoreTypes::cstPFXFile, PeerValue("certs", "CLIENT_PFX"), "quillon", "*", 0, 1},
+      {"same again, kept", CertStoreTypes::cstPFXFile, PeerValue("certs", "CLIENT_PFX"), "quillon", "*", 0, 1},
       {"none: the kept connection goes", CertStoreTypes::cstPFXFile, "", "", "", 151, 2},
       {"PEM key and certificate", CertStoreTypes::cstPEMKeyFile, pemFile, "", "*", 0, 3},
       {"the same from the user's store", CertStoreTypes::cstUser, "MY", "", "quillon-client", 0, 3},
   };
+  // clang-format on
   for (const Row& row : rows) {
-    ASSERT_EQ(q.SetSSLCertStoreType(row.type), 0) << row.name;
-    ASSERT_EQ(q.SetSSLCertStorePassword(row.password), 0) << row.name;
-    ASSERT_EQ(q.SetSSLCertStore(row.store), 0) << row.name << ": " << q.ErrorDescription();
-    ASSERT_EQ(q.SetSSLCertSubject(row.subject), 0) << row.name << ": " << q.ErrorDescription();
+    SCOPED_TRACE(row.name);
+    ASSERT_EQ(q.SetSSLCertStoreType(row.type), 0);
+    ASSERT_EQ(q.SetSSLCertStorePassword(row.password), 0);
+    ASSERT_EQ(q.SetSSLCertStore(row.store), 0) << q.ErrorDescription();
+    ASSERT_EQ(q.SetSSLCertSubject(row.subject), 0) << q.ErrorDescription();
     if (*row.subject) {
-      EXPECT_EQ(q.SSLCertSubject(), "CN=quillon-client") << row.name;
+      EXPECT_EQ(q.SSLCertSubject(), "CN=quillon-client");
     }
-    EXPECT_EQ(Query(root, "Items"), row.result) << row.name << ": " << q.ErrorDescription();
+    EXPECT_EQ(Query(root, "Items"), row.result) << q.ErrorDescription();
     if (row.result != 0) {
-      EXPECT_EQ(q.ErrorDescription(), "HTTP protocol error. 400 Bad Request.") << row.name;
-      EXPECT_NE(q.TransferredData().find("No required SSL certificate was sent"), std::string::npos)
-          << row.name;
+      EXPECT_EQ(q.ErrorDescription(), "HTTP protocol error. 400 Bad Request.");
+      EXPECT_NE(q.TransferredData().find("No required SSL certificate was sent"),
+                std::string::npos);
     } else {
-      EXPECT_EQ(q.EntryCount(), 200) << row.name;
+      EXPECT_EQ(q.EntryCount(), 200);
     }
-    EXPECT_EQ(events.connections, row.connections) << row.name;
+    EXPECT_EQ(events.connections, row.connections);
   }
   ::unsetenv("QUILLON_CERTSTORE_USER");
 }
