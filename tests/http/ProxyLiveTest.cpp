@@ -125,7 +125,8 @@ TEST(ProxyLiveTest, QueryThroughEveryKindOfProxyAndFirewall) {
       {"https, squid", squid, 0, "CONNECT 127.0.0.1:{nginx.HTTPS_PORT} - ", kHttps},
       {"https, squid with Digest", squidDigest + right, 0, "CONNECT 127.0.0.1:{nginx.HTTPS_PORT} proxyuser ", kHttps},
       {"https, tinyproxy", tiny + "ProxyPassword={tinyproxy.PASSWORD}", 0, "", kHttps},
-      {"https, dante", "FirewallType=3;" + dante, 0, "", kHttps},
+      {"https, dante SOCKS 4", "FirewallType=2;" + dante, 0, "", kHttps},
+      {"https, dante SOCKS 5", "FirewallType=3;" + dante, 0, "", kHttps},
   };
   // clang-format on
   setenv("SSL_CERT_FILE", PeerValue("certs", "CA_FILE").c_str(), 1);
