@@ -78,11 +78,14 @@ TEST(ProxyLiveTest, QueryThroughEveryKindOfProxyAndFirewall) {
        "FirewallUser={microsocks.USER};FirewallPassword={microsocks.PASSWORD}", 0, ""},
       {"NTLM tunnel", "ProxySSL=3;ProxyAuthScheme=4;ProxyServer=127.0.0.1;ProxyPort={signon.PROXY_PORT};"
        "ProxyUser={signon.NTLM_DOMAIN}\\{signon.NTLM_USER};ProxyPassword={signon.NTLM_PASSWORD}", 0, "", kSignOn},
+      {"https, NTLM tunnel", "ProxySSL=3;ProxyAuthScheme=4;ProxyServer=127.0.0.1;ProxyPort={signon.PROXY_PORT};"
+       "ProxyUser={signon.NTLM_DOMAIN}\\{signon.NTLM_USER};ProxyPassword={signon.NTLM_PASSWORD}", 0, "", kHttps},
       // TLS runs end to end inside the tunnel; the Digest one reads its proxy's lines first.
       {"https, squid", squid, 0, "CONNECT 127.0.0.1:{nginx.HTTPS_PORT} - ", kHttps},
       {"https, squid with Digest", squidDigest + right, 0, "CONNECT 127.0.0.1:{nginx.HTTPS_PORT} proxyuser ", kHttps},
       {"https, tinyproxy", tiny + "ProxyPassword={tinyproxy.PASSWORD}", 0, "", kHttps},
-      {"https, dante", "FirewallType=3;" + dante, 0, "", kHttps},
+      {"https, dante SOCKS 4", "FirewallType=2;" + dante, 0, "", kHttps},
+      {"https, dante SOCKS 5", "FirewallType=3;" + dante, 0, "", kHttps},
   };
   // clang-format on
   setenv("SSL_CERT_FILE", PeerValue("certs", "CA_FILE").c_str(), 1);

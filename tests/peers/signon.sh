@@ -120,7 +120,8 @@ CustomLog "$peer_dir/access.log" requests
 </LocationMatch>
 <VirtualHost 127.0.0.1:$proxy_port>
   ProxyRequests On
-  AllowCONNECT $port
+  # Any port on loopback, so that TLS targets can be reached through the NTLM tunnel too.
+  AllowCONNECT 1024-65535
   # Keeps an HTTP/1.0 CONNECT's connection for its next leg, as proxies that read
   # Proxy-Connection do.
   RequestHeader set Connection Keep-Alive early
