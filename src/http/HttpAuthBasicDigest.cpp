@@ -24,7 +24,7 @@ int FormBasic(BufStrBase& out, const BufStrBase& user, const BufStrBase& passwor
   return rc;
 }
 
-bool IsTokenScheme(int scheme) {
+bool IsTokenScheme(AuthSchemes scheme) {
   return scheme == authNtlm || scheme == authNegotiate;
 }
 } // namespace
@@ -103,7 +103,7 @@ int HttpClient::SetProxyPassword(std::string_view text) {
 }
 
 int HttpClient::SetAuthScheme(int value) {
-  const uint8_t scheme = static_cast<uint8_t>(value);
+  const auto scheme = static_cast<AuthSchemes>(value & 0xFF);
   ServerToken.Clear();
   // Credentials belong to the scheme they were given for.
   if (scheme != AuthScheme) {
@@ -117,7 +117,7 @@ int HttpClient::SetAuthScheme(int value) {
 }
 
 int HttpClient::SetProxyAuthScheme(int value) {
-  const uint8_t scheme = static_cast<uint8_t>(value);
+  const auto scheme = static_cast<AuthSchemes>(value & 0xFF);
   ProxyServerToken.Clear();
   if (scheme != ProxyAuthScheme) {
     ProxyAuthorization.Clear();

@@ -12,9 +12,10 @@
 
 namespace quillon {
 
-int HttpClient::FormTokenAuthorization(SspiContext& signOn, int scheme, std::string_view host,
-                                       const BufStrBase& serverToken, const BufStrBase& user,
-                                       const BufStrBase& password, BufStrBase& header) {
+int HttpClient::FormTokenAuthorization(SspiContext& signOn, AuthSchemes scheme,
+                                       std::string_view host, const BufStrBase& serverToken,
+                                       const BufStrBase& user, const BufStrBase& password,
+                                       BufStrBase& header) {
   header.Clear();
   const bool negotiate = scheme == authNegotiate;
   const std::string_view package = negotiate ? "Negotiate" : "NTLM";

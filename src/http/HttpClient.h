@@ -11,6 +11,8 @@
 #include "http/SspiContext.h"
 #include "net/TransferPort.h"
 
+#include <quillon/QuillonTypes.h>
+
 #include <cstdint>
 #include <string_view>
 
@@ -26,16 +28,6 @@ enum HttpAction : int {
   actDelete = 6,
 };
 
-enum AuthScheme : uint8_t {
-  authBasic = 0,
-  authDigest = 1,
-  authProprietary = 2,
-  authNone = 3,
-  authNtlm = 4,
-  authNegotiate = 5,
-  authOAuth = 6,
-};
-
 // The seven strings of one cookie in Cookies, in this order.
 enum CookieField : int {
   ckDomain = 0,
@@ -48,7 +40,9 @@ enum CookieField : int {
   ckFieldCount = 7,
 };
 
-enum ProxySSLType : uint8_t { psAutomatic = 0, psAlways = 1, psNever = 2, psTunnel = 3 };
+// The schemes of AuthScheme and ProxyAuthScheme, and the ProxySSL modes, are the public ones.
+using enum AuthSchemes;
+using enum ProxySSLTypes;
 
 // The states of the response reader.
 enum ResponseStateCode : uint8_t {
@@ -185,6 +179,8 @@ public:
   int SetProxyPassword(std::string_view text);
   int SetAuthScheme(int value);      // the low 8 bits are stored
   int SetProxyAuthScheme(int value); // the low 8 bits are stored
+  int SetAuthScheme(AuthSchemes value) { return SetAuthScheme(static_cast<int>(value)); }
+  int SetProxyAuthScheme(AuthSchemes value) { return SetProxyAuthScheme(static_cast<int>(value)); }
   // The caller's own Authorization; AuthScheme becomes authProprietary unless it is that or
   // authOAuth.
   int SetAuthorization(std::string_view text);
@@ -193,7 +189,7 @@ public:
   // Forms `header` ("NTLM ..." or "Negotiate ...") from one step of `signOn`: the first step,
   // which loads the credentials, when `serverToken` is empty. A failure leaves `header` empty
   // and the text in lastError.
-  int FormTokenAuthorization(SspiContext& signOn, int scheme, std::string_view host,
+  int FormTokenAuthorization(SspiContext& signOn, AuthSchemes scheme, std::string_view host,
                              const BufStrBase& serverToken, const BufStrBase& user,
                              const BufStrBase& password, BufStrBase& header);
   // A token made elsewhere: it goes out as "Negotiate " and the text, with no exchange.
@@ -237,9 +233,9 @@ public:
   int32_t DebugTrace = 0;
 
   // The running exchange
-  uint8_t CurrentAction = 0; // the running action; 0 while idle
-  uint8_t AuthScheme = authBasic;
-  uint8_t ProxyAuthScheme = authBasic;
+  uint8_t CurrentAction = 0;          // the running action; 0 while idle
+  AuthSchemes AuthScheme = authBasic; // any of the low 8 bits that a host writes
+  AuthSchemes ProxyAuthScheme = authBasic;
   uint8_t ResponseState = 0;
   int64_t BytesTransferred = 0;
   BufStr TransferredHeaders; // the response head of the latest exchange
@@ -259,7 +255,7 @@ public:
   BufStr20 DefaultScheme;
   BufStr20 SchemeHttp;
   BufStr20 SchemeHttps;
-  uint8_t ProxySSL = psAutomatic;
+  ProxySSLTypes ProxySSL = psAutomatic;
   uint8_t FollowRedirects = 0; // 0 never, 1 always, 2 within the same scheme
   BufStr50 Location;
   BufStr URL;

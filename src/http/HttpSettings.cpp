@@ -127,7 +127,7 @@ int HttpClient::Config(ConfigRequest& request, const char** result) {
   if (EqualsNoCase(name, "Authorization"))
     return get ? ReturnText(result, Authorization) : SetAuthorization(value);
   if (EqualsNoCase(name, "ProxyAuthScheme")) {
-    if (get) return ReturnSigned(result, ProxyAuthScheme);
+    if (get) return ReturnSigned(result, static_cast<int32_t>(ProxyAuthScheme));
     return SetProxyAuthScheme(static_cast<int>(ParseConfigNumber(request.value.Data())));
   }
   if (EqualsNoCase(name, "ProxyUser"))

@@ -40,11 +40,11 @@ int AppendOtherHeaders(BufStrBase& head, std::string_view lines) {
 } // namespace
 
 int HttpClient::SetProxySSL(int value) {
-  if (value < psAutomatic || value > psTunnel)
+  if (value < static_cast<int>(psAutomatic) || value > static_cast<int>(psTunnel))
     return Fail(errProxySslRange, "Value is out of range.");
-  ProxySSL = static_cast<uint8_t>(value);
+  ProxySSL = static_cast<ProxySSLTypes>(value);
   // The tunnel takes the CONNECT type and its port; the proxy's own fills them in on use.
-  tunnel.SetFirewallType(value == psTunnel ? fwTunnel : fwNone);
+  tunnel.SetFirewallType(ProxySSL == psTunnel ? fwTunnel : fwNone);
   return errNone;
 }
 
@@ -53,9 +53,9 @@ int HttpClient::UseProxyTunnel() {
   // credentials), the others answer the proxy's challenge in the tunnel.
   static constexpr uint8_t kTunnelByScheme[] = {fwTunnel,     fwDigestTunnel,    fwNone, fwTunnel,
                                                 fwNtlmTunnel, fwNegotiateTunnel, fwNone};
-  const uint8_t type = ProxyAuthScheme < std::size(kTunnelByScheme)
-                           ? kTunnelByScheme[ProxyAuthScheme]
-                           : uint8_t{fwNone};
+  const auto scheme = static_cast<size_t>(ProxyAuthScheme);
+  const uint8_t type =
+      scheme < std::size(kTunnelByScheme) ? kTunnelByScheme[scheme] : uint8_t{fwNone};
   if (type == fwNone) return Fail(errBadScheme, "Unknown proxy authentication scheme.");
   tunnel.firewallType = type;
   tunnel.firewallPort = ProxyPort;
@@ -87,7 +87,7 @@ int HttpClient::SelectConnection(bool& absolute) {
   const bool bypass = ProxyAutoDetect && BypassesProxy(URLServer.Data(), URLPort, URLScheme.Data());
   if (int rc = tunnel.userAgent.Assign(UserAgent); rc != errNone) return DescribeError(rc);
   const bool proxied = !ProxyServer.IsEmpty() && !bypass;
-  uint8_t effective = ProxySSL;
+  ProxySSLTypes effective = ProxySSL;
   if (proxied && effective == psAutomatic && IsHttps(URLScheme)) effective = psTunnel;
   absolute = proxied && ProxySSL != psTunnel;
 

@@ -15,7 +15,7 @@
 namespace quillon {
 
 namespace {
-bool IsChallengeScheme(uint8_t scheme) {
+bool IsChallengeScheme(AuthSchemes scheme) {
   return scheme == authDigest || scheme == authNtlm || scheme == authNegotiate;
 }
 } // namespace

@@ -20,7 +20,7 @@ int SetTextVia(QuillonCore& core, int, const PropertyValue& in) {
 }
 
 template <auto Member> int GetNumberField(QuillonCore& core, int, PropertyValue& out) {
-  out.number = core.*Member;
+  out.number = static_cast<int64_t>(core.*Member);
   return errNone;
 }
 template <auto Member> int SetNumberField(QuillonCore& core, int, const PropertyValue& in) {

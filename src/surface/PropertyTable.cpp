@@ -105,10 +105,6 @@ constexpr bool IdsFollowTheRows() {
   return true;
 }
 static_assert(kRowCount == 159, "the public table has 159 properties");
-// The public enumerations hand their values to the engine's as they stand.
-static_assert(static_cast<int>(AuthSchemes::authOAuth) == authOAuth &&
-              static_cast<int>(AuthSchemes::authNegotiate) == authNegotiate);
-static_assert(static_cast<int>(ProxySSLTypes::psTunnel) == psTunnel);
 static_assert(IdsFollowTheRows(), "rows stand in the order of their ids, from 1");
 
 // The name index. Names are read eight bytes at a time: a letter folds to lower case by setting

@@ -101,7 +101,7 @@ TEST(HttpAuthTest, SchemeSettersAndTheirEffects) {
   EXPECT_TRUE(core.Authorization.IsEmpty());
   EXPECT_EQ(core.KeepAlive, 1) << "NTLM needs one connection throughout";
   ASSERT_EQ(core.SetAuthScheme(0x1FF), errNone);
-  EXPECT_EQ(core.AuthScheme, 0xFF) << "only the low 8 bits are kept";
+  EXPECT_EQ(static_cast<int>(core.AuthScheme), 0xFF) << "only the low 8 bits are kept";
 
   ASSERT_EQ(core.SetProxyUser("pu"), errNone);
   ASSERT_EQ(core.SetProxyPassword("pp"), errNone);

@@ -127,7 +127,7 @@ TEST(SystemProxyTest, ProxyAutoDetectTakesTheProxyOfTheCurrentScheme) {
     const char* scheme; // of the current URL
     const char* server;
     int port; // 0: DefaultPort
-    int proxySSL;
+    ProxySSLTypes proxySSL;
     int firewallType;
     const char* user;
   } const rows[] = {
