@@ -1,5 +1,7 @@
 // The readers through the public members: the index rule of each family, the writes that change
 // the records, the cursor over the response document, and the Entry events reaching the handler.
+#include "SurfaceSupport.h"
+
 #include <quillon/Quillon.h>
 
 #include <gtest/gtest.h>
@@ -10,16 +12,25 @@
 namespace quillon {
 namespace {
 
-const std::string kFeed = std::string(QUILLON_SOURCE_DIR) + "/examples/products-feed.xml";
+using test::FailureText;
+using test::kProductsFeed;
+
+class EntryLog final : public QuillonEvents {
+public:
+  std::vector<std::string> titles;
+  void Entry(const std::string&, const std::string& title, const std::string&,
+             const std::string&) override {
+    titles.push_back(title);
+  }
+};
 
 class EntrySurface : public ::testing::Test {
 protected:
   Quillon q;
-  void SetUp() override { ASSERT_EQ(q.Config("ReadFile=" + kFeed), 0); }
-  std::string LastError() {
-    std::string text;
-    q.Config("LastError", &text);
-    return text;
+  EntryLog log;
+  void SetUp() override {
+    q.SetEventHandler(&log);
+    ASSERT_EQ(q.Config("ReadFile=" + kProductsFeed), 0);
   }
 };
 
@@ -43,19 +54,18 @@ TEST_F(EntrySurface, IndexesOutsideTheirListFailByFamily) {
       {"SchemaKeys", 0, 28206, "Invalid Index"},
   };
   for (const Row& row : rows) {
-    std::string value = "stale";
-    EXPECT_EQ(q.GetProperty(row.name, row.index, value), 381) << row.name;
-    EXPECT_EQ(q.LastFailure().value, 0x800A017Du) << row.name;
-    EXPECT_EQ(q.LastFailure().helpNumber, row.helpNumber) << row.name;
-    EXPECT_EQ(q.ErrorDescription(), "Invalid array index.") << row.name;
-    EXPECT_EQ(LastError(), row.lastError) << row.name;
+    std::string value = "stale", lastError;
+    EXPECT_EQ(FailureText(q.GetProperty(row.name, row.index, value), q.LastFailure()),
+              "381 0x800A017D " + std::to_string(row.helpNumber) + " Invalid array index.")
+        << row.name;
+    q.Config("LastError", &lastError);
+    EXPECT_EQ(lastError, row.lastError) << row.name;
   }
   // Writes test the index in the engine, with its own code.
-  EXPECT_EQ(q.SetEntryPropertiesValue(6, "x"), 432);
-  EXPECT_EQ(q.ErrorDescription(), "Invalid index (out of bounds).");
-  EXPECT_EQ(q.LastFailure().helpNumber, 28149);
-  EXPECT_EQ(q.SetCookieValue(0, "x"), 156);
-  EXPECT_EQ(q.LastFailure().value, 0x800A4EBDu);
+  EXPECT_EQ(FailureText(q.SetEntryPropertiesValue(6, "x"), q.LastFailure()),
+            "432 0x800A4FD1 28149 Invalid index (out of bounds).");
+  EXPECT_EQ(FailureText(q.SetCookieValue(0, "x"), q.LastFailure()),
+            "156 0x800A4EBD 28135 Invalid cookie index (out of range).");
   EXPECT_EQ(q.EntryPropertiesValue(-1), "");
   EXPECT_EQ(q.LastResult(), 381);
 }
@@ -90,24 +100,11 @@ TEST_F(EntrySurface, CursorMembersReadTheResponseDocument) {
   EXPECT_EQ(q.LastFailure().helpNumber, 28249);
 }
 
-class EntryLog final : public QuillonEvents {
-public:
-  std::vector<std::string> titles;
-  void Entry(const std::string&, const std::string& title, const std::string&,
-             const std::string&) override {
-    titles.push_back(title);
-  }
-};
-
-TEST(EntryEvents, ReachTheHandlerWhileOneIsSet) {
-  Quillon q;
-  EntryLog log;
-  q.SetEventHandler(&log);
-  ASSERT_EQ(q.Config("ReadFile=" + kFeed), 0);
+TEST_F(EntrySurface, EntryEventsReachTheHandlerWhileOneIsSet) {
   EXPECT_EQ(log.titles,
             (std::vector<std::string>{"Walnut desk", "Oak chair", "Café table & two stools"}));
   q.SetEventHandler(nullptr);
-  ASSERT_EQ(q.Config("ReadFile=" + kFeed), 0);
+  ASSERT_EQ(q.Config("ReadFile=" + kProductsFeed), 0);
   EXPECT_EQ(log.titles.size(), 3u);
 }
 
