@@ -6,6 +6,7 @@
 #include <gtest/gtest.h>
 
 #include <string>
+#include <tuple>
 #include <unistd.h>
 
 namespace quillon {
@@ -47,23 +48,22 @@ TEST(ConfigRequest, ParsesNamesIndexesAndValues) {
 }
 
 TEST(ComponentCore, DescribeErrorFillsOnlyAnEmptyText) {
+  const std::tuple<int, bool, const char*> rows[] = {
+      // code, lastError cleared first, the text after
+      {0, false, ""},
+      {10061, false, "[10061] Connection refused"},
+      {10054, false, "[10061] Connection refused"}, // an existing text stays
+      {301, false, "Interrupted."},                 // 301 and 200 always replace
+      {200, false, "Out of memory."},
+      {12345, true, "[12345] (no description available)"},
+      {10066, true, "[10066] Directory not empt"}, // the table's own wording stands
+  };
   ComponentCore core;
-  EXPECT_EQ(core.DescribeError(0), 0);
-  EXPECT_STREQ(core.LastErrorText(), "");
-  EXPECT_EQ(core.DescribeError(10061), 10061);
-  EXPECT_STREQ(core.LastErrorText(), "[10061] Connection refused");
-  EXPECT_EQ(core.DescribeError(10054), 10054); // an existing text stays
-  EXPECT_STREQ(core.LastErrorText(), "[10061] Connection refused");
-  EXPECT_EQ(core.DescribeError(301), 301); // 301 and 200 always replace
-  EXPECT_STREQ(core.LastErrorText(), "Interrupted.");
-  core.DescribeError(200);
-  EXPECT_STREQ(core.LastErrorText(), "Out of memory.");
-  core.ClearLastError();
-  core.DescribeError(12345);
-  EXPECT_STREQ(core.LastErrorText(), "[12345] (no description available)");
-  core.ClearLastError();
-  core.DescribeError(10066); // the table's own wording stands
-  EXPECT_STREQ(core.LastErrorText(), "[10066] Directory not empt");
+  for (const auto& [code, clear, text] : rows) {
+    if (clear) core.ClearLastError();
+    EXPECT_EQ(core.DescribeError(code), code);
+    EXPECT_STREQ(core.LastErrorText(), text) << code;
+  }
 }
 
 TEST(ComponentCore, TrafficLogWritesOneRecordPerCall) {

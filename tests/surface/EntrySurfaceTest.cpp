@@ -1,12 +1,17 @@
 // The readers through the public members: the index rule of each family, the writes that change
-// the records, the cursor over the response document, and the Entry events reaching the handler.
+// the records, flags in and out, the cursor over the response document, the Entry events reaching
+// the handler, and every entry of a large generated feed.
+#include "FeedGenerator.h"
 #include "SurfaceSupport.h"
 
 #include <quillon/Quillon.h>
 
 #include <gtest/gtest.h>
 
+#include <cstdio>
+#include <filesystem>
 #include <string>
+#include <unistd.h>
 #include <vector>
 
 namespace quillon {
@@ -86,6 +91,20 @@ TEST_F(EntrySurface, IndexWritesChangeTheRecords) {
   EXPECT_EQ(q.LastFailure().helpNumber, 28140);
 }
 
+// A flag is true for any number but 0 and for "True" or "yes"; it reads "-1" or "0".
+TEST_F(EntrySurface, FlagsInAndOut) {
+  const std::pair<const char*, bool> rows[] = {{"-1", true},   {"1", true},      {"2", true},
+                                               {"0x10", true}, {"True", true},   {"yes", true},
+                                               {"0", false},   {"false", false}, {"", false}};
+  for (auto [text, flag] : rows) {
+    ASSERT_EQ(q.SetProperty("EntryPropertiesIsNull", 1, text), 0) << text;
+    EXPECT_EQ(q.EntryPropertiesIsNull(1), flag) << text;
+    std::string out;
+    ASSERT_EQ(q.GetProperty("EntryPropertiesIsNull", 1, out), 0) << text;
+    EXPECT_EQ(out, flag ? "-1" : "0") << text;
+  }
+}
+
 TEST_F(EntrySurface, CursorMembersReadTheResponseDocument) {
   ASSERT_EQ(q.SetXPath("/feed/entry[2]/link[2]"), 0);
   EXPECT_TRUE(q.HasXPath("/feed")); // and the cursor stays
@@ -106,6 +125,38 @@ TEST_F(EntrySurface, EntryEventsReachTheHandlerWhileOneIsSet) {
   q.SetEventHandler(nullptr);
   ASSERT_EQ(q.Config("ReadFile=" + kProductsFeed), 0);
   EXPECT_EQ(log.titles.size(), 3u);
+}
+
+// A generated feed of 50,000 entries read end to end through the typed members: counts and
+// indexes are 32-bit, so every entry is reachable.
+TEST(BigFeed, EveryOneOfFiftyThousandEntriesIsReachable) {
+  constexpr int kEntries = 50000;
+  const std::string path = (std::filesystem::temp_directory_path() /
+                            ("quillon-big-feed-" + std::to_string(::getpid()) + ".xml"))
+                               .string();
+  ASSERT_GT(bench::WriteFeedFile(path, kEntries), 0);
+  Quillon q;
+  std::string result;
+  ASSERT_EQ(q.Config("ReadFile=" + path, &result), 0);
+  std::remove(path.c_str());
+  ASSERT_EQ(result, "0");
+  ASSERT_EQ(q.EntryCount(), kEntries);
+  // Every 50th entry by its index, up to the last, and every property of every 1000th.
+  for (int i = 49; i < kEntries; i += 50) {
+    ASSERT_EQ(q.SetEntryIndex(i), 0) << i;
+    const std::string n = std::to_string(i + 1);
+    ASSERT_EQ(q.EntryId(), "https://services.example.com/Catalog.svc/Products(" + n + ")") << i;
+    if (i % 1000 != 999) continue;
+    ASSERT_EQ(q.EntryPropertiesCount(), bench::kPropertiesPerEntry) << i;
+    EXPECT_EQ(q.EntryPropertiesValue(0), n) << i;
+    EXPECT_EQ(q.EntryPropertiesName(1) + "=" + q.EntryPropertiesValue(1), "Name=Milk " + n) << i;
+    EXPECT_TRUE(q.EntryPropertiesIsNull(4)) << i;
+    EXPECT_EQ(q.EntryPropertiesXPath(11),
+              "/feed/entry[" + std::to_string(i + 1) + "]/content/properties/Address/Country")
+        << i;
+  }
+  EXPECT_EQ(q.EntryIndex(), kEntries - 1);
+  EXPECT_EQ(q.SetEntryIndex(kEntries), 432);
 }
 
 } // namespace
