@@ -8,39 +8,33 @@
 #include <string>
 #include <tuple>
 #include <unistd.h>
+#include <utility>
 
 namespace quillon {
 namespace {
 
+// Each row: the text, and then name|value|indexText|index and whether it reads or writes.
 TEST(ConfigRequest, ParsesNamesIndexesAndValues) {
-  struct Row {
-    const char* text;
-    const char* name;
-    const char* value;
-    const char* indexText;
-    int index;
-    bool isGet;
+  const std::pair<const char*, const char*> rows[] = {
+      {"", "|||-1 get"},
+      {"CodePage", "CodePage|||-1 get"},
+      {"Key=", "Key|||-1 set"},
+      {"Cookie[2]", "Cookie||2|2 get"},
+      {"Cookie(2)=x", "Cookie|x|2|2 set"},
+      {"A[ab]", "A||ab|0 get"},
+      {"Url=http://h/?a=1&b=2", "Url|http://h/?a=1&b=2||-1 set"},
+      {"K=  \" keep  inner \"  ", "K| keep  inner ||-1 set"},
+      {"K=\"a\"b\"", "K|a\"b||-1 set"},
+      {"K = v", "K |v||-1 set"},
   };
-  const Row rows[] = {
-      {"", "", "", "", -1, true},
-      {"CodePage", "CodePage", "", "", -1, true},
-      {"Key=", "Key", "", "", -1, false},
-      {"Cookie[2]", "Cookie", "", "2", 2, true},
-      {"Cookie(2)=x", "Cookie", "x", "2", 2, false},
-      {"A[ab]", "A", "", "ab", 0, true},
-      {"Url=http://h/?a=1&b=2", "Url", "http://h/?a=1&b=2", "", -1, false},
-      {"K=  \" keep  inner \"  ", "K", " keep  inner ", "", -1, false},
-      {"K=\"a\"b\"", "K", "a\"b", "", -1, false},
-      {"K = v", "K ", "v", "", -1, false},
-  };
-  for (const Row& row : rows) {
+  for (const auto& [text, parsed] : rows) {
     ConfigRequest request;
-    ASSERT_EQ(request.Parse(row.text), 0);
-    EXPECT_EQ(request.name.View(), row.name) << row.text;
-    EXPECT_EQ(request.value.View(), row.value) << row.text;
-    EXPECT_EQ(request.indexText.View(), row.indexText) << row.text;
-    EXPECT_EQ(request.index, row.index) << row.text;
-    EXPECT_EQ(request.isGet, row.isGet) << row.text;
+    ASSERT_EQ(request.Parse(text), 0);
+    EXPECT_EQ(std::string(request.name.View()) + "|" + std::string(request.value.View()) + "|" +
+                  std::string(request.indexText.View()) + "|" + std::to_string(request.index) +
+                  (request.isGet ? " get" : " set"),
+              parsed)
+        << text;
   }
   ConfigRequest absent;
   absent.Parse(nullptr);
