@@ -42,7 +42,6 @@ template <class T> T FromText(const std::string& text) {
 
 // Each row of the table as the typed members reach it.
 struct TypedRow {
-  int id;
   std::string name;
   std::function<std::string(Quillon&, int)> read;
   std::function<int(Quillon&, int, const std::string&)> write; // empty when read-only
@@ -63,7 +62,7 @@ struct TypedRow {
 const std::vector<TypedRow>& TypedRows() {
   static const std::vector<TypedRow> rows = {
 #define QUILLON_PROPERTY(id, Name, Type, Index, Access, DesignTime, ...)                           \
-  {id, #Name, [](auto& q, int index) { return AsText(CALL(Name)); }, WRITE_##Access(Name, Type)},
+  {#Name, [](auto& q, int index) { return AsText(CALL(Name)); }, WRITE_##Access(Name, Type)},
 #include "quillon/QuillonProperties.inc"
 #undef QUILLON_PROPERTY
   };
