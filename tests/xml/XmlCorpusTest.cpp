@@ -3,7 +3,6 @@
 // golden reports of the OData tests.
 #include "XmlTestSupport.h"
 #include "support/Corpus.h"
-#include "xml/XmlParser.h"
 
 #include <gtest/gtest.h>
 

@@ -2,6 +2,8 @@
 // tree that two parses can be compared by, and a listener that records every callback.
 #pragma once
 
+#include "frame/Errors.h"
+#include "xml/XmlErrors.h"
 #include "xml/XmlParser.h"
 
 #include <string>
@@ -14,22 +16,15 @@ inline std::string Str(std::string_view text) {
   return std::string(text);
 }
 
-// Parses `text` with the owners' settings; `configs` are applied before the parse.
+// Parses `text` with the owners' settings and `sink` as listener; `configs` are applied first.
 inline int ParseOwned(XmlParser& parser, std::string_view text,
-                      std::initializer_list<const char*> configs = {}) {
+                      std::initializer_list<const char*> configs = {},
+                      XmlEventSink* sink = nullptr) {
   parser.PrepareForDocument();
   for (const char* config : configs)
     parser.ConfigText(config, nullptr);
+  if (sink) parser.impl.sink = sink;
   return parser.Parse(text);
-}
-
-// Prepares `parser` with the owners' settings and `configs`, with `sink` as its listener.
-inline void Listen(XmlParser& parser, XmlEventSink& sink,
-                   std::initializer_list<const char*> configs = {}) {
-  parser.PrepareForDocument();
-  for (const char* config : configs)
-    parser.ConfigText(config, nullptr);
-  parser.impl.sink = &sink;
 }
 
 // The text of the element that `path` leads to, or "<fail N>".
@@ -38,13 +33,26 @@ inline std::string TextOf(XmlParser& parser, std::string_view path) {
   return rc ? "<fail " + std::to_string(rc) + ">" : Str(parser.XText());
 }
 
+// Attribute `i` of the current element as "prefix:local{namespace}=value".
+inline std::string AttrText(XmlParser& parser, int i) {
+  return Str(parser.AttrPrefix(i)) + ":" + Str(parser.AttrLocalName(i)) + "{" +
+         Str(parser.AttrNamespace(i)) + "}=" + Str(parser.AttrValue(i));
+}
+
+// The mappings in scope of the current element, outermost first, as "prefix=uri ...".
+inline std::string Mappings(XmlParser& parser) {
+  std::string out;
+  for (int i = 0; i < parser.NamespaceCount(); ++i)
+    out += (i ? " " : "") + Str(parser.NamespacePrefix(i)) + "=" + Str(parser.NamespaceUri(i));
+  return out;
+}
+
 // Every element of the tree in document order: qualified name, {namespace}, attributes with
 // prefix and namespace, text in [], and the kept text of the subtree and of its contents.
 inline void DumpElement(XmlParser& parser, std::string& out, bool withKeptText) {
   out += "<" + Str(parser.XElement()) + " {" + Str(parser.XNamespace()) + "}";
   for (int i = 0; i < parser.AttrCount(); ++i)
-    out += " " + Str(parser.AttrPrefix(i)) + ":" + Str(parser.AttrLocalName(i)) + "{" +
-           Str(parser.AttrNamespace(i)) + "}=" + Str(parser.AttrValue(i));
+    out += " " + AttrText(parser, i);
   out += " [" + Str(parser.XText()) + "]";
   if (withKeptText) {
     std::string_view subtree, contents;
@@ -116,10 +124,8 @@ public:
   }
   int OnStartElement(const char* ns, const char* local, const char* qname, bool isEmpty) override {
     std::string line = std::string(ns) + " " + local + " " + qname + (isEmpty ? " empty" : "");
-    if (parser)
-      for (int i = 0; i < parser->AttrCount(); ++i)
-        line += " " + Str(parser->AttrPrefix(i)) + ":" + Str(parser->AttrLocalName(i)) + "{" +
-                Str(parser->AttrNamespace(i)) + "}=" + Str(parser->AttrValue(i));
+    for (int i = 0; parser && i < parser->AttrCount(); ++i)
+      line += " " + AttrText(*parser, i);
     return Record("start", line);
   }
   int OnStartPrefixMapping(const char* prefix, const char* ns) override {
