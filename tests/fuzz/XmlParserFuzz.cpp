@@ -11,9 +11,6 @@
 
 namespace quillon::fuzz {
 namespace {
-using test::DumpTree;
-using test::Outcome;
-
 void Prepare(XmlParser& parser, uint8_t options, uint8_t more) {
   parser.ConfigText(options & 1 ? "CharsetMode=1" : "CharsetMode=0", nullptr);
   parser.PrepareForDocument();
@@ -30,13 +27,6 @@ void Prepare(XmlParser& parser, uint8_t options, uint8_t more) {
   }
   if (more & 4) parser.impl.flags &= ~xfAllowTextOutsideRoot;
   if (more & 8) parser.impl.flags &= ~(xfIgnoreBadAttributePrefixes | xfIgnoreBadElementPrefixes);
-}
-
-// Feeds the document whole, or in two pieces split at `at`.
-int Feed(XmlParser& parser, std::string_view document, size_t at, bool pieces) {
-  if (!pieces) return parser.Parse(document);
-  const int rc = parser.impl.Feed(document.substr(0, at));
-  return rc != 0 ? rc : parser.impl.Feed(document.substr(at));
 }
 
 void ReadEverything(XmlParser& parser) {
@@ -72,35 +62,23 @@ QUILLON_FUZZ_TARGET(input) {
   const std::string_view document = input.substr(2, nul - 2);
   const std::string_view paths = nul == std::string_view::npos ? "" : input.substr(nul + 1);
 
+  // The same document byte by byte under a listener, and in two pieces at `at`, gives the same
+  // tree. Without the markup path, whole and in pieces, a parse gives the same outcome too: down
+  // to the failure text, the kept text, the byte count and the state where it stopped.
+  const auto prepare = [&](XmlParser& parser) { Prepare(parser, options, more); };
   const size_t at = document.empty() ? 0 : (more >> 4) * document.size() / 16;
-  XmlParser parser;
-  Prepare(parser, options, more);
-  const int rc = parser.Parse(document);
-  const std::string outcome = Outcome(parser, rc);
-  const std::string tree = DumpTree(parser, true);
-
-  // The same document byte by byte under a listener, and in two pieces.
-  XmlParser listened, split;
+  constexpr size_t kWhole = std::string_view::npos;
+  const auto whole = test::ParseAndDump(prepare, document, kWhole);
+  const auto split = test::ParseAndDump(prepare, document, at);
   test::RecordingSink sink;
-  Prepare(listened, options, more);
-  listened.impl.sink = &sink;
-  Check(listened.Parse(document) == rc && DumpTree(listened, true) == tree);
-  Prepare(split, options, more);
-  const int splitRc = Feed(split, document, at, true);
-  const std::string splitOutcome = Outcome(split, splitRc);
-  Check(splitRc == rc && DumpTree(split, true) == tree);
+  Check(test::ParseAndDump(prepare, document, kWhole, 1, &sink).second == whole.second);
+  Check(split.second == whole.second);
+  Check(test::ParseAndDump(prepare, document, kWhole, 0) == whole);
+  Check(test::ParseAndDump(prepare, document, at, 0) == split);
 
-  // Without the markup path, whole and in pieces: the same outcome down to the failure text, the
-  // kept text, the byte count and the state where the parse stopped.
-  for (bool pieces : {false, true}) {
-    XmlParser general;
-    Prepare(general, options, more);
-    general.impl.markupPath = 0;
-    const int generalRc = Feed(general, document, at, pieces);
-    Check(Outcome(general, generalRc) == (pieces ? splitOutcome : outcome));
-    Check(DumpTree(general, true) == tree);
-  }
-
+  XmlParser parser;
+  prepare(parser);
+  parser.Parse(document);
   parser.SetXPath("/[lastUnclosed()]");
   ReadEverything(parser);
   ForEachLine(paths, [&](std::string_view path) {

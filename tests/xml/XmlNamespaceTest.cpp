@@ -93,32 +93,17 @@ TEST(XmlNamespaceTest, UnknownPrefixesFailOrAreToleratedByFlag) {
 }
 
 TEST(XmlNamespaceTest, TablesHoldAtMost256Entries) {
-  auto nested = [](int depth) {
-    std::string text;
-    for (int i = 0; i < depth; ++i)
-      text += "<e>";
-    for (int i = 0; i < depth; ++i)
-      text += "</e>";
-    return text;
-  };
-  auto withAttributes = [](int count, const char* extra) {
-    std::string text = "<e";
-    for (int i = 0; i < count; ++i)
-      text += " a" + std::to_string(i) + "='" + std::to_string(i) + "'";
-    return text + extra + "/>";
-  };
+  const auto nested = [](int depth) { return Repeat(depth, "<e>") + Repeat(depth, "</e>"); };
   XmlParser parser;
   EXPECT_EQ(ParseOwned(parser, nested(256)), 0);
   EXPECT_EQ(ParseOwned(parser, nested(257)), errOutOfMemory);
-  EXPECT_EQ(ParseOwned(parser, withAttributes(256, " xmlns:p='u' xmlns='v'")), 0);
+  EXPECT_EQ(ParseOwned(parser, "<e" + NumberedAttributes(256) + " xmlns:p='u' xmlns='v'/>"), 0);
   ASSERT_EQ(parser.SetXPath("/e"), 0);
   EXPECT_EQ(parser.AttrCount(), 256);
   EXPECT_EQ(Str(parser.AttrValue(255)), "255");
-  EXPECT_EQ(ParseOwned(parser, withAttributes(257, "")), errOutOfMemory);
-  std::string mappings = "<e";
-  for (int i = 0; i < 257; ++i)
-    mappings += " xmlns:p" + std::to_string(i) + "='u'";
-  EXPECT_EQ(ParseOwned(parser, mappings + "/>"), errOutOfMemory);
+  EXPECT_EQ(ParseOwned(parser, "<e" + NumberedAttributes(257) + "/>"), errOutOfMemory);
+  const auto mapping = [](int i) { return " xmlns:p" + std::to_string(i) + "='u'"; };
+  EXPECT_EQ(ParseOwned(parser, "<e" + Repeat(257, mapping) + "/>"), errOutOfMemory);
 }
 
 TEST(XmlNamespaceTest, AttributeByNameComparesLocalNamesWithoutCase) {

@@ -262,13 +262,7 @@ TEST(XmlScannerTest, ListenerSeesEveryCallbackCanStopTheScannerAndReplaceARefere
 // byte. Ordinary markup is read in whole constructs and everything else byte by byte; the two must
 // also agree, failures included, down to where a parse stopped.
 TEST(XmlScannerTest, SplittingListeningAndReadingMarkupInWholeConstructsChangeNothing) {
-  std::string deep;
-  for (int i = 0; i < 300; ++i)
-    deep += "<d>";
-  std::string wide = "<w";
-  for (int i = 0; i < 300; ++i)
-    wide += " a" + std::to_string(i) + "='" + std::to_string(i) + "'";
-  wide += "/>";
+  const std::string deep = Repeat(300, "<d>"), wide = "<w" + NumberedAttributes(300) + "/>";
   const std::string longName(60, 'n');
   const std::string documents[] = {
       "<?xml version='1.0'?>\n<!-- c - d -->\n<f xmlns='urn:a' xmlns:m='urn:m'>\n"
@@ -314,28 +308,20 @@ TEST(XmlScannerTest, SplittingListeningAndReadingMarkupInWholeConstructsChangeNo
   for (const Setting& setting : settings) {
     for (const std::string& document : documents) {
       SCOPED_TRACE(std::string(setting.config) + " " + document);
-      const std::string_view text(document);
-      // Outcome and tree of a parse: whole when `split` is npos, else in two pieces.
-      const auto parse = [&](size_t split, uint8_t markup, XmlEventSink* sink = nullptr) {
-        XmlParser parser;
+      const auto prepare = [&](XmlParser& parser) {
         parser.PrepareForDocument();
         parser.ConfigText(setting.config, nullptr);
         if (setting.strict) parser.impl.flags = 0;
-        if (sink) parser.impl.sink = sink;
-        parser.impl.markupPath = markup;
-        const bool whole = split == std::string_view::npos;
-        int rc = whole ? parser.Parse(text) : parser.impl.Feed(text.substr(0, split));
-        if (rc == 0 && !whole) rc = parser.impl.Feed(text.substr(split));
-        return std::pair{Outcome(parser, rc), std::to_string(rc) + " " + DumpTree(parser, true)};
       };
-      const std::string whole = parse(std::string_view::npos, 1).second;
+      constexpr size_t kWhole = std::string_view::npos;
+      const std::string whole = ParseAndDump(prepare, document, kWhole).second;
       RecordingSink sink;
-      EXPECT_EQ(parse(std::string_view::npos, 1, &sink).second, whole);
-      for (size_t split = 0; split <= text.size();
-           split += split < 40 || text.size() < 200 ? 1 : 7) {
-        const auto general = parse(split, 0), marked = parse(split, 1);
+      EXPECT_EQ(ParseAndDump(prepare, document, kWhole, 1, &sink).second, whole);
+      for (size_t split = 0; split <= document.size();
+           split += split < 40 || document.size() < 200 ? 1 : 7) {
+        const auto marked = ParseAndDump(prepare, document, split);
         EXPECT_EQ(marked.second, whole) << "at " << split;
-        EXPECT_EQ(general, marked) << "at " << split;
+        EXPECT_EQ(ParseAndDump(prepare, document, split, 0), marked) << "at " << split;
       }
     }
   }

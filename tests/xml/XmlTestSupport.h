@@ -8,12 +8,31 @@
 
 #include <string>
 #include <string_view>
+#include <type_traits>
+#include <utility>
 #include <vector>
 
 namespace quillon::test {
 
 inline std::string Str(std::string_view text) {
   return std::string(text);
+}
+
+// `piece` `count` times, or piece(i) for i = 0 .. count - 1, joined.
+template <class Piece> std::string Repeat(int count, const Piece& piece) {
+  std::string out;
+  for (int i = 0; i < count; ++i)
+    if constexpr (std::is_invocable_v<Piece, int>)
+      out += piece(i);
+    else
+      out += piece;
+  return out;
+}
+
+// " a0='0' a1='1' ..." up to `count` attributes.
+inline std::string NumberedAttributes(int count) {
+  return Repeat(count,
+                [](int i) { return " a" + std::to_string(i) + "='" + std::to_string(i) + "'"; });
 }
 
 // Parses `text` with the owners' settings and `sink` as listener; `configs` are applied first.
@@ -85,6 +104,22 @@ inline std::string Outcome(const XmlParser& parser, int rc) {
          std::to_string(parser.impl.inputCount) + " markup " +
          std::to_string(parser.impl.markupStart) + " [" + Str(parser.impl.errorText.View()) +
          "] kept(" + Str(parser.OriginalText()) + ")";
+}
+
+// `text` parsed by a parser that `prepare` readies: whole when `split` is npos, else in two pieces
+// cut there; with `markupPath` 0 ordinary markup is read byte by byte too. Outcome, and tree.
+template <class Prepare>
+std::pair<std::string, std::string> ParseAndDump(const Prepare& prepare, std::string_view text,
+                                                 size_t split, uint8_t markupPath = 1,
+                                                 XmlEventSink* sink = nullptr) {
+  XmlParser parser;
+  prepare(parser);
+  if (sink) parser.impl.sink = sink;
+  parser.impl.markupPath = markupPath;
+  const bool whole = split == std::string_view::npos;
+  int rc = whole ? parser.Parse(text) : parser.impl.Feed(text.substr(0, split));
+  if (rc == 0 && !whole) rc = parser.impl.Feed(text.substr(split));
+  return {Outcome(parser, rc), std::to_string(rc) + " " + DumpTree(parser, true)};
 }
 
 // Records the callbacks as lines; optionally stops the scanner at one of them.
