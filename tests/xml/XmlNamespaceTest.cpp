@@ -65,13 +65,11 @@ TEST(XmlNamespaceTest, MappingsInScopeListOutermostFirst) {
 
 TEST(XmlNamespaceTest, UnknownPrefixesFailOrAreToleratedByFlag) {
   XmlParser parser;
-  parser.ConfigText("IgnoreBadElementPrefixes=false", nullptr);
-  parser.Reset();
-  parser.impl.BuildDOM = 1;
-  EXPECT_EQ(parser.Parse("<a:b/>"), errUnknownElementPrefix);
+  EXPECT_EQ(ParseOwned(parser, "<a:b/>", {"IgnoreBadElementPrefixes=false"}),
+            errUnknownElementPrefix);
   EXPECT_STREQ(parser.LastErrorText(), "Unknown element prefix (can't find namespace): a");
-  parser.Reset();
-  EXPECT_EQ(parser.Parse("<b a:x='1'/>"), errUnknownAttrPrefix);
+  EXPECT_EQ(ParseOwned(parser, "<b a:x='1'/>", {"ignorebadattributeprefixes=no"}),
+            errUnknownAttrPrefix);
   EXPECT_STREQ(parser.LastErrorText(), "Unknown attribute prefix (can't find namespace): a");
 
   // The owners' flags: the whole name becomes the local name, with no prefix or namespace.

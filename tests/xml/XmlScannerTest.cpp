@@ -160,21 +160,19 @@ TEST(XmlScannerTest, HardFailuresCarryTheirCodeAndText) {
   }
 }
 
-TEST(XmlScannerTest, TextOutsideTheRootIsDroppedOrRefused) {
+// Text outside the root is dropped, or refused; a failed or truncated parse leaves the tree it
+// built up to there readable.
+TEST(XmlScannerTest, TextOutsideTheRootAndFailedOrTruncatedParses) {
   XmlParser parser;
   ASSERT_EQ(ParseOwned(parser, "lead<a>x</a>tail\n<b/>"), 0);
   EXPECT_EQ(TextOf(parser, "/a"), "x");
   EXPECT_EQ(TextOf(parser, "/"), "x"); // two roots: the first is the root
-
   EXPECT_EQ(ParseOwned(parser, "<a>x</a>tail<b/>", {"AllowTextOutsideRoot=false"}),
             errTextOutsideRoot);
   EXPECT_STREQ(parser.LastErrorText(),
                "Invalid XML: the document contains text outside the root element.");
-  EXPECT_EQ(TextOf(parser, "/a"), "x"); // the tree up to the failure stays readable
-}
+  EXPECT_EQ(TextOf(parser, "/a"), "x");
 
-TEST(XmlScannerTest, AFailedOrTruncatedParseLeavesAReadableTree) {
-  XmlParser parser;
   EXPECT_EQ(ParseOwned(parser, "<a><b>1</b><c>2</c></x><d/>"), errUnbalancedTag);
   EXPECT_EQ(TextOf(parser, "/a/b"), "1");
   EXPECT_EQ(TextOf(parser, "/a/c"), "2");
