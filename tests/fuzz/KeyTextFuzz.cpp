@@ -14,20 +14,10 @@ QUILLON_FUZZ_TARGET(input) {
   BufStr out;
   bool isDss = false;
   int form = 0;
-  switch (static_cast<uint8_t>(input[0]) % 5) {
-  case 0:
-    reader.ReadPpkKey(text, "secret", key);
-    break;
-  case 1:
-    reader.ReadSsh2PrivateKey(text, "secret", key);
-    break;
-  case 2:
-    reader.ReadSsh2PublicKey(text, info, isDss);
-    break;
-  case 3:
-    reader.XmlKeyToText(text, out, form);
-    break;
-  default:
-    reader.ReadOpenSshKey(text, key);
-  }
+  const int pick = static_cast<uint8_t>(input[0]) % 5;
+  if (pick == 0) reader.ReadPpkKey(text, "secret", key);
+  if (pick == 1) reader.ReadSsh2PrivateKey(text, "secret", key);
+  if (pick == 2) reader.ReadSsh2PublicKey(text, info, isDss);
+  if (pick == 3) reader.XmlKeyToText(text, out, form);
+  if (pick == 4) reader.ReadOpenSshKey(text, key);
 }
