@@ -19,9 +19,7 @@ const char* const kChallenge =
 
 TEST(HttpAuthTest, BasicHeaders) {
   struct Row {
-    const char* user;
-    const char* password;
-    const char* expected;
+    const char *user, *password, *expected;
   };
   const Row rows[] = {
       {"Aladdin", "open sesame", "Basic QWxhZGRpbjpvcGVuIHNlc2FtZQ=="}, // RFC 7617 section 2
@@ -43,46 +41,50 @@ TEST(HttpAuthTest, BasicHeaders) {
 }
 
 // The Digest retry: the first request goes without a header, the challenge comes in, the retry
-// answers it for the request on the wire (URLPath, RequestMethod), and auth-int hashes PostData.
-TEST(HttpAuthTest, DigestFromAChallenge) {
-  QuillonCore core;
-  ASSERT_EQ(core.SetAuthScheme(authDigest), errNone);
-  ASSERT_EQ(core.SetUser("Mufasa"), errNone);
-  ASSERT_EQ(core.SetPassword("Circle Of Life"), errNone);
-  EXPECT_TRUE(core.Authorization.IsEmpty()) << "no nonce yet";
+// answers it for the request on the wire (URLPath, RequestMethod). auth-int hashes PostData; the
+// proxy's header names no algorithm, and an unknown qop leaves it without a response.
+TEST(HttpAuthTest, DigestFromAChallengeAtServerAndProxy) {
+  struct Row {
+    bool proxy;
+    const char *method, *challenge, *expected;
+  } rows[] = {
+      {false, "POST",
+       "nonce=\"dcd98b7102dd2f0e8b11d0f600bfb0c093\", realm=\"testrealm@host.com\", qop=auth-int",
+       "qop=\"auth-int\", nc=00000001, cnonce=\"0a4f113b\", "
+       "response=\"e60940bf05a037c395db4430c28f7c93\""},
+      {true, "GET", kChallenge, "response=\"6629fae49393a05397450978507c4ef1\""},
+  };
+  for (const Row& row : rows) {
+    SCOPED_TRACE(row.proxy ? "proxy" : "server");
+    QuillonCore core;
+    ASSERT_EQ(row.proxy ? core.SetProxyAuthScheme(authDigest) : core.SetAuthScheme(authDigest),
+              errNone);
+    ASSERT_EQ(row.proxy ? core.SetProxyUser("Mufasa") : core.SetUser("Mufasa"), errNone);
+    ASSERT_EQ(row.proxy ? core.SetProxyPassword("Circle Of Life")
+                        : core.SetPassword("Circle Of Life"),
+              errNone);
+    const BufStr20& header = row.proxy ? core.ProxyAuthorization : core.Authorization;
+    DigestState& digest = row.proxy ? core.proxyDigest : core.serverDigest;
+    EXPECT_TRUE(header.IsEmpty()) << "no nonce yet";
+    core.URLPath.Assign("/dir/index.html");
+    core.PostData.Assign("<entry/>");
+    core.RequestMethod.Assign(row.method);
+    ASSERT_EQ(ParseDigestChallenge(digest, row.challenge), errNone);
+    digest.cnonce.Assign("0a4f113b");
+    const auto form = [&] {
+      return row.proxy ? core.FormProxyAuthorization() : core.FormAuthorization();
+    };
+    ASSERT_EQ(form(), errNone);
+    EXPECT_NE(header.Find(row.expected), -1) << header.View();
+    EXPECT_EQ(header.Find("algorithm") == -1, row.proxy) << header.View();
 
-  core.URLPath.Assign("/dir/index.html");
-  core.PostData.Assign("<entry/>");
-  core.RequestMethod.Assign("POST");
-  ASSERT_EQ(ParseDigestChallenge(core.serverDigest, "nonce=\"dcd98b7102dd2f0e8b11d0f600bfb0c093\", "
-                                                    "realm=\"testrealm@host.com\", qop=auth-int"),
-            errNone);
-  core.serverDigest.cnonce.Assign("0a4f113b");
-  ASSERT_EQ(core.FormAuthorization(), errNone);
-  EXPECT_NE(core.Authorization.Find("qop=\"auth-int\", nc=00000001, cnonce=\"0a4f113b\", "
-                                    "response=\"e60940bf05a037c395db4430c28f7c93\""),
-            -1)
-      << core.Authorization.View();
-}
-
-TEST(HttpAuthTest, DigestAtTheProxyAndAnUnknownQop) {
-  QuillonCore core;
-  ASSERT_EQ(core.SetProxyAuthScheme(authDigest), errNone);
-  ASSERT_EQ(core.SetProxyUser("Mufasa"), errNone);
-  ASSERT_EQ(core.SetProxyPassword("Circle Of Life"), errNone);
-  core.URLPath.Assign("/dir/index.html");
-  core.RequestMethod.Assign("GET");
-  ASSERT_EQ(ParseDigestChallenge(core.proxyDigest, kChallenge), errNone);
-  core.proxyDigest.cnonce.Assign("0a4f113b");
-  ASSERT_EQ(core.FormProxyAuthorization(), errNone);
-  EXPECT_EQ(core.ProxyAuthorization.Find("algorithm"), -1);
-  EXPECT_NE(core.ProxyAuthorization.Find("response=\"6629fae49393a05397450978507c4ef1\""), -1);
-
-  ASSERT_EQ(ParseDigestChallenge(core.proxyDigest, "nonce=\"n\", qop=\"token\""), errNone);
-  EXPECT_EQ(core.FormProxyAuthorization(), errDigest);
-  EXPECT_STREQ(core.LastErrorText(), "Digest authentication error: unknown qop value.");
-  EXPECT_EQ(core.ProxyAuthorization.View(),
-            "Digest username=\"Mufasa\", realm=\"\", nonce=\"n\", uri=\"/dir/index.html\"");
+    ASSERT_EQ(ParseDigestChallenge(digest, "nonce=\"n\", qop=\"token\""), errNone);
+    EXPECT_EQ(form(), errDigest);
+    EXPECT_STREQ(core.LastErrorText(), "Digest authentication error: unknown qop value.");
+    EXPECT_EQ(header.View(), std::string("Digest username=\"Mufasa\", realm=\"\", nonce=\"n\", "
+                                         "uri=\"/dir/index.html\"") +
+                                 (row.proxy ? "" : ", algorithm=\"md5\""));
+  }
 }
 
 TEST(HttpAuthTest, SchemeSettersAndTheirEffects) {
@@ -112,12 +114,10 @@ TEST(HttpAuthTest, SchemeSettersAndTheirEffects) {
   ASSERT_EQ(core.SetProxyAuthScheme(authNone), errNone);
   EXPECT_TRUE(core.ProxyUser.IsEmpty());
   EXPECT_TRUE(core.ProxyPassword.IsEmpty());
-}
 
-// Under OAuth the caller's value goes out word for word, scheme word included, whatever user is
-// set. (The exchange test sends a caller's value on the wire; the surface test moves the schemes.)
-TEST(HttpAuthTest, CallersOwnAuthorizationUnderOAuth) {
-  QuillonCore core;
+  // Under OAuth the caller's value goes out word for word, scheme word included, whatever user is
+  // set. (The exchange test sends a caller's value on the wire; the surface test moves the
+  // schemes.)
   ASSERT_EQ(core.SetAuthScheme(authOAuth), errNone);
   ASSERT_EQ(core.SetAuthorization("Bearer xyz"), errNone);
   ASSERT_EQ(core.SetUser("u"), errNone);

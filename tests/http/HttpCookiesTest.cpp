@@ -28,19 +28,21 @@ public:
   }
 };
 
-// One cookie as "name|value|expires|domain|path|secure", the form of the events.
-std::string CookieText(const HttpClient& client, int index) {
-  auto field = [&](int f) { return std::string(client.Cookies.At(index * ckFieldCount + f)); };
-  return field(ckName) + "|" + field(ckValue) + "|" + field(ckExpires) + "|" + field(ckDomain) +
-         "|" + field(ckPath) + "|" + field(ckSecure);
+// The jar, each cookie as "name|value|expires|domain|path|secure" (the form of the events),
+// joined by "; ".
+std::string Jar(const HttpClient& client) {
+  std::string out;
+  for (int i = 0; i < client.CookieCount(); ++i) {
+    auto field = [&](int f) { return std::string(client.Cookies.At(i * ckFieldCount + f)); };
+    out += (i ? "; " : "") + field(ckName) + "|" + field(ckValue) + "|" + field(ckExpires) + "|" +
+           field(ckDomain) + "|" + field(ckPath) + "|" + field(ckSecure);
+  }
+  return out;
 }
 
 TEST(HttpCookiesTest, SetCookieHeaders) {
-  struct Row {
-    const char* header;
-    const char* cookie; // name|value|expires|domain|path|secure
-  };
-  const Row rows[] = {
+  // The header, and the cookie as name|value|expires|domain|path|secure.
+  const std::pair<const char*, const char*> rows[] = {
       {"sid=abc=def", "sid|abc=def||||0"},
       {"id=a3fWa; Expires=Wed, 21 Oct 2015 07:28:00 GMT; Path=/docs; Domain=example.com",
        "id|a3fWa|Wed, 21 Oct 2015 07:28:00 GMT|example.com|/docs|0"},
@@ -59,15 +61,14 @@ TEST(HttpCookiesTest, SetCookieHeaders) {
       {"t=v; path=/a;  domain=d", "t|v|||/a|0"},
       {"t=v; HttpOnly; SameSite=Lax; Max-Age=10", "t|v||||0"},
   };
-  for (const Row& r : rows) {
-    SCOPED_TRACE(r.header);
+  for (const auto& [header, cookie] : rows) {
+    SCOPED_TRACE(header);
     QuillonCore core;
     CookieEvents sink;
     core.SetEventSink(&sink);
-    ASSERT_EQ(core.ParseSetCookie(r.header), errNone);
-    ASSERT_EQ(core.CookieCount(), 1);
-    EXPECT_EQ(CookieText(core, 0), r.cookie);
-    EXPECT_EQ(sink.events, std::vector<std::string>{r.cookie});
+    ASSERT_EQ(core.ParseSetCookie(header), errNone);
+    EXPECT_EQ(Jar(core), cookie);
+    EXPECT_EQ(sink.events, std::vector<std::string>{cookie});
     EXPECT_EQ(core.Cookies.At(ckKeep), "0");
   }
 }
@@ -79,15 +80,12 @@ TEST(HttpCookiesTest, MergeByNameDomainAndPath) {
   // The same cookie in other case replaces value, expiry and flag in place, keeping its spelling.
   ASSERT_EQ(core.ParseSetCookie("SID=2; Path=/; Domain=EXAMPLE.com; expires=never; secure"),
             errNone);
-  ASSERT_EQ(core.CookieCount(), 2);
-  EXPECT_EQ(CookieText(core, 0), "sid|2|never|example.com|/|1");
-  EXPECT_EQ(CookieText(core, 1), "lang|en||||0");
+  EXPECT_EQ(Jar(core), "sid|2|never|example.com|/|1; lang|en||||0");
   // Another path, or no domain, is another cookie.
   ASSERT_EQ(core.ParseSetCookie("sid=3; path=/docs; domain=example.com"), errNone);
   ASSERT_EQ(core.ParseSetCookie("sid=4; path=/"), errNone);
-  ASSERT_EQ(core.CookieCount(), 4);
-  EXPECT_EQ(CookieText(core, 2), "sid|3||example.com|/docs|0");
-  EXPECT_EQ(CookieText(core, 3), "sid|4|||/|0");
+  EXPECT_EQ(Jar(core), "sid|2|never|example.com|/|1; lang|en||||0; sid|3||example.com|/docs|0; "
+                       "sid|4|||/|0");
   // A record the host added by raising the count merges like any other.
   ASSERT_EQ(core.Cookies.SetCount(5 * ckFieldCount), errNone);
   ASSERT_EQ(core.ParseSetCookie("="), errNone);
@@ -108,8 +106,7 @@ TEST(HttpCookiesTest, ClearingOnAnotherHost) {
   // Only records with a keep flag stay; cookies read from headers never have one.
   core.DontClearCookiesOnUrlChange = 0;
   ASSERT_EQ(core.ClearCookiesOnUrlChange(), errNone);
-  ASSERT_EQ(core.CookieCount(), 1);
-  EXPECT_EQ(CookieText(core, 0), "b|2||d|/|1");
+  EXPECT_EQ(Jar(core), "b|2||d|/|1");
   EXPECT_EQ(core.Cookies.At(ckKeep), "1");
 }
 
