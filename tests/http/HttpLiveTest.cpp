@@ -38,13 +38,14 @@ TEST(HttpLiveTest, NginxBodiesRedirectsAndStatuses) {
   const std::string root = PeerValue("nginx", "URL");
   const std::string small = NginxFile("/feeds/small.xml"), medium = NginxFile("/feeds/medium.xml");
   ASSERT_FALSE(small.empty());
+  // Settings go through Config, a POST sends "body", and the body is expected, or the error's
+  // text after a failure.
   struct Row {
     const char* name;
-    std::vector<std::string> settings; // through Config
-    const char* method;                // a POST sends "body"
-    const char* path;
+    std::vector<std::string> settings;
+    const char *method, *path;
     int code;
-    std::string expected; // the body, or the error's text after a failure
+    std::string expected;
   };
   // clang-format off
   const Row rows[] = {
@@ -79,8 +80,7 @@ TEST(HttpLiveTest, NginxBodiesRedirectsAndStatuses) {
 }
 
 TEST(HttpLiveTest, LocalFileAndTheDataLimit) {
-  const std::string root = PeerValue("nginx", "URL");
-  const std::string medium = NginxFile("/feeds/medium.xml");
+  const std::string root = PeerValue("nginx", "URL"), medium = NginxFile("/feeds/medium.xml");
   const std::string file = ::testing::TempDir() + "quillon-local-file.xml";
   LiveClient toFile;
   toFile.LocalFile.narrow.Assign(file.c_str());
