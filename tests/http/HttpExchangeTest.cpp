@@ -143,8 +143,7 @@ TEST(HttpExchangeTest, OddAndBrokenAnswers) {
     std::string answer;
     bool closes; // the peer closes after the answer, or else stays silent
     int code;
-    const char* text;
-    const char* data;
+    const char *text, *data;
   };
   const std::string longLine(300000, 'a');
   const char* cut = "Connection closed before the whole response arrived.";

@@ -100,9 +100,8 @@ TEST(HttpLiveTest, LocalFileAndTheDataLimit) {
 }
 
 TEST(HttpLiveTest, EveryODataOperationAgainstTheSampleService) {
-  const std::string service = PeerValue("odata", "URL");
   LiveClient client;
-  client.ServiceRootURI.Assign(service.c_str());
+  client.ServiceRootURI.Assign(PeerValue("odata", "URL").c_str());
 
   client.ResourcePath.Assign("Products");
   client.QueryFilter.Assign("Price gt 15");

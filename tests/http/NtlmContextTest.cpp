@@ -197,8 +197,7 @@ TEST(NtlmContextTest, BadChallenges) {
 
 TEST(NtlmContextTest, ChannelBindingOfPemAndDerAgree) {
   const std::string der = FromHex("308201020304");
-  BufStr fromDer;
-  BufStr fromPem;
+  BufStr fromDer, fromPem;
   ASSERT_EQ(NtlmChannelBinding(fromDer, der), errNone);
   ASSERT_EQ(NtlmChannelBinding(fromPem, "-----BEGIN CERTIFICATE-----\nMIIBAgME\n"
                                         "-----END CERTIFICATE-----\n"),

@@ -23,10 +23,9 @@ std::string Chunk(const std::string& bytes) {
 
 struct Row {
   const char* name;
-  std::string response;
-  std::string expectedData;   // TransferredData after the whole response
-  bool close = false;         // the server closes after the bytes
-  uint32_t lineBuffer = 4000; // MaxLineLength
+  std::string response, expectedData; // expected: TransferredData after the whole response
+  bool close = false;                 // the server closes after the bytes
+  uint32_t lineBuffer = 4000;         // MaxLineLength
   const char* method = "GET";
 };
 

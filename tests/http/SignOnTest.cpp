@@ -127,14 +127,15 @@ TEST(SignOnLiveTest, ServerProxyAndTunnelSignOn) {
                     ntlmV2 = "{signon_v2only.URL}/ntlm/", ntlmUrl = "{signon.URL}/ntlm/",
                     negotiateUrl = "http://localhost:{signon.PORT}/negotiate/",
                     plain = "{signon.URL}/plain/feed.xml";
+  // The peer is the server, or the proxy, whose log shows the legs; a URL ".../echo" is posted to
+  // and sends the body back; the text is the failure's ("...*" its start); the legs are the
+  // statuses logged, "/0" marking a leg of Content-Length 0.
   struct Row {
-    const char* name;
-    const char* peer; // the server, or the proxy; its log shows the legs
-    std::string url;  // ".../echo" is posted to and sends the body back
-    std::string settings;
+    const char *name, *peer;
+    std::string url, settings;
     int code;
-    std::string text; // the failure's text; "...*" its start
-    const char* legs; // the statuses logged, "/0" marking a leg of Content-Length 0
+    std::string text;
+    const char* legs;
   };
   // clang-format off
   const Row rows[] = {
@@ -228,15 +229,16 @@ TEST(SignOnLiveTest, ServerProxyAndTunnelSignOn) {
 // two legs on one connection, the 401's body read through, then 151 with that 401's text.
 TEST(SignOnLiveTest, ChallengesThatNeverEnd) {
   const std::string challenge = "TlRMTVNTUAACAAAAAAAAAAAAAAABAggAAQIDBAUGBwgAAAAAAAAAAAAAAAAAAAAA";
+  // The challenge of the first answer (the second is a good one); whether the second leg carries
+  // a Type 3 message.
   struct Row {
     const char* name;
-    bool proxy;
-    std::string first; // the challenge of the first answer; the second is a good one
-    bool answered;     // whether the second leg carries a Type 3 message
+    std::string first;
+    bool proxy, answered;
   } rows[] = {
-      {"every answer a new challenge", false, challenge, true},
-      {"a challenge that does not decode", false, "!!!!", false},
-      {"a proxy challenging every answer", true, challenge, true},
+      {"every answer a new challenge", challenge, false, true},
+      {"a challenge that does not decode", "!!!!", false, false},
+      {"a proxy challenging every answer", challenge, true, true},
   };
   for (const Row& row : rows) {
     SCOPED_TRACE(row.name);
