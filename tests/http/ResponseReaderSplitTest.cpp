@@ -32,6 +32,7 @@ struct Row {
 struct Outcome {
   std::string events, data, results; // results: headers, status, error, done, cut, bytes
   bool operator==(const Outcome&) const = default;
+  std::string Text() const { return events + "\n  data=" + data + "\n  " + results; }
 };
 
 Outcome Read(const Row& row, size_t split) {
@@ -109,11 +110,8 @@ TEST(ResponseReaderSplitTest, EveryTwoPieceSplitReadsAsTheWhole) {
     for (size_t split = 0; split < row.response.size(); ++split) {
       const Outcome parts = Read(row, split);
       if (parts == whole) continue;
-      ADD_FAILURE() << row.name << ", split at " << split << "\n  whole: " << whole.events
-                    << "\n  data=" << whole.data << "\n"
-                    << whole.results << "\n  split: " << parts.events << "\n  data=" << parts.data
-                    << "\n"
-                    << parts.results;
+      ADD_FAILURE() << row.name << ", split at " << split << "\n  whole: " << whole.Text()
+                    << "\n  split: " << parts.Text();
       break;
     }
   }
