@@ -58,21 +58,6 @@ TEST(HttpHeadersTest, ContinuationsFoldWithATab) {
   EXPECT_EQ(core.ParsedHeaders.At(4), "x-long") << "fields stay as the server wrote them";
 }
 
-// The indexed ParsedHeader rows over the field and value pairs.
-TEST(HttpHeadersTest, ParsedHeaderProperties) {
-  QuillonCore core;
-  ASSERT_EQ(core.AddParsedHeader("Server", "test"), errNone);
-  ASSERT_EQ(core.AddParsedHeader("WWW-Authenticate", "Digest"), errNone);
-  PropertyValue read;
-  ASSERT_EQ(FindProperty("ParsedHeaderCount")->get(core, -1, read), errNone);
-  EXPECT_EQ(read.number, 2);
-  ASSERT_EQ(FindProperty("ParsedHeaderField")->get(core, 1, read), errNone);
-  EXPECT_EQ(read.text.View(), "WWW-Authenticate");
-  ASSERT_EQ(FindProperty("ParsedHeaderValue")->get(core, 0, read), errNone);
-  EXPECT_EQ(read.text.View(), "test");
-  EXPECT_EQ(FindProperty("ParsedHeaderField")->get(core, 2, read), errArrayIndex);
-}
-
 // Keeps the SetCookie events as "name|value|expires|domain|path|secure".
 class CookieEvents final : public test::QuietSink {
 public:
@@ -166,7 +151,25 @@ TEST(HttpCookiesTest, ClearingOnAnotherHost) {
   EXPECT_EQ(core.Cookies.At(ckKeep), "1");
 }
 
-TEST(HttpCookiesTest, CookieProperties) {
+// The indexed ParsedHeader rows over the field and value pairs, and the indexed Cookie rows.
+TEST(HttpHeadersTest, IndexedPropertiesOfHeadersAndCookies) {
+  QuillonCore core;
+  ASSERT_EQ(core.AddParsedHeader("Server", "test"), errNone);
+  ASSERT_EQ(core.AddParsedHeader("WWW-Authenticate", "Digest"), errNone);
+  PropertyValue read;
+  ASSERT_EQ(FindProperty("ParsedHeaderCount")->get(core, -1, read), errNone);
+  EXPECT_EQ(read.number, 2);
+  ASSERT_EQ(FindProperty("ParsedHeaderField")->get(core, 1, read), errNone);
+  EXPECT_EQ(read.text.View(), "WWW-Authenticate");
+  ASSERT_EQ(FindProperty("ParsedHeaderValue")->get(core, 0, read), errNone);
+  EXPECT_EQ(read.text.View(), "test");
+  EXPECT_EQ(FindProperty("ParsedHeaderField")->get(core, 2, read), errArrayIndex);
+  // A valid cookie index empties the last error.
+  ASSERT_EQ(core.ParseSetCookie("a=1"), errNone);
+  EXPECT_EQ(core.ValidateCookieIndex(1), errCookieIndex);
+  EXPECT_EQ(core.ValidateCookieIndex(0), errNone);
+  EXPECT_STREQ(core.LastErrorText(), "");
+
   Quillon component;
   std::string value;
   // Raising the count on an empty jar gives empty cookies; zero empties it.
@@ -180,13 +183,6 @@ TEST(HttpCookiesTest, CookieProperties) {
   }
   ASSERT_EQ(component.SetProperty("CookieCount", "0"), errNone);
   EXPECT_EQ(component.GetProperty("CookieName", 0, value), errArrayIndex);
-
-  // A valid index empties the last error.
-  QuillonCore core;
-  ASSERT_EQ(core.ParseSetCookie("a=1"), errNone);
-  EXPECT_EQ(core.ValidateCookieIndex(1), errCookieIndex);
-  EXPECT_EQ(core.ValidateCookieIndex(0), errNone);
-  EXPECT_STREQ(core.LastErrorText(), "");
 }
 
 } // namespace
