@@ -71,14 +71,12 @@ TEST(NtlmContextTest, PublishedVectors) {
   EXPECT_EQ(ToHex(hash.View()), "e52cac67419a9a224a3b108f3fa6cb6d") << "LMOWFv1";
 
   const std::string pairs = Pair(2, Utf16("Domain")) + Pair(1, Utf16("Server")) + Le(0, 4);
+  // clearFlags are taken out of the context's flags before the Type 3 message; nt is the whole NT
+  // response, or its first 16 bytes (NTProofStr) for NTLMv2.
   struct Row {
     const char* name;
-    uint32_t useV2;
-    uint32_t serverFlags;
-    uint32_t clearFlags; // taken out of the context's flags before the Type 3 message
-    std::string info;
-    std::string lm;
-    std::string nt; // the whole NT response, or its first 16 bytes (NTProofStr) for NTLMv2
+    uint32_t useV2, serverFlags, clearFlags;
+    std::string info, lm, nt;
   } rows[] = {
       {"NTLMv1 with extended security", 0, 0x80201, 0, "",
        "aaaaaaaaaaaaaaaa" + std::string(32, '0'),
@@ -116,19 +114,18 @@ TEST(NtlmContextTest, PublishedVectors) {
 }
 
 TEST(NtlmContextTest, MessageLayout) {
+  // domainWide: the domain as it goes in Type 3, hex.
   struct Row {
-    const char* user;
+    const char *user, *domainWide;
     uint32_t type1Flags;
-    size_t type1Length;
-    const char* domainWide; // the domain as it goes in Type 3, hex
-    size_t userWideBytes;
+    size_t type1Length, userWideBytes;
   } rows[] = {
-      {"user", 0xA2088207, 40, "", 8},
-      {"EXAMPLE\\user", 0xA2089207, 47, "4500580041004d0050004c004500", 8},
-      {"user@EXAMPLE", 0xA2089207, 47, "4500580041004d0050004c004500", 8},
-      {"a@b\\c", 0xA2089207, 43, "62005c006300", 2}, // the first of the two separators decides
-      {"b\\a@c", 0xA2089207, 41, "6200", 6},
-      {"Zoë\\Jürgen", 0xA2089207, 44, "5a006f00eb00", 12}, // UTF-16 by its real length
+      {"user", "", 0xA2088207, 40, 8},
+      {"EXAMPLE\\user", "4500580041004d0050004c004500", 0xA2089207, 47, 8},
+      {"user@EXAMPLE", "4500580041004d0050004c004500", 0xA2089207, 47, 8},
+      {"a@b\\c", "62005c006300", 0xA2089207, 43, 2}, // the first of the two separators decides
+      {"b\\a@c", "6200", 0xA2089207, 41, 6},
+      {"Zoë\\Jürgen", "5a006f00eb00", 0xA2089207, 44, 12}, // UTF-16 by its real length
   };
   for (const Row& row : rows) {
     NtlmContext ntlm;
@@ -159,25 +156,22 @@ TEST(NtlmContextTest, MessageLayout) {
 TEST(NtlmContextTest, BadChallenges) {
   const std::string prefix = "Could not process server's NTLM authentication token: ";
   const std::string good = Challenge(0x880205, "TARGET", Pair(1, "ab") + Le(0, 4));
+  const char* outside = "target info outside the message.";
   struct Row {
-    const char* name;
+    const char *name, *text;
     std::string message;
-    const char* text;
   } rows[] = {
-      {"not NTLMSSP", "NTLMSSX" + good.substr(7), "invalid signature."},
-      {"type 3", good.substr(0, 8) + Le(3, 4) + good.substr(12), "invalid message type."},
-      {"no charset", Challenge(0x80200), "no charset negotiated."},
-      {"no NTLM", Challenge(0x1), "no NTLM version negotiated."},
-      {"target name past the end", Challenge(0x80205, "T").substr(0, 56),
-       "target name outside the message."},
-      {"target info past the end", good.substr(0, good.size() - 1),
-       "target info outside the message."},
-      {"target info never ends", Challenge(0x880201, "", Pair(1, "ab")),
-       "target info does not end."},
-      {"pair longer than the info", Challenge(0x880201, "", Le(1, 2) + Le(400, 2) + "ab"),
-       "target info outside the message."},
-      {"offset beyond 4 GB", good.substr(0, 44) + Le(0xFFFFFFF0, 4) + good.substr(48),
-       "target info outside the message."},
+      {"not NTLMSSP", "invalid signature.", "NTLMSSX" + good.substr(7)},
+      {"type 3", "invalid message type.", good.substr(0, 8) + Le(3, 4) + good.substr(12)},
+      {"no charset", "no charset negotiated.", Challenge(0x80200)},
+      {"no NTLM", "no NTLM version negotiated.", Challenge(0x1)},
+      {"target name past the end", "target name outside the message.",
+       Challenge(0x80205, "T").substr(0, 56)},
+      {"target info past the end", outside, good.substr(0, good.size() - 1)},
+      {"target info never ends", "target info does not end.",
+       Challenge(0x880201, "", Pair(1, "ab"))},
+      {"pair longer than the info", outside, Challenge(0x880201, "", Le(1, 2) + Le(400, 2) + "ab")},
+      {"offset beyond 4 GB", outside, good.substr(0, 44) + Le(0xFFFFFFF0, 4) + good.substr(48)},
   };
   for (const Row& row : rows) {
     NtlmContext ntlm;
