@@ -4,7 +4,8 @@
 // Then QueryService of the sample service through every kind of proxy and firewall, set through
 // the public properties or taken from the environment's proxy variables: squid as a plain proxy
 // (absolute request line, Basic, Digest after a 407) and as a CONNECT tunnel, tinyproxy's CONNECT
-// with Basic, SOCKS 4 and 5 through dante and microsocks; and HTTPS inside each kind of tunnel.
+// with Basic, SOCKS 4 and 5 through dante and microsocks, nginx as a proxy reached over TLS; and
+// HTTPS inside each kind of tunnel.
 // Nothing listens on 127.0.0.1:1, so a proxy there shows which requests went through it.
 #include "frame/Errors.h"
 #include "odata/QuillonCore.h"
@@ -236,6 +237,8 @@ TEST(ProxyLiveTest, QueryThroughEveryKindOfProxyAndFirewall) {
       {"https, tinyproxy", tiny + "ProxyPassword={tinyproxy.PASSWORD}", 0, "", kHttps},
       {"https, dante SOCKS 4", "FirewallType=2;" + dante, 0, "", kHttps},
       {"https, dante SOCKS 5", "FirewallType=3;" + dante, 0, "", kHttps},
+      // TLS to the proxy itself (nginx forwarding absolute URLs), the request line as to any proxy.
+      {"TLS to the proxy", "ProxySSL=1;ProxyServer=127.0.0.1;ProxyPort={nginx.TLS_PROXY_PORT}", 0, ""},
   };
   // clang-format on
   setenv("SSL_CERT_FILE", PeerValue("certs", "CA_FILE").c_str(), 1);
