@@ -88,8 +88,13 @@ void ScriptPeer::Start() {
     return;
   }
   Fail("the peer could not listen");
+  Signal(finished);
+}
+
+void ScriptPeer::Signal(bool& flag) {
   std::lock_guard<std::mutex> hold(lock);
-  finished = true;
+  flag = true;
+  changed.notify_all();
 }
 
 bool ScriptPeer::WaitFor(const bool& flag, int timeoutMillis) {
@@ -135,9 +140,7 @@ void ScriptPeer::Run() {
     }
     index = PlayConnection(connection, index);
   } while (index < steps.size() && !stopping);
-  std::lock_guard<std::mutex> hold(lock);
-  finished = true;
-  changed.notify_all();
+  Signal(finished);
 }
 
 bool ScriptPeer::Accept(int& connection) {
@@ -197,11 +200,7 @@ size_t ScriptPeer::PlayConnection(int connection, size_t index) {
     }
   }
   const bool last = index >= steps.size();
-  if (last) {
-    std::lock_guard<std::mutex> hold(lock);
-    finished = true;
-    changed.notify_all();
-  }
+  if (last) Signal(finished);
   if (open) {
     if (last) DrainUntilClientCloses(connection);
     ::close(connection);

@@ -90,6 +90,8 @@ private:
 
   ScriptPeer& Add(Step step);
   bool WaitFor(const bool& flag, int timeoutMillis);
+  // Sets `flag` and wakes the waits.
+  void Signal(bool& flag);
   void Run();
   bool Accept(int& connection);
   // Plays steps from `index` on against `connection` until a Next step or the end; returns the
