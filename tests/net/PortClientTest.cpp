@@ -91,18 +91,14 @@ TEST_P(PortClientTest, ConnectTimeoutDropsTheAttempt) {
   port.connectionTimeout = 60;
   for (int i = 0; i < 40; ++i) {
     auto filler = std::make_unique<TestPort>(GetParam());
-    filler->SetRemoteHost(peer.Host());
-    filler->SetRemotePort(peer.Port());
     filler->ConfigText("ConnectionTimeout=30", nullptr);
-    const int rc = filler->ConnectAndWait();
+    const int rc = filler->Connect(peer.Host(), peer.Port());
     queue.push_back(std::move(filler));
     if (rc == errInterrupted) break;
   }
   // Linux drops a SYN once the listener's queue (16 here) is full.
   ASSERT_FALSE(queue.back()->IsConnected()) << "40 connects never filled the listener's queue";
-  port.SetRemoteHost(peer.Host());
-  port.SetRemotePort(peer.Port());
-  EXPECT_EQ(port.ConnectAndWait(), errInterrupted);
+  EXPECT_EQ(port.Connect(peer.Host(), peer.Port()), errInterrupted);
   EXPECT_STREQ(port.LastErrorText(), "Timeout.");
   EXPECT_EQ(port.socketHandle, platform::kInvalidSocket);
   EXPECT_EQ(port.GetTimeout(), 5000); // the connection timeout applied to this wait only
