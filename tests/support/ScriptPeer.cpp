@@ -3,12 +3,11 @@
 // any point; every byte read is recorded before an Expect looks at it.
 #include "support/ScriptPeer.h"
 
+#include <arpa/inet.h>
 #include <cerrno>
 #include <chrono>
 #include <cstdio>
-#include <cstdlib>
 #include <cstring>
-#include <netdb.h>
 #include <netinet/in.h>
 #include <netinet/tcp.h>
 #include <poll.h>
@@ -52,23 +51,21 @@ void Sleep(int milliseconds) {
 } // namespace
 
 ScriptPeer::ScriptPeer(Family kind) : family(kind) {
-  addrinfo hints = {};
-  hints.ai_flags = AI_NUMERICHOST;
-  hints.ai_socktype = SOCK_STREAM;
-  addrinfo* address = nullptr;
-  if (::getaddrinfo(Host(), "0", &hints, &address) != 0) return;
-  listener = ::socket(address->ai_family, SOCK_STREAM | SOCK_CLOEXEC, 0);
+  sockaddr_in four = {};
+  four.sin_family = AF_INET;
+  four.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
+  sockaddr_in6 six = {};
+  six.sin6_family = AF_INET6;
+  six.sin6_addr = in6addr_loopback;
+  const bool v4 = family == Family::IPv4;
+  auto* address = v4 ? reinterpret_cast<sockaddr*>(&four) : reinterpret_cast<sockaddr*>(&six);
+  socklen_t size = v4 ? sizeof four : sizeof six;
+  listener = ::socket(address->sa_family, SOCK_STREAM | SOCK_CLOEXEC, 0);
   const int on = 1;
   ::setsockopt(listener, SOL_SOCKET, SO_REUSEADDR, &on, sizeof on);
-  sockaddr_storage bound;
-  socklen_t size = sizeof bound;
-  char service[16] = {};
-  if (::bind(listener, address->ai_addr, address->ai_addrlen) == 0 && ::listen(listener, 16) == 0 &&
-      ::getsockname(listener, reinterpret_cast<sockaddr*>(&bound), &size) == 0 &&
-      ::getnameinfo(reinterpret_cast<sockaddr*>(&bound), size, nullptr, 0, service, sizeof service,
-                    NI_NUMERICSERV) == 0)
-    port = std::atoi(service);
-  ::freeaddrinfo(address);
+  if (::bind(listener, address, size) == 0 && ::listen(listener, 16) == 0 &&
+      ::getsockname(listener, address, &size) == 0)
+    port = ntohs(v4 ? four.sin_port : six.sin6_port);
 }
 
 ScriptPeer::~ScriptPeer() {
