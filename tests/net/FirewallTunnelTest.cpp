@@ -1,10 +1,13 @@
 // The firewall tunnels against a scripted firewall on the loopback interface: the bytes of every
 // request, replies cut in pieces of every size, bytes glued behind a reply, and every way a
-// negotiation fails, each followed by a clean connection of the same port.
+// negotiation fails, each followed by a clean connection of the same port. SOCKS 5 asked to
+// resolve a name meets dante too; every other tunnel type meets its real peer through the whole
+// component (tests/http/ProxyLiveTest.cpp).
 #include "PortHarness.h"
 
 #include "frame/Errors.h"
 #include "net/NetErrors.h"
+#include "support/Peers.h"
 #include "support/ScriptPeer.h"
 
 #include <gmock/gmock.h>
@@ -18,6 +21,7 @@ namespace quillon::test {
 namespace {
 
 using ::testing::ElementsAreArray;
+using ::testing::HasSubstr;
 using ::testing::IsEmpty;
 using Exchange = std::vector<std::pair<std::string, std::string>>; // expected bytes, answer
 
@@ -269,6 +273,25 @@ TEST(FirewallTunnelTest, TheTargetOfAConnectIsTheFirewall) {
   EXPECT_THAT(port.log, ElementsAreArray({"Status(Firewall connection failed., 10061)",
                                           "Status(Remote host connection failed., 10061)",
                                           "Connected(10061, [10061] Connection refused)"}));
+}
+
+// SOCKS 5 asked to resolve the remote host's name (a remote host written with a leading "*"): the
+// name goes with its length octet, as a real server reads it.
+TEST(FirewallTunnelTest, Socks5ResolvesANameForTheClientAtDante) {
+  const std::string request = "GET /feeds/small.xml HTTP/1.0\r\nHost: 127.0.0.1\r\n\r\n";
+  TestPort port(true);
+  port.ConfigText("FirewallType=3", nullptr);
+  port.ConfigText(("FirewallHost=" + PeerValue("dante", "HOST")).c_str(), nullptr);
+  port.ConfigText(("FirewallPort=" + PeerValue("dante", "PORT")).c_str(), nullptr);
+  port.SetRemoteHost("*localhost");
+  port.SetRemotePort(std::stoi(PeerValue("nginx", "PORT")));
+  port.SetLineTerminator("\r\n", 2);
+  ASSERT_EQ(port.ConnectAndWait(), 0) << port.LastErrorText();
+  ASSERT_EQ(port.SendAll(request.data(), static_cast<int>(request.size()), false, false), 0);
+  ASSERT_EQ(port.WaitUntilClosed(), 0) << port.LastErrorText();
+  ASSERT_GE(port.log.size(), 3u);
+  EXPECT_EQ(port.log[1], "Data(HTTP/1.1 200 OK, 1)");
+  EXPECT_THAT(port.received, HasSubstr("</feed>"));
 }
 
 } // namespace
