@@ -3,26 +3,24 @@
 
 #include <gtest/gtest.h>
 
+#include <array>
 #include <cctype>
 #include <string>
+#include <tuple>
 
 namespace quillon {
 namespace {
 
 TEST(Text, NumberParsingStopsAtTheFirstOtherCharacter) {
-  struct Row {
-    const char* text;
-    int32_t dec;
-    int32_t hex;
-  };
-  const Row rows[] = {
+  // The text, then what the decimal and the hexadecimal parse make of it.
+  const std::tuple<const char*, int32_t, int32_t> rows[] = {
       {nullptr, 0, 0}, {"12ab", 12, 0x12ab}, {"-", 0, 0},
       {"+7", 7, 7},    {"-15", -15, -0x15},  {"FFz", 0, 255},
       {" 5", 0, 0},    {"0x10", 0, 0},       {"2147483648", -2147483647 - 1, 0x47483648},
   };
-  for (const Row& row : rows) {
-    EXPECT_EQ(ParseDec32(row.text), row.dec) << (row.text ? row.text : "(null)");
-    EXPECT_EQ(ParseHex32(row.text), row.hex) << (row.text ? row.text : "(null)");
+  for (const auto& [text, dec, hex] : rows) {
+    EXPECT_EQ(ParseDec32(text), dec) << (text ? text : "(null)");
+    EXPECT_EQ(ParseHex32(text), hex) << (text ? text : "(null)");
   }
   EXPECT_EQ(ParseDec64("-9000000000"), -9000000000LL);
   EXPECT_EQ(ParseHex64("123456789a"), 0x123456789aLL);
@@ -67,12 +65,8 @@ TEST(Text, TruthAndCaseInsensitiveEquality) {
 }
 
 TEST(Text, PercentEncodingByTable) {
-  struct Row {
-    const char* text;
-    const char* value;
-    const char* query;
-  };
-  const Row rows[] = {
+  // The text, then encoded as a value and as a query.
+  const std::array<const char*, 3> rows[] = {
       {"Products(1)/Category", "Products%281%29%2FCategory", "Products%281%29/Category"},
       {"Name eq 'x'", "Name%20eq%20%27x%27", "Name%20eq%20%27x%27"},
       {"a=1&b=$2", "a%3D1%26b%3D%242", "a=1&b=$2"},
@@ -84,12 +78,13 @@ TEST(Text, PercentEncodingByTable) {
        "%20%21%22%23$%25&%27%28%29*%2B%2C-./%3A%3B%3C=%3E%3F@%5B%5C%5D%5E_%60%7B%7C%7D%7E"},
       {"09AZaz", "09AZaz", "09AZaz"},
   };
-  for (const Row& row : rows) {
+  for (const auto& [text, asValue, asQuery] : rows) {
     BufStr value, query;
-    ASSERT_EQ(UrlEncodeTo(value, row.text, UrlSafeValue), 0);
-    ASSERT_EQ(UrlEncodeTo(query, row.text, UrlSafeQuery), 0);
-    EXPECT_EQ(value.View(), row.value) << row.text;
-    EXPECT_EQ(query.View(), row.query) << row.text;
+    ASSERT_EQ(UrlEncodeTo(value, text, UrlSafeValue), 0);
+    ASSERT_EQ(UrlEncodeTo(query, text, UrlSafeQuery), 0);
+    EXPECT_EQ(std::string(value.View()) + " | " + std::string(query.View()),
+              std::string(asValue) + " | " + asQuery)
+        << text;
   }
 }
 

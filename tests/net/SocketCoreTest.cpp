@@ -28,11 +28,8 @@ using ::testing::IsEmpty;
 
 // Every row of both tables against the Windows socket numbers.
 TEST(SocketErrorTest, ErrnoAndResolverCodesBecomeWindowsNumbers) {
-  struct Row {
-    int errorNumber;
-    int expected;
-  };
-  const Row errnoRows[] = {
+  // The error number, and the Windows number it becomes.
+  const std::pair<int, int> errnoRows[] = {
       {EINTR, 10004},        {EBADF, 10009},           {EACCES, 10013},
       {EPERM, 10013},        {EFAULT, 10014},          {EINVAL, 10022},
       {EMFILE, 10024},       {ENFILE, 10024},          {EAGAIN, 10035},
@@ -50,15 +47,14 @@ TEST(SocketErrorTest, ErrnoAndResolverCodesBecomeWindowsNumbers) {
       {EUSERS, 10068},       {EDQUOT, 10069},          {ESTALE, 10070},
       {EREMOTE, 10071},      {ENOSYS, 10022}, // without a row of its own
   };
-  for (const Row& row : errnoRows)
-    EXPECT_EQ(platform::MapErrno(row.errorNumber, false), row.expected)
-        << "errno " << row.errorNumber;
+  for (const auto& [errorNumber, expected] : errnoRows)
+    EXPECT_EQ(platform::MapErrno(errorNumber, false), expected) << "errno " << errorNumber;
   // After connect the same errno means another thing.
   EXPECT_EQ(platform::MapErrno(EINPROGRESS, true), 10035);
   EXPECT_EQ(platform::MapErrno(EAGAIN, true), 10055);
   EXPECT_EQ(platform::MapErrno(ETIMEDOUT, true), 10060);
 
-  const Row resolverRows[] = {
+  const std::pair<int, int> resolverRows[] = {
       {0, 0},
       {EAI_NONAME, 11001},
       {EAI_AGAIN, 11002},
@@ -71,9 +67,8 @@ TEST(SocketErrorTest, ErrnoAndResolverCodesBecomeWindowsNumbers) {
       {EAI_BADFLAGS, 10022},
       {EAI_SERVICE, 11003},
   };
-  for (const Row& row : resolverRows)
-    EXPECT_EQ(platform::MapResolverError(row.errorNumber, 0), row.expected)
-        << "resolver code " << row.errorNumber;
+  for (const auto& [code, expected] : resolverRows)
+    EXPECT_EQ(platform::MapResolverError(code, 0), expected) << "resolver code " << code;
   EXPECT_EQ(platform::MapResolverError(EAI_SYSTEM, ECONNREFUSED), 10061);
 }
 

@@ -5,6 +5,8 @@
 #include <gtest/gtest-spi.h>
 #include <gtest/gtest.h>
 
+#include <array>
+
 namespace quillon::test {
 namespace {
 
@@ -17,19 +19,16 @@ TEST(PeerValueTest, KeysOfARunningPeer) {
 }
 
 TEST(PeerValueTest, MissingPeerOrKeyFailsTheTest) {
-  struct Row {
-    const char* kind;
-    const char* key;
-    const char* message;
-  } const rows[] = {
+  // Peer, key, and the failure's message.
+  const std::array<const char*, 3> rows[] = {
       {"nginx", "NO_SUCH_KEY", "peer nginx has no key NO_SUCH_KEY"},
       {"nginx", "UR", "peer nginx has no key UR"},
       {"no-such-peer", "URL", "peer no-such-peer is not running"},
   };
-  for (const Row& row : rows) {
-    SCOPED_TRACE(row.message);
+  for (const auto& [kind, key, message] : rows) {
+    SCOPED_TRACE(message);
     std::string value = "unchanged";
-    EXPECT_NONFATAL_FAILURE(value = PeerValue(row.kind, row.key), row.message);
+    EXPECT_NONFATAL_FAILURE(value = PeerValue(kind, key), message);
     EXPECT_EQ(value, "");
   }
 }

@@ -5,6 +5,7 @@
 #include <gtest/gtest.h>
 
 #include <string>
+#include <tuple>
 
 namespace quillon {
 namespace {
@@ -22,12 +23,7 @@ TEST(CodePage, BytesToWideReplacesWhatItCannotRead) {
 // ways (the expected values come from another implementation's tables). The bytes made of wide
 // text count their terminator.
 TEST(CodePage, WindowsNumbersMapToConverters) {
-  struct Row {
-    int codePage;
-    std::string bytes;
-    std::u16string wide;
-  };
-  const Row rows[] = {
+  const std::tuple<int, std::string, std::u16string> rows[] = {
       {65001, "a\xC3\xA9", u"a\u00e9"},
       {0, "caf\xC3\xA9", u"caf\u00e9"}, // 0 is the default code page, UTF-8 here
       {65001, "", u""},
@@ -55,14 +51,14 @@ TEST(CodePage, WindowsNumbersMapToConverters) {
       {949, "\xB0\xA1", u"\uac00"},
       {950, "\xA4@", u"\u4e00"},
   };
-  for (const Row& row : rows) {
-    SCOPED_TRACE(row.codePage);
+  for (const auto& [codePage, bytes, wide] : rows) {
+    SCOPED_TRACE(codePage);
     WidePair pair;
-    pair.bytes.Assign(row.bytes);
-    EXPECT_EQ(std::u16string(BytesToWide(pair, row.codePage)), row.wide);
+    pair.bytes.Assign(bytes);
+    EXPECT_EQ(std::u16string(BytesToWide(pair, codePage)), wide);
     BufStr out;
-    EXPECT_EQ(WideToBytes(out, row.wide.c_str(), row.codePage), 0);
-    EXPECT_EQ(out.View(), row.bytes + '\0');
+    EXPECT_EQ(WideToBytes(out, wide.c_str(), codePage), 0);
+    EXPECT_EQ(out.View(), bytes + '\0');
   }
   BufStr out;
   EXPECT_EQ(WideToBytes(out, u"a\u00e9", 20127), 0); // a character the code page lacks

@@ -11,6 +11,7 @@
 #include <cstdio>
 #include <filesystem>
 #include <string>
+#include <tuple>
 #include <unistd.h>
 #include <vector>
 
@@ -42,14 +43,9 @@ protected:
 // The host sees "Invalid array index." with the property's help number; lastError keeps what the
 // family leaves there.
 TEST_F(EntrySurface, IndexesOutsideTheirListFailByFamily) {
-  struct Row {
-    const char* name;
-    int index;
-    int helpNumber;
-    const char* lastError;
-  };
   ASSERT_EQ(q.EntryPropertiesCount(), 6);
-  const Row rows[] = {
+  // The property, the index, the help number, and what lastError holds then.
+  const std::tuple<const char*, int, int, const char*> rows[] = {
       {"EntryPropertiesValue", -1, 28149, "Invalid Index"},
       {"EntryPropertiesValue", 6, 28149, "Invalid Index"},
       {"EntryLinksTitle", 9, 28143, "Invalid Index"},
@@ -58,13 +54,13 @@ TEST_F(EntrySurface, IndexesOutsideTheirListFailByFamily) {
       {"ParsedHeaderField", 0, 28166, "Invalid cookie index (out of range)."}, // left alone
       {"SchemaKeys", 0, 28206, "Invalid Index"},
   };
-  for (const Row& row : rows) {
+  for (const auto& [name, index, helpNumber, text] : rows) {
     std::string value = "stale", lastError;
-    EXPECT_EQ(FailureText(q.GetProperty(row.name, row.index, value), q.LastFailure()),
-              "381 0x800A017D " + std::to_string(row.helpNumber) + " Invalid array index.")
-        << row.name;
+    const int rc = q.GetProperty(name, index, value);
     q.Config("LastError", &lastError);
-    EXPECT_EQ(lastError, row.lastError) << row.name;
+    EXPECT_EQ(FailureText(rc, q.LastFailure()) + "; " + lastError,
+              "381 0x800A017D " + std::to_string(helpNumber) + " Invalid array index.; " + text)
+        << name;
   }
   // Writes test the index in the engine, with its own code.
   EXPECT_EQ(FailureText(q.SetEntryPropertiesValue(6, "x"), q.LastFailure()),

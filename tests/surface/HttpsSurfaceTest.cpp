@@ -1,7 +1,7 @@
 // HTTPS through the public object against nginx and openssl s_server on 127.0.0.1: the judgement
 // of the server's certificate and its name, the OData methods on a kept TLS connection with
 // chunked and gzip bodies and its session script, and a client certificate that nginx demands,
-// taken from the SSLCert settings.
+// taken from the SSLCert settings (the user's store in a handshake: keys ClientCertHandshake).
 #include "support/Corpus.h"
 #include "support/LiveHost.h"
 #include "support/Peers.h"
@@ -11,7 +11,6 @@
 #include <gtest/gtest.h>
 
 #include <cstdlib>
-#include <filesystem>
 #include <fstream>
 #include <string>
 #include <vector>
@@ -121,14 +120,6 @@ TEST_F(HttpsSurface, ClientCertificateOfTheSettingsReachesTheServer) {
   const std::string pemFile = ::testing::TempDir() + "client-key-and-cert.pem";
   std::ofstream(pemFile) << FileText(PeerValue("certs", "CLIENT_KEY"))
                          << FileText(PeerValue("certs", "CLIENT_CERT"));
-  // The user's store "MY": the certificate with its key beside it.
-  const std::filesystem::path stores = ::testing::TempDir() + "https-certstores";
-  std::filesystem::create_directories(stores / "MY");
-  for (const char* part : {"CERT", "KEY"})
-    std::filesystem::copy_file(PeerValue("certs", std::string("CLIENT_") + part),
-                               stores / "MY" / (*part == 'C' ? "client.crt" : "client.key"),
-                               std::filesystem::copy_options::overwrite_existing);
-  ::setenv("QUILLON_CERTSTORE_USER", stores.c_str(), 1);
   ASSERT_TRUE(Set("KeepAlive=true"));
   struct Row {
     const char* name;
@@ -145,7 +136,6 @@ TEST_F(HttpsSurface, ClientCertificateOfTheSettingsReachesTheServer) {
       {"same again, kept", CertStoreTypes::cstPFXFile, PeerValue("certs", "CLIENT_PFX"), "quillon", "*", 0, 1},
       {"none: the kept connection goes", CertStoreTypes::cstPFXFile, "", "", "", 151, 2},
       {"PEM key and certificate", CertStoreTypes::cstPEMKeyFile, pemFile, "", "*", 0, 3},
-      {"the same from the user's store", CertStoreTypes::cstUser, "MY", "", "quillon-client", 0, 3},
   };
   // clang-format on
   for (const Row& row : rows) {
@@ -167,7 +157,6 @@ TEST_F(HttpsSurface, ClientCertificateOfTheSettingsReachesTheServer) {
     }
     EXPECT_EQ(events.connections, row.connections);
   }
-  ::unsetenv("QUILLON_CERTSTORE_USER");
 }
 
 } // namespace

@@ -162,31 +162,28 @@ TEST(SurfaceTable, ReadOnlyAndRunTimeRulesFailWithTheHelpNumber) {
 }
 
 TEST(SurfaceTable, EnumerationsRefuseValuesOutsideTheirRange) {
-  struct Row {
-    const char* name;
-    const char* value;
-    int result; // 380 outside
-  };
-  const Row rows[] = {
-      {"AuthScheme", "200", 0},
-      {"AuthScheme", "256", 380},
-      {"AuthScheme", "-1", 380},
-      {"ProxyAuthScheme", "0xff", 0},
-      {"ChannelTitleTextType", "2", 0},
-      {"ChannelTitleTextType", "3", 380},
-      {"ChannelRightsTextType", "-1", 380},
-      {"FirewallType", "4", 380},
-      {"FirewallType", "3", 0},
-      {"ProxySSL", "4", 380},
-      {"ProxySSL", "3", 0},
-      {"SSLCertStoreType", "18", 380},
-      {"SSLCertStoreType", "17", 0},
+  const std::pair<std::string, int> rows[] = {
+      {"AuthScheme=200", 0},
+      {"AuthScheme=256", 380},
+      {"AuthScheme=-1", 380},
+      {"ProxyAuthScheme=0xff", 0},
+      {"ChannelTitleTextType=2", 0},
+      {"ChannelTitleTextType=3", 380},
+      {"ChannelRightsTextType=-1", 380},
+      {"FirewallType=4", 380},
+      {"FirewallType=3", 0},
+      {"ProxySSL=4", 380},
+      {"ProxySSL=3", 0},
+      {"SSLCertStoreType=18", 380},
+      {"SSLCertStoreType=17", 0},
   };
   Quillon q;
-  for (const Row& row : rows) {
-    EXPECT_EQ(q.SetProperty(row.name, row.value), row.result) << row.name << "=" << row.value;
-    if (row.result == 380) {
-      EXPECT_EQ(q.LastFailure().value, 0x800A017Cu) << row.name << "=" << row.value;
+  for (const auto& [setting, result] : rows) {
+    const size_t equals = setting.find('=');
+    EXPECT_EQ(q.SetProperty(setting.substr(0, equals), setting.substr(equals + 1)), result)
+        << setting;
+    if (result == 380) {
+      EXPECT_EQ(q.LastFailure().value, 0x800A017Cu) << setting; // 380 outside the range
     }
   }
   EXPECT_EQ(static_cast<int>(q.AuthScheme()), 200);
@@ -232,11 +229,8 @@ TEST(SurfaceTable, CertificateSettingsLoadThroughTheFront) {
 // read the environment's proxy variables, and Authorization moves AuthScheme to authProprietary
 // unless it holds that or authOAuth.
 TEST(SurfaceTable, WritesMoveTheSettingsThatGoWithThem) {
-  struct Row {
-    std::string set; // Name=value;...
-    std::string get; // Name=the value read back then
-  };
-  const Row rows[] = {
+  // Name=value;... set, and Name=the value read back then.
+  const std::pair<std::string, std::string> rows[] = {
       {"FirewallType=2", "FirewallPort=1080"},
       {"FirewallPort=9050", "FirewallType=2"},
       {"FirewallType=3", "FirewallPort=1080"},
@@ -263,12 +257,12 @@ TEST(SurfaceTable, WritesMoveTheSettingsThatGoWithThem) {
   setenv("all_proxy", "socks4://10.1.2.3:1081", 1);
   setenv("https_proxy", "http://10.0.0.5:3128", 1);
   test::LiveHost host;
-  for (const Row& row : rows) {
-    const std::string name = row.get.substr(0, row.get.find('='));
+  for (const auto& [set, get] : rows) {
+    const std::string name = get.substr(0, get.find('='));
     std::string value;
-    EXPECT_TRUE(host.Set(row.set));
+    EXPECT_TRUE(host.Set(set));
     EXPECT_EQ(host.q.GetProperty(name, value), 0) << name;
-    EXPECT_EQ(name + "=" + value, row.get) << row.set.substr(0, 40);
+    EXPECT_EQ(name + "=" + value, get) << set.substr(0, 40);
   }
   unsetenv("all_proxy");
   unsetenv("https_proxy");
