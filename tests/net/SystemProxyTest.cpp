@@ -32,12 +32,13 @@ private:
   }
 };
 
-// "enable server override socks user" as read, with "-" for a value whose read failed.
+// "enable server override socks user" as read; a value whose read failed shows as "-" before
+// what it holds, which should be nothing.
 std::string Settings(const SystemProxySettings& read) {
-  return std::string(read.proxyEnable ? "on " : "off ") +
-         (read.serverRead ? std::string(read.proxyServer.View()) : "-") + " " +
-         (read.overrideRead ? std::string(read.proxyOverride.View()) : "-") + " " +
-         std::to_string(read.socksVersion) + " " + std::string(read.httpUser.View());
+  return std::string(read.proxyEnable ? "on " : "off ") + (read.serverRead ? "" : "-") +
+         std::string(read.proxyServer.View()) + " " + (read.overrideRead ? "" : "-") +
+         std::string(read.proxyOverride.View()) + " " + std::to_string(read.socksVersion) + " " +
+         std::string(read.httpUser.View());
 }
 
 TEST(SystemProxyTest, TheEnvironmentGivesTheThreeValuesAsCurlReadsIt) {
@@ -109,17 +110,17 @@ TEST(SystemProxyTest, TheOverrideListDecidesWhichTargetsBypassTheProxy) {
 
 TEST(SystemProxyTest, ProxyAutoDetectTakesTheProxyOfTheCurrentScheme) {
   // "variables scheme" of the current URL, then "server port ProxySSL firewallType user" after
-  // (port 0: DefaultPort; ProxySSL 3 is psTunnel).
+  // (ProxySSL 3 is psTunnel).
   const std::pair<std::string, std::string> rows[] = {
       {"http_proxy=h1:81;https_proxy=h2:82 https", "h2 82 3 1 "},
       {"http_proxy=http://ann:pw@h1:81;https_proxy=h2:82 http", "h1 81 0 0 ann"},
       {"all_proxy=one:3128 https", "one 3128 3 1 "},
-      {"https_proxy=h2:0 https", "h2 0 3 1 "},
-      {"https_proxy=h2:82 http", " 0 0 0 "},
+      {"https_proxy=h2:0 https", "h2 default 3 1 "},
+      {"https_proxy=h2:82 http", " default 0 0 "},
       // A SOCKS server alone leaves the proxy empty and becomes the firewall.
-      {"all_proxy=socks5://s:1080 http", " 0 0 3 "},
+      {"all_proxy=socks5://s:1080 http", " default 0 3 "},
       {"all_proxy=socks5://s:1080;http_proxy=h:1 http", "h 1 0 0 "},
-      {" https", " 0 0 0 "},
+      {" https", " default 0 0 "},
   };
   for (const auto& [setting, expected] : rows) {
     SCOPED_TRACE(setting);
@@ -127,8 +128,9 @@ TEST(SystemProxyTest, ProxyAutoDetectTakesTheProxyOfTheCurrentScheme) {
     QuillonCore core;
     core.URLScheme.Assign(setting.substr(setting.find(' ') + 1));
     EXPECT_EQ(core.SetProxyAutoDetect(true), 0);
-    const int port = core.ProxyPort == core.DefaultPort ? 0 : core.ProxyPort;
-    EXPECT_EQ(std::string(core.ProxyServer.View()) + " " + std::to_string(port) + " " +
+    const std::string port =
+        core.ProxyPort == core.DefaultPort ? "default" : std::to_string(core.ProxyPort);
+    EXPECT_EQ(std::string(core.ProxyServer.View()) + " " + port + " " +
                   std::to_string(static_cast<int>(core.ProxySSL)) + " " +
                   std::to_string(core.tunnel.firewallType) + " " +
                   std::string(core.ProxyUser.View()),
