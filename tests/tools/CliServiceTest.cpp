@@ -10,6 +10,7 @@
 #include <cstdio>
 #include <cstdlib>
 #include <string>
+#include <unistd.h>
 
 namespace quillon::test {
 namespace {
@@ -52,9 +53,12 @@ TEST(CliServiceTest, QueryPrintsWhatReadFilePrintsAndItsProgressLine) {
 
 TEST(CliServiceTest, QuickStartMainJob) {
   ASSERT_TRUE(HaveCli());
-  const std::string env = "QUILLON_SERVICE_DIR=" + ::testing::TempDir() + "quillon-run-service";
+  // A folder of this run's own: runs side by side must not stop each other's service.
+  const std::string dir =
+      ::testing::TempDir() + "quillon-run-service-" + std::to_string(::getpid());
+  const std::string env = "QUILLON_SERVICE_DIR=" + dir;
   const CliRun run = RunShell("cd " QUILLON_SOURCE_DIR " && " + env + " scripts/run.sh");
-  RunShell(env + " " QUILLON_SOURCE_DIR "/scripts/service.sh stop");
+  RunShell(env + " " QUILLON_SOURCE_DIR "/scripts/service.sh stop && rm -rf " + dir);
   EXPECT_EQ(run.status, 0) << run.out;
   for (const char* step : {"QueryService: OK", "GetSchema: OK", "CreateEntry: OK",
                            "UpdateEntry: OK", "412 Precondition Failed", "DeleteEntry: OK"})
