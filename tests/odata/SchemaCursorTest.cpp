@@ -12,36 +12,30 @@ namespace {
 
 using test::Read;
 using test::ReadEdmx;
+using test::Reads;
 using test::SchemaEventCore;
 using test::Write;
 
-const char kDocument[] =
-    "<edmx:Edmx xmlns:edmx='http://schemas.microsoft.com/ado/2007/06/edmx'><edmx:DataServices>"
-    "<Schema Namespace='N' xmlns='http://schemas.microsoft.com/ado/2008/09/edm'>"
-    "<EntityType Name='T'><Key><PropertyRef Name='K'/></Key>"
-    "<Property Name='K' Type='Edm.Int32' Nullable='false'/>"
-    "<Property Name='Addr' Type='N.Address'/>"
-    "<Property Name='Tags' Type='Collection(N.Address)'/>"
-    "<Property Name='Name' Type='Edm.String'/>"
-    "<NavigationProperty Name='Us' Relationship='N.A' FromRole='a' ToRole='b'/>"
-    "<NavigationProperty Name='Back' Relationship='N.A' FromRole='b' ToRole='a'/>"
-    "</EntityType>"
-    "<EntityType Name='U'><Property Name='X' Type='Edm.String'/></EntityType>"
-    "<ComplexType Name='Address'><Property Name='Street' Type='Edm.String'/>"
-    "<Property Name='City' Type='Edm.String' Nullable='false'/></ComplexType>"
-    "<ComplexType Name='Empty'/>"
-    "<Association Name='A'><End Role='a' Type='N.T' Multiplicity='1'/>"
-    "<End Role='b' Type='N.U' Multiplicity='*'/></Association>"
-    "<EntityContainer Name='C'><EntitySet Name='Ts' EntityType='N.T'/>"
-    "<EntitySet Name='Us' EntityType='N.U'/><EntitySet Name='Orphans' EntityType='N.Nothing'/>"
-    "</EntityContainer></Schema></edmx:DataServices></edmx:Edmx>";
-
-class SchemaCursor : public ::testing::Test {
+class SchemaCursor : public ::testing::Test, protected test::Edm {
 protected:
   SchemaEventCore core;
 
+  static std::string Document() {
+    const std::string typeT =
+        "<Key><PropertyRef Name='K'/></Key><Property Name='K' Type='Edm.Int32' Nullable='false'/>" +
+        Property("Addr", "N.Address") + Property("Tags", "Collection(N.Address)") +
+        Property("Name", "Edm.String") + Link("Us", "N.A", "a", "b") +
+        Link("Back", "N.A", "b", "a");
+    return Edmx(Schema(
+        "N", Type("T", typeT) + Type("U", Property("X", "Edm.String")) +
+                 "<ComplexType Name='Address'>" + Property("Street", "Edm.String") +
+                 "<Property Name='City' Type='Edm.String' Nullable='false'/></ComplexType>"
+                 "<ComplexType Name='Empty'/>" +
+                 Association("A", End("a", "N.T", "1") + End("b", "N.U", "*")) +
+                 Container(Set("Ts", "N.T") + Set("Us", "N.U") + Set("Orphans", "N.Nothing"))));
+  }
   void SetUp() override {
-    ASSERT_EQ(ReadEdmx(core, kDocument), 0) << core.lastError.Data();
+    ASSERT_EQ(ReadEdmx(core, Document()), 0) << core.lastError.Data();
     core.events.clear();
   }
   std::string LastError() const { return core.lastError.Data(); }
@@ -122,13 +116,11 @@ TEST_F(SchemaCursor, ComplexTypesBecomeCurrentByPropertyOrByName) {
   ASSERT_EQ(core.SetSchemaAssociationIndex(1), 0);
   ASSERT_EQ(core.SetSchemaProperty("addr"), 0);
   ASSERT_EQ(core.SetSchemaTypeFieldIndex(1), 0);
-  EXPECT_EQ(Read(core, "SchemaTypeFieldName") + " " + Read(core, "SchemaTypeFieldNullable"),
-            "City 0");
+  EXPECT_EQ(Reads(core, {"SchemaTypeFieldName", "SchemaTypeFieldNullable"}), "City|0");
   EXPECT_EQ(core.schemaAssociationIndex, 1); // a property selection leaves the association
   // A collection is not of the Edm namespace, but names no complex type by itself.
   ASSERT_EQ(core.SetSchemaProperty("Tags"), 0);
-  EXPECT_EQ(Read(core, "SchemaPropertyIsComplexType") + " " + Read(core, "SchemaTypeFieldCount"),
-            "1 0");
+  EXPECT_EQ(Reads(core, {"SchemaPropertyIsComplexType", "SchemaTypeFieldCount"}), "1|0");
   EXPECT_EQ(core.SetSchemaProperty("Street"), errIndex); // a field is no property
   EXPECT_EQ(LastError(), "Could not find schema property: Street.");
 
@@ -144,37 +136,30 @@ TEST_F(SchemaCursor, ComplexTypesBecomeCurrentByPropertyOrByName) {
 // A host whose handlers empty the schema while the component reports it.
 class ClearingCore : public QuillonCore {
 public:
-  void FireEntity(const char*) override {
-    ++entities;
-    if (clearOnEntity) ClearSchema();
+  explicit ClearingCore(bool entity) : onEntity(entity) {}
+  void FireEntity(const char*) override { Fired(entities, onEntity); }
+  void FireProperty(const char*, const char*, bool) override { Fired(properties, !onEntity); }
+  void Fired(int& count, bool clear) {
+    ++count;
+    if (clear) ClearSchema();
   }
-  void FireProperty(const char*, const char*, bool) override {
-    ++properties;
-    if (clearOnProperty) ClearSchema();
-  }
-  bool clearOnEntity = false;
-  bool clearOnProperty = false;
-  int entities = 0;
-  int properties = 0;
+  bool onEntity;
+  int entities = 0, properties = 0;
 };
 
-TEST(SchemaHandlers, EmptyingTheSchemaFromAnEventEndsTheReportCleanly) {
-  // The read goes on after each clearing: only the last set stays, and the types are gone.
-  ClearingCore onEntity;
-  onEntity.clearOnEntity = true;
-  EXPECT_EQ(ReadEdmx(onEntity, kDocument), 0);
-  EXPECT_EQ(onEntity.entities, 3);
-  EXPECT_EQ(onEntity.properties, 0);
-  ASSERT_EQ(onEntity.entitySets.Count(), 1);
-  EXPECT_EQ(Read(onEntity, "SchemaEntityName"), "Orphans");
-  EXPECT_EQ(onEntity.entityTypes.Count(), 0);
-
-  // The report of the properties stops with the list it was reporting.
-  ClearingCore onProperty;
-  onProperty.clearOnProperty = true;
-  EXPECT_EQ(ReadEdmx(onProperty, kDocument), 0);
-  EXPECT_EQ(onProperty.properties, 1);
-  EXPECT_EQ(Read(onProperty, "SchemaEntityCount"), "0");
+TEST_F(SchemaCursor, EmptyingTheSchemaFromAnEventEndsTheReportCleanly) {
+  // On Entity the read goes on after each clearing: only the last set stays, the types are gone.
+  // On Property the report of the properties stops with the list it was reporting.
+  for (const auto& [onEntity, expected] :
+       {std::pair{true, "3 0 1|Orphans 0"}, {false, "3 1 0| 0"}}) {
+    ClearingCore host(onEntity);
+    EXPECT_EQ(ReadEdmx(host, Document()), 0);
+    EXPECT_EQ(std::to_string(host.entities) + " " + std::to_string(host.properties) + " " +
+                  Reads(host, {"SchemaEntityCount", "SchemaEntityName"}) + " " +
+                  std::to_string(host.entityTypes.Count()),
+              expected)
+        << (onEntity ? "clearing on Entity" : "clearing on Property");
+  }
 }
 
 } // namespace

@@ -1,15 +1,49 @@
-// Helpers of the schema tests: a document read into the core as the response dispatch reads an
-// EDMX root, a core that records the Entity and Property events, and property reads by name.
+// Helpers of the schema tests: EDMX documents put together from their elements, a document read
+// into the core as the response dispatch reads an EDMX root, a core that records the Entity and
+// Property events, and property reads by name.
 #pragma once
 
 #include "odata/QuillonCore.h"
 #include "surface/ControlSurface.h"
 
+#include <initializer_list>
 #include <string>
 #include <string_view>
 #include <vector>
 
 namespace quillon::test {
+
+// The elements of an EDMX document, attributes quoted with '; n a name, t a type, b the content.
+using S = std::string;
+struct Edm {
+  static S Edmx(S b) {
+    return "<edmx:Edmx Version='1.0' xmlns:edmx='http://schemas.microsoft.com/ado/2007/06/edmx'>"
+           "<edmx:DataServices "
+           "xmlns:m='http://schemas.microsoft.com/ado/2007/08/dataservices/metadata'>" +
+           b + "</edmx:DataServices></edmx:Edmx>";
+  }
+  static S Schema(S n, S b) {
+    return "<Schema Namespace='" + n + "' xmlns='http://schemas.microsoft.com/ado/2008/09/edm'>" +
+           b + "</Schema>";
+  }
+  static S Container(S b) { return "<EntityContainer Name='C'>" + b + "</EntityContainer>"; }
+  static S Set(S n, S t) { return "<EntitySet Name='" + n + "' EntityType='" + t + "'/>"; }
+  static S Type(S n, S b) { return "<EntityType Name='" + n + "'>" + b + "</EntityType>"; }
+  static S Property(S n, S t) { return "<Property Name='" + n + "' Type='" + t + "'/>"; }
+  static S Link(S n, S relationship, S from, S to) {
+    return "<NavigationProperty Name='" + n + "' Relationship='" + relationship + "' FromRole='" +
+           from + "' ToRole='" + to + "'/>";
+  }
+  static S Association(S n, S b) { return "<Association Name='" + n + "'>" + b + "</Association>"; }
+  static S End(S role, S t, S multiplicity, S b = "") {
+    return "<End Role='" + role + "' Type='" + t + "' Multiplicity='" + multiplicity + "'>" + b +
+           "</End>";
+  }
+  static S Doc(S summary, S description) {
+    return "<Documentation><Summary>" + summary + "</Summary><LongDescription>" + description +
+           "</LongDescription></Documentation>";
+  }
+};
 
 // Parses `document` into core.parser with the dispatcher's settings and reads it as a schema. A
 // document that does not parse gives the parser's code and text and leaves the schema alone.
@@ -45,6 +79,14 @@ inline std::string Read(QuillonCore& core, std::string_view name, int index = -1
   if (int rc = row->get(core, index, value); rc != 0) return "<fail " + std::to_string(rc) + ">";
   return row->type == PropertyType::Text ? std::string(value.text.View())
                                          : std::to_string(value.number);
+}
+
+// Several properties read as above, joined by "|".
+inline std::string Reads(QuillonCore& core, std::initializer_list<std::string_view> names) {
+  std::string joined;
+  for (std::string_view name : names)
+    joined += "|" + Read(core, name);
+  return joined.erase(0, 1);
 }
 
 // Writes a number to a property of the public table: the engine's result.
