@@ -5,6 +5,7 @@
 #include "odata/QuillonCore.h"
 #include "support/QuietSink.h"
 
+#include <cstdint>
 #include <cstdio>
 #include <filesystem>
 #include <fstream>
@@ -43,6 +44,20 @@ inline std::string TempFeed(std::string_view content) {
 
 inline std::string Text(const char* text) {
   return text ? text : "<null>";
+}
+
+// Values joined by '|', numbers in decimal and a null text as "<null>": the fields of one outcome
+// compared at once.
+struct Piece {
+  static std::string Of(const char* text) { return Text(text); }
+  static std::string Of(std::string_view text) { return std::string(text); }
+  static std::string Of(int64_t number) { return std::to_string(number); }
+  static std::string Of(const BufStrBase& text) { return std::string(text.View()); }
+};
+template <typename... Values> std::string Join(const Values&... values) {
+  std::string joined;
+  ((joined += "|" + Piece::Of(values)), ...);
+  return joined.erase(0, 1);
 }
 
 // A feed in the shape services send, with the usual prefixes declared on the root.
