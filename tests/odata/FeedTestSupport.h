@@ -47,7 +47,8 @@ inline std::string Text(const char* text) {
 }
 
 // Values joined by '|', numbers in decimal and a null text as "<null>": the fields of one outcome
-// compared at once.
+// compared at once. Every value is taken before any is joined, so no two texts of one shared
+// buffer (Author) may go in together.
 struct Piece {
   static std::string Of(const char* text) { return Text(text); }
   static std::string Of(std::string_view text) { return std::string(text); }
