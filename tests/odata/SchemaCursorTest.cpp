@@ -1,5 +1,6 @@
 // The schema cursor: selection by name and by index, what a selection makes current, the reads
 // with nothing selected, and event handlers that change the schema under a running selection.
+#include "FeedTestSupport.h"
 #include "SchemaTestSupport.h"
 
 #include "frame/Errors.h"
@@ -10,6 +11,7 @@
 namespace quillon {
 namespace {
 
+using test::Join;
 using test::Read;
 using test::ReadEdmx;
 using test::Reads;
@@ -39,11 +41,10 @@ protected:
     core.events.clear();
   }
   std::string LastError() const { return core.lastError.Data(); }
-  // The five cursors, as "entity property association type field".
+  // The five cursors, as "entity|property|association|type|field".
   std::string Cursors() const {
-    return std::to_string(core.schemaEntityIndex) + " " + std::to_string(core.schemaPropertyIndex) +
-           " " + std::to_string(core.schemaAssociationIndex) + " " +
-           std::to_string(core.schemaTypeIndex) + " " + std::to_string(core.schemaTypeFieldIndex);
+    return Join(core.schemaEntityIndex, core.schemaPropertyIndex, core.schemaAssociationIndex,
+                core.schemaTypeIndex, core.schemaTypeFieldIndex);
   }
 };
 
@@ -77,38 +78,37 @@ TEST_F(SchemaCursor, EntitiesAreSelectedByShortNameIgnoringCase) {
   const std::string before = Cursors();
   core.events.clear();
   for (const char* name : {"Nothing", "N.Ts", "", "T"}) {
-    EXPECT_EQ(core.SetSchemaEntity(name), errIndex) << name;
-    EXPECT_EQ(LastError(), std::string("Could not find schema entity: ") + name + ".");
-    EXPECT_EQ(Cursors(), before) << name;
+    const int rc = core.SetSchemaEntity(name);
+    EXPECT_EQ(Join(rc, LastError(), Cursors()),
+              Join(errIndex, "Could not find schema entity: " + std::string(name) + ".", before))
+        << name;
   }
   EXPECT_TRUE(core.events.empty());
   // Selecting an entity again starts its property and association cursors over.
   ASSERT_EQ(core.SetSchemaEntity("Ts"), 0);
-  EXPECT_EQ(core.events.size(), 4u);
-  EXPECT_EQ(core.schemaPropertyIndex, 0);
-  EXPECT_EQ(core.schemaAssociationIndex, 0);
+  EXPECT_EQ(Join(core.events.size(), core.schemaPropertyIndex, core.schemaAssociationIndex),
+            "4|0|0");
 }
 
 TEST_F(SchemaCursor, IndexSettersTakeOnlyPlacesInTheirList) {
-  struct Row {
-    const char* cursor;
-    int count; // with entity set Ts and its property Addr, whose type has two fields, current
-  };
-  const Row rows[] = {{"SchemaEntityIndex", 3},
-                      {"SchemaPropertyIndex", 4},
-                      {"SchemaAssociationIndex", 2},
-                      {"SchemaTypeFieldIndex", 2}};
-  for (const Row& row : rows) {
+  // The cursor and its list's count, with entity set Ts and its property Addr, whose type has two
+  // fields, current.
+  const std::pair<const char*, int> rows[] = {{"SchemaEntityIndex", 3},
+                                              {"SchemaPropertyIndex", 4},
+                                              {"SchemaAssociationIndex", 2},
+                                              {"SchemaTypeFieldIndex", 2}};
+  for (const auto& [cursor, count] : rows) {
     ASSERT_EQ(core.SetSchemaEntity("Ts"), 0);
     ASSERT_EQ(core.SetSchemaProperty("Addr"), 0);
-    ASSERT_EQ(Write(core, row.cursor, row.count - 1), 0) << row.cursor;
+    ASSERT_EQ(Write(core, cursor, count - 1), 0) << cursor;
     const std::string before = Cursors();
-    for (int64_t bad : {int64_t{row.count}, int64_t{-1}, int64_t{1} << 32, int64_t{-1} << 40}) {
-      EXPECT_EQ(Write(core, row.cursor, bad), errIndex) << row.cursor << " " << bad;
-      EXPECT_EQ(LastError(), "Invalid index (out of bounds).");
-      EXPECT_EQ(Cursors(), before) << row.cursor << " " << bad;
+    for (int64_t bad : {int64_t{count}, int64_t{-1}, int64_t{1} << 32, int64_t{-1} << 40}) {
+      const int rc = Write(core, cursor, bad);
+      EXPECT_EQ(Join(rc, LastError(), Cursors()),
+                Join(errIndex, "Invalid index (out of bounds).", before))
+          << cursor << " " << bad;
     }
-    EXPECT_EQ(Read(core, row.cursor), std::to_string(row.count - 1));
+    EXPECT_EQ(Read(core, cursor), std::to_string(count - 1));
   }
 }
 
@@ -151,12 +151,12 @@ TEST_F(SchemaCursor, EmptyingTheSchemaFromAnEventEndsTheReportCleanly) {
   // On Entity the read goes on after each clearing: only the last set stays, the types are gone.
   // On Property the report of the properties stops with the list it was reporting.
   for (const auto& [onEntity, expected] :
-       {std::pair{true, "3 0 1|Orphans 0"}, {false, "3 1 0| 0"}}) {
+       {std::pair{true, "3|0|1|Orphans|0"}, {false, "3|1|0||0"}}) {
     ClearingCore host(onEntity);
     EXPECT_EQ(ReadEdmx(host, Document()), 0);
-    EXPECT_EQ(std::to_string(host.entities) + " " + std::to_string(host.properties) + " " +
-                  Reads(host, {"SchemaEntityCount", "SchemaEntityName"}) + " " +
-                  std::to_string(host.entityTypes.Count()),
+    EXPECT_EQ(Join(host.entities, host.properties,
+                   Reads(host, {"SchemaEntityCount", "SchemaEntityName"}),
+                   host.entityTypes.Count()),
               expected)
         << (onEntity ? "clearing on Entity" : "clearing on Property");
   }

@@ -1,5 +1,6 @@
 // The schema reader on small documents, one behaviour each: how elements are found, what each
 // record keeps, how navigation is resolved across schemas, and the failures with their texts.
+#include "FeedTestSupport.h"
 #include "SchemaTestSupport.h"
 
 #include "frame/Errors.h"
@@ -8,13 +9,15 @@
 
 #include <gtest/gtest.h>
 
+#include <tuple>
+
 namespace quillon {
 namespace {
 
+using test::Join;
 using test::Read;
 using test::ReadEdmx;
 using test::Reads;
-using test::S;
 using test::SchemaEventCore;
 
 class SchemaReader : public ::testing::Test, protected test::Edm {
@@ -51,25 +54,17 @@ TEST_F(SchemaReader, WithoutEntitySetsTheListsFillAndSelectionFails) {
   const std::string types = Type("T", Property("P", "Edm.Int32")) +
                             Association("A", End("a", "N.T", "1") + End("b", "N.T", "*"));
   for (const auto& [document, lists] :
-       {std::pair{Edmx(Schema("N", types)), "1 1"}, {Edmx(""), "0 0"}}) {
-    EXPECT_EQ(Load(document), errIndex) << lists;
-    EXPECT_EQ(LastError(), "Invalid index (out of bounds).");
-    EXPECT_EQ(std::to_string(core.entityTypes.Count()) + " " +
-                  std::to_string(core.associations.Count()),
-              lists);
+       {std::pair{Edmx(Schema("N", types)), "1|1"}, {Edmx(""), "0|0"}}) {
+    const int rc = Load(document);
+    EXPECT_EQ(Join(rc, LastError(), core.entityTypes.Count(), core.associations.Count()),
+              Join(errIndex, "Invalid index (out of bounds).", lists));
   }
   EXPECT_TRUE(core.events.empty());
 }
 
 TEST_F(SchemaReader, AssociationEndsGiveMultiplicityAndDeleteAction) {
-  struct Row {
-    const char* multiplicity;
-    const char* fromInside; // inside the first End
-    const char* toInside;   // inside the second
-    int expectedMultiplicity;
-    int expectedOnDelete;
-  };
-  const Row rows[] = {
+  // Multiplicity, inside the first End, inside the second; the multiplicity and delete action read.
+  const std::tuple<const char*, const char*, const char*, int, int> rows[] = {
       {"*", "", "", nmMany, daNone},
       {"1", "<OnDelete Action='Cascade'/>", "", nmOne, daCascade},
       {"0..1", "<OnDelete Action='cascade'/>", "", nmZeroOne, daCascade},
@@ -78,18 +73,17 @@ TEST_F(SchemaReader, AssociationEndsGiveMultiplicityAndDeleteAction) {
       {" 1", "<OnDelete Action='Restrict'/>", "", nmZeroOne, daNone},
       {"1", "", "<OnDelete Action='Cascade'/>", nmOne, daCascade}, // the far end's shows too
   };
-  for (const Row& row : rows) {
+  for (const auto& [multiplicity, fromInside, toInside, expected, onDelete] : rows) {
     const std::string ends =
-        End("from", "N.T", row.multiplicity, row.fromInside) + End("to", "N.U", "1", row.toInside);
+        End("from", "N.T", multiplicity, fromInside) + End("to", "N.U", "1", toInside);
     ASSERT_EQ(Load(Edmx(Schema("N", Type("T", Link("L", "N.A", "from", "to")) +
                                         Association("A", ends) + Container(Set("S", "N.T"))))),
               0)
-        << row.multiplicity << LastError();
+        << multiplicity << LastError();
     EXPECT_EQ(Reads(core, {"SchemaAssociationFromRoleMultiplicity", "SchemaAssociationOnDelete",
                            "SchemaAssociationToRoleMultiplicity", "SchemaAssociationToRoleEntity"}),
-              std::to_string(row.expectedMultiplicity) + "|" +
-                  std::to_string(row.expectedOnDelete) + "|1|U")
-        << "'" << row.multiplicity << "' " << row.fromInside << row.toInside;
+              Join(expected, onDelete, 1, "U"))
+        << "'" << multiplicity << "' " << fromInside << toInside;
   }
 }
 
@@ -137,8 +131,9 @@ TEST_F(SchemaReader, UnresolvedNavigationFailsAfterTheEntityEvents) {
     EXPECT_EQ(core.events, (std::vector<std::string>{"Entity S1", "Entity S2"})) << link;
     ASSERT_EQ(core.entityTypes.Count(), 3);
     // Types before the failing one are resolved, later ones are not.
-    EXPECT_EQ(core.entityTypes.Peek(0)->navigation.Peek(0)->toEntity.View(), "Bad");
-    EXPECT_EQ(core.entityTypes.Peek(2)->navigation.Peek(0)->toEntity.View(), "");
+    EXPECT_EQ(Join(core.entityTypes.Peek(0)->navigation.Peek(0)->toEntity,
+                   core.entityTypes.Peek(2)->navigation.Peek(0)->toEntity),
+              "Bad|");
   }
 }
 
@@ -175,9 +170,9 @@ TEST_F(SchemaReader, ANewDocumentReplacesTheSchemaAndTheCursors) {
   ASSERT_EQ(core.SetSchemaAssociationIndex(1), 0);
   ASSERT_EQ(Load(Edmx(Schema("Q", Type("U", "<Property Name='Z'/>") + Container(Set("V", "Q.U"))))),
             0);
-  EXPECT_EQ(Reads(core, {"SchemaEntityName", "SchemaPropertyName"}), "V|Z");
-  EXPECT_EQ(core.schemaAssociationIndex, 0);
-  EXPECT_EQ(core.associations.Count(), 0);
+  EXPECT_EQ(Reads(core, {"SchemaEntityName", "SchemaPropertyName"}) +
+                Join("", core.schemaAssociationIndex, core.associations.Count()),
+            "V|Z|0|0");
 }
 
 TEST_F(SchemaReader, WithoutMemoryTheReadFailsWith200AndNeverHalfway) {
@@ -216,8 +211,7 @@ TEST_F(SchemaReader, WithoutMemoryTheReadFailsWith200AndNeverHalfway) {
                               "SchemaEntityDescription", "SchemaAssociationDescription",
                               "SchemaAssociationFromRoleSummary"}),
                 "24|T|1|f|set text|x text|a");
-      EXPECT_EQ(Read(fresh, "SchemaKeys", 0) + "|" + S(fresh.entityTypes.Peek(0)->summary.View()),
-                "P0|s");
+      EXPECT_EQ(Join(Read(fresh, "SchemaKeys", 0), fresh.entityTypes.Peek(0)->summary), "P0|s");
       break;
     }
     ++failures;
