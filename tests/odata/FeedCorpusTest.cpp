@@ -10,7 +10,9 @@
 
 #include <gtest/gtest.h>
 
+#include <cstring>
 #include <filesystem>
+#include <tuple>
 
 namespace quillon {
 namespace {
@@ -19,29 +21,27 @@ namespace {
 // ResourcePath, and a property read by its path.
 TEST(FeedCorpus, TokensEditLinksAndPathsOfFeeds) {
   QUILLON_REQUIRE_CORPUS();
+  // Each file read in turn by one component, the entry selected where one is given, then a
+  // property read, or an entry property where a path is given. A next link without a token and a
+  // delta link leave the token alone.
+  const std::tuple<const char*, const char*, const char*, const char*> rows[] = {
+      {"feed_rooms_small.xml", "", "QuerySkipToken", "97"},
+      {"feed_employees_full.xml", "", "QuerySkipToken", "97"},
+      {"feed_with_deleted_entries.xml", "", "QuerySkipToken", "97"},
+      {"feed_with_deleted_entries.xml", "", "ResourcePath", "Rooms('1')"},
+      {"ProductsFeed.xml", "8", "ResourcePath", "Products(8)"},
+      {"LargeEmployeeFeed.xml", "", "entry[432]/properties/EmployeeName", "Susan Bay"},
+  };
   Quillon q;
-  std::string value;
-  auto get = [&](const char* property) {
-    EXPECT_EQ(q.GetProperty(property, -1, value), 0) << property;
-    return value;
-  };
-  auto read = [&](const char* name) {
-    ASSERT_EQ(q.Config("ReadFile=" + test::CorpusFile(std::string("atom/") + name), &value), 0);
-    EXPECT_EQ(value, "0") << name;
-  };
-  read("feed_rooms_small.xml");
-  EXPECT_EQ(get("QuerySkipToken"), "97");
-  // A next link without a token and a delta link leave the token alone.
-  read("feed_employees_full.xml");
-  read("feed_with_deleted_entries.xml");
-  EXPECT_EQ(get("QuerySkipToken"), "97");
-  EXPECT_EQ(get("ResourcePath"), "Rooms('1')");
-  read("ProductsFeed.xml");
-  ASSERT_EQ(q.SetProperty("EntryIndex", "8"), 0);
-  EXPECT_EQ(get("ResourcePath"), "Products(8)");
-  read("LargeEmployeeFeed.xml");
-  ASSERT_EQ(q.GetEntryProperty("entry[432]/properties/EmployeeName", value), 0);
-  EXPECT_EQ(value, "Susan Bay");
+  for (const auto& [file, entry, property, expected] : rows) {
+    std::string value;
+    ASSERT_EQ(q.Config("ReadFile=" + test::CorpusFile(std::string("atom/") + file), &value), 0);
+    EXPECT_EQ(value, "0") << file;
+    ASSERT_EQ(*entry ? q.SetProperty("EntryIndex", entry) : 0, 0) << file;
+    const int rc = std::strchr(property, '/') ? q.GetEntryProperty(property, value)
+                                              : q.GetProperty(property, -1, value);
+    EXPECT_EQ(test::Join(rc, value), test::Join(0, expected)) << file << " " << property;
+  }
 }
 
 // The JSON report of the command-line program for every document equals the one written before

@@ -22,8 +22,8 @@ using test::SchemaEventCore;
 TEST(SchemaCorpus, ComplexTypeFieldsByPropertyAndByName) {
   QUILLON_REQUIRE_CORPUS();
   const auto field = [](QuillonCore& core) {
-    return Read(core, "SchemaTypeFieldName") + " " + Read(core, "SchemaTypeFieldType") + " " +
-           Read(core, "SchemaTypeFieldNullable") + " " + Read(core, "SchemaTypeFieldIsComplexType");
+    return test::Reads(core, {"SchemaTypeFieldName", "SchemaTypeFieldType",
+                              "SchemaTypeFieldNullable", "SchemaTypeFieldIsComplexType"});
   };
   SchemaEventCore products, reference;
   ASSERT_EQ(test::ReadEdmx(products, test::FileText(CorpusFile("atom/metadataProducts.xml"))), 0);
@@ -31,14 +31,14 @@ TEST(SchemaCorpus, ComplexTypeFieldsByPropertyAndByName) {
   ASSERT_EQ(products.SetSchemaProperty("Address"), 0);
   EXPECT_EQ(Read(products, "SchemaTypeFieldCount"), "5");
   ASSERT_EQ(products.SetSchemaTypeFieldIndex(1), 0);
-  EXPECT_EQ(field(products), "City Edm.String 1 0");
+  EXPECT_EQ(field(products), "City|Edm.String|1|0");
   // A complex type whose first field is itself complex.
   ASSERT_EQ(test::ReadEdmx(reference, test::FileText(CorpusFile("atom/refScenario.edmx"))), 0);
   ASSERT_EQ(reference.SetSchemaEntity("Employees"), 0);
   ASSERT_EQ(reference.SetSchemaProperty("Location"), 0);
-  EXPECT_EQ(field(reference), "City RefScenario.c_City 1 1");
+  EXPECT_EQ(field(reference), "City|RefScenario.c_City|1|1");
   ASSERT_EQ(reference.SetSchemaType("c_City"), 0);
-  EXPECT_EQ(field(reference), "PostalCode Edm.String 1 0");
+  EXPECT_EQ(field(reference), "PostalCode|Edm.String|1|0");
 }
 
 // The reference scenario cut at several places reads as 206 with the records closed before the
@@ -47,40 +47,37 @@ TEST(SchemaCorpus, ComplexTypeFieldsByPropertyAndByName) {
 TEST(SchemaCorpusCut, ACutDocumentKeepsTheRecordsClosedBeforeTheCut) {
   QUILLON_REQUIRE_CORPUS();
   const std::string whole = test::FileText(CorpusFile("atom/refScenario.edmx"));
-  struct Row {
-    const char* after; // the cut falls right behind the first occurrence of this text
-    const char* read;  // sets types complex associations, set 0, ToRole entities of Employee
+  // The cut falls right behind the first occurrence of a row's text; then the counts of sets,
+  // types, complex types, associations and events (Entity for each set read, then Property for
+  // the one property of set 0), set 0, and the ToRole entities of Employee.
+  const std::pair<const char*, const char*> rows[] = {
+      {"<Schema Namespace=\"RefScen", "0|0|0|0|0||"},
+      {"<EntityType Name=\"Emp", "0|15|0|0|0||"}, // the open type is dropped whole
+      {"ToRole=\"r_Room\"/>\n\t\t\t</EntityType>", "0|16|0|0|0||,,"},
+      {"<Association Name=\"RoomEmployees\">", "0|21|2|2|0||Manager,Team,"},
+      {"EntityType=\"RefScenario.Guid\"/>", "8|21|2|4|9|Int16s|Manager,Team,Room"},
+      {"<Property Name=\"BinaryData\"", "20|21|2|4|21|Int16s|Manager,Team,Room"},
+      {"</edmx:Edmx>", "21|22|2|4|22|Int16s|Manager,Team,Room"}, // whole: 0
   };
-  const Row rows[] = {
-      {"<Schema Namespace=\"RefScen", "0 0 0 0  "},
-      {"<EntityType Name=\"Emp", "0 15 0 0  "}, // the open type is dropped whole
-      {"ToRole=\"r_Room\"/>\n\t\t\t</EntityType>", "0 16 0 0  ,,"},
-      {"<Association Name=\"RoomEmployees\">", "0 21 2 2  Manager,Team,"},
-      {"EntityType=\"RefScenario.Guid\"/>", "8 21 2 4 Int16s Manager,Team,Room"},
-      {"<Property Name=\"BinaryData\"", "20 21 2 4 Int16s Manager,Team,Room"},
-      {"</edmx:Edmx>", "21 22 2 4 Int16s Manager,Team,Room"}, // whole: 0
-  };
-  for (const Row& row : rows) {
-    const size_t at = whole.find(row.after);
-    ASSERT_NE(at, std::string::npos) << row.after;
-    const std::string cut = whole.substr(0, at + std::strlen(row.after));
+  for (const auto& [after, expected] : rows) {
+    const size_t at = whole.find(after);
+    ASSERT_NE(at, std::string::npos) << after;
+    const std::string cut = whole.substr(0, at + std::strlen(after));
     SchemaEventCore core;
     int result = -1;
     ASSERT_EQ(core.ReadFile(test::TempFeed(cut).c_str(), &result), 0);
-    EXPECT_EQ(result, cut.size() < whole.size() - 1 ? errUnbalancedDocument : 0) << row.after;
-    std::string read =
-        std::to_string(core.entitySets.Count()) + " " + std::to_string(core.entityTypes.Count()) +
-        " " + std::to_string(core.complexTypes.Count()) + " " +
-        std::to_string(core.associations.Count()) + " " + Read(core, "SchemaEntityName") + " ";
+    EXPECT_EQ(result, cut.size() < whole.size() - 1 ? errUnbalancedDocument : 0) << after;
+    std::string roles;
     for (int t = 0; t < core.entityTypes.Count(); ++t) {
       const SchemaEntityType& type = *core.entityTypes.Peek(t);
       for (int i = 0; type.name.View() == "Employee" && i < type.navigation.Count(); ++i)
-        read += (i ? "," : "") + std::string(type.navigation.Peek(i)->toEntity.View());
+        roles += (i ? "," : "") + std::string(type.navigation.Peek(i)->toEntity.View());
     }
-    EXPECT_EQ(read, row.read) << row.after;
-    // Entity for each set read, then Property for the one property of set 0.
-    const size_t sets = static_cast<size_t>(core.entitySets.Count());
-    EXPECT_EQ(core.events.size(), sets ? sets + 1 : 0) << row.after;
+    EXPECT_EQ(test::Join(core.entitySets.Count(), core.entityTypes.Count(),
+                         core.complexTypes.Count(), core.associations.Count(), core.events.size(),
+                         Read(core, "SchemaEntityName"), roles),
+              expected)
+        << after;
   }
   // Anywhere else: 206, and the sets read so far only grow with the cut.
   int lastSets = 0;
