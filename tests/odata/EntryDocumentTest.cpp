@@ -62,9 +62,7 @@ protected:
     return rc == 0 ? std::string(result) : "error " + std::to_string(rc);
   }
   struct Row {
-    const char* name;
-    const char* value;
-    const char* type = "";
+    const char *name, *value, *type = "";
     bool isNull = false;
   };
   // Gives the current entry these property records, read (scanned) before they are changed as a
@@ -73,8 +71,7 @@ protected:
     EXPECT_EQ(core.CurrentEntry().ScanProperties(), 0);
     PtrList<EntryProperty>& list = *core.CurrentEntry().PropertiesForEdit();
     list.Resize(static_cast<int>(rows.size()));
-    int i = 0;
-    for (const Row& row : rows) {
+    for (int i = 0; const Row& row : rows) {
       EntryProperty& property = *list.At(i++);
       property.name.Assign(row.name);
       property.value.Assign(row.value);
