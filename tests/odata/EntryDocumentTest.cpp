@@ -32,27 +32,21 @@ std::string Expected(const char* fields, const char* properties) {
              "  </m:properties>\n </content>\n</entry>");
 }
 
-const char* kFeed = R"xml(<?xml version="1.0" encoding="utf-8"?>
-<feed xmlns="http://www.w3.org/2005/Atom" xmlns:d="http://schemas.microsoft.com/ado/2007/08/dataservices" xmlns:m="http://schemas.microsoft.com/ado/2007/08/dataservices/metadata">
-  <title>Staff</title>
-  <entry m:etag="W/&quot;7&quot;">
-    <id>http://h/svc/People(1)</id>
-    <title type="text">Ann &amp; Bo</title>
-    <updated>2026-01-01T00:00:00Z</updated>
+const std::string kFeed = Feed(R"xml(<title>Staff</title>
+  <entry m:etag="W/&quot;7&quot;"><id>http://h/svc/People(1)</id>
+    <title type="text">Ann &amp; Bo</title><updated>2026-01-01T00:00:00Z</updated>
     <author><name>Ann</name><email>ann@example.invalid</email></author>
     <link rel="edit" href="People(1)" />
-    <link rel="http://schemas.microsoft.com/ado/2007/08/dataservices/related/Team" title="Team" href="People(1)/Team" />
-    <category term="Org.Person" scheme="http://schemas.microsoft.com/ado/2007/08/dataservices/scheme" />
-    <content type="application/xml">
-      <m:properties>
-        <d:Name>Ann "A" &lt;x&gt;</d:Name>
-        <d:Age m:type="Edm.Int32">41</d:Age>
-        <d:Address m:type="Org.Address"><d:Zip>1000</d:Zip><d:City>Oslo</d:City></d:Address>
-        <d:Note m:type="Edm.String" m:null="true" />
-      </m:properties>
-    </content>
-  </entry>
-</feed>)xml";
+    <link rel="http://schemas.microsoft.com/ado/2007/08/dataservices/related/Team" title="Team"
+          href="People(1)/Team" />
+    <category term="Org.Person"
+              scheme="http://schemas.microsoft.com/ado/2007/08/dataservices/scheme" />
+    <content type="application/xml"><m:properties>
+      <d:Name>Ann "A" &lt;x&gt;</d:Name><d:Age m:type="Edm.Int32">41</d:Age>
+      <d:Address m:type="Org.Address"><d:Zip>1000</d:Zip><d:City>Oslo</d:City></d:Address>
+      <d:Note m:type="Edm.String" m:null="true" />
+    </m:properties></content>
+  </entry>)xml");
 
 class EntryDocument : public ::testing::Test {
 protected:
