@@ -3,8 +3,7 @@
 // events of a schema) against a copy reviewed by hand, what the report does not show, and copies
 // of the documents cut short.
 #include "support/Corpus.h"
-#include "FeedTestSupport.h"
-#include "SchemaTestSupport.h"
+#include "ODataTestSupport.h"
 #include "support/CliRunner.h"
 #include "xml/XmlErrors.h"
 

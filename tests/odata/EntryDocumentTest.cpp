@@ -1,7 +1,6 @@
 // The entry document, byte for byte: layout, prefixes by the latest response, property order
 // and nesting, nulls, types and escaping.
-#include "FeedTestSupport.h"
-#include "SchemaTestSupport.h"
+#include "ODataTestSupport.h"
 
 #include "frame/Errors.h"
 #include "odata/ODataErrors.h"

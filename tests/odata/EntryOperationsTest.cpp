@@ -1,6 +1,6 @@
 // What the four entry operations hand to the HTTP link: URL, method, content type, body and the
 // If-Match line, and what they do to the entries afterwards.
-#include "FeedTestSupport.h"
+#include "ODataTestSupport.h"
 
 #include "frame/Errors.h"
 #include "http/HttpErrors.h"

@@ -1,6 +1,6 @@
 // One entry read and changed: by path in its raw text, by index in its cached records, and the
 // rule that ties the two (a path edit re-reads the text; an index edit lives in the records).
-#include "FeedTestSupport.h"
+#include "ODataTestSupport.h"
 
 #include "frame/Errors.h"
 #include "xml/XmlErrors.h"

@@ -1,6 +1,6 @@
 // The feed and entry reader: channel fields, entries taken as raw text and parsed on demand,
 // their links and properties, the Entry event, the next link and entry selection.
-#include "FeedTestSupport.h"
+#include "ODataTestSupport.h"
 
 #include "frame/Errors.h"
 

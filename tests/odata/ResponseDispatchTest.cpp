@@ -1,6 +1,6 @@
 // The switchboard: documents by root, service errors, what a later response finds left by an
 // earlier one, saved responses read from files, Reset, and readers guarded against handlers.
-#include "FeedTestSupport.h"
+#include "ODataTestSupport.h"
 
 #include "frame/Errors.h"
 #include "odata/ODataErrors.h"

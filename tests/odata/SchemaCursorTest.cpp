@@ -1,7 +1,6 @@
 // The schema cursor: selection by name and by index, what a selection makes current, the reads
 // with nothing selected, and event handlers that change the schema under a running selection.
-#include "FeedTestSupport.h"
-#include "SchemaTestSupport.h"
+#include "ODataTestSupport.h"
 
 #include "frame/Errors.h"
 #include "quillon/Quillon.h"

@@ -1,7 +1,6 @@
 // The schema reader on small documents, one behaviour each: how elements are found, what each
 // record keeps, how navigation is resolved across schemas, and the failures with their texts.
-#include "FeedTestSupport.h"
-#include "SchemaTestSupport.h"
+#include "ODataTestSupport.h"
 
 #include "frame/Errors.h"
 #include "frame/Memory.h"

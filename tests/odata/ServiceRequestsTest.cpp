@@ -1,4 +1,4 @@
-#include "FeedTestSupport.h"
+#include "ODataTestSupport.h"
 
 #include "frame/Errors.h"
 #include "http/HttpErrors.h"
