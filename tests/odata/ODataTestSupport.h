@@ -10,7 +10,6 @@
 #include "surface/ControlSurface.h"
 
 #include <cstdint>
-#include <cstdio>
 #include <filesystem>
 #include <fstream>
 #include <functional>
@@ -28,23 +27,17 @@ inline int Dispatch(QuillonCore& core, std::string_view document) {
   return core.DispatchResponse(body);
 }
 
-// Writes `content` to a file of its own, removed when the test program ends; its path.
+// Writes `content` to a file of its own in a folder removed when the test program ends; its path.
 inline std::string TempFeed(std::string_view content) {
   static int serial = 0;
-  const std::string path =
-      (std::filesystem::temp_directory_path() /
-       ("quillon-feed-" + std::to_string(::getpid()) + "-" + std::to_string(++serial) + ".xml"))
-          .string();
+  static const struct Folder {
+    std::filesystem::path path =
+        std::filesystem::temp_directory_path() / ("quillon-feeds-" + std::to_string(::getpid()));
+    Folder() { std::filesystem::create_directories(path); }
+    ~Folder() { std::filesystem::remove_all(path); }
+  } folder;
+  const std::string path = (folder.path / (std::to_string(++serial) + ".xml")).string();
   std::ofstream(path, std::ios::binary).write(content.data(), std::streamsize(content.size()));
-  static std::vector<std::string> made;
-  struct Remover {
-    ~Remover() {
-      for (const std::string& file : made)
-        std::remove(file.c_str());
-    }
-  };
-  static Remover remover;
-  made.push_back(path);
   return path;
 }
 

@@ -214,8 +214,8 @@ TEST_F(SchemaReader, WithoutMemoryTheReadFailsWith200AndNeverHalfway) {
       break;
     }
     ++failures;
-    ASSERT_EQ(rc, errOutOfMemory) << "after " << after << ": " << fresh.lastError.Data();
-    EXPECT_STREQ(fresh.lastError.Data(), "Out of memory.") << after;
+    ASSERT_EQ(Join(rc, fresh.lastError), Join(errOutOfMemory, "Out of memory."))
+        << "after " << after;
   }
   EXPECT_GT(failures, 10);
 }
