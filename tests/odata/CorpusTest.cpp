@@ -123,14 +123,14 @@ TEST(SchemaCorpus, ComplexTypeFieldsByPropertyAndByName) {
                               "SchemaTypeFieldNullable", "SchemaTypeFieldIsComplexType"});
   };
   SchemaEventCore products, reference;
-  ASSERT_EQ(test::ReadEdmx(products, test::FileText(CorpusFile("atom/metadataProducts.xml"))), 0);
+  ASSERT_EQ(test::Dispatch(products, test::FileText(CorpusFile("atom/metadataProducts.xml"))), 0);
   ASSERT_EQ(products.SetSchemaEntity("Suppliers"), 0);
   ASSERT_EQ(products.SetSchemaProperty("Address"), 0);
   EXPECT_EQ(Read(products, "SchemaTypeFieldCount"), "5");
   ASSERT_EQ(products.SetSchemaTypeFieldIndex(1), 0);
   EXPECT_EQ(field(products), "City|Edm.String|1|0");
   // A complex type whose first field is itself complex.
-  ASSERT_EQ(test::ReadEdmx(reference, test::FileText(CorpusFile("atom/refScenario.edmx"))), 0);
+  ASSERT_EQ(test::Dispatch(reference, test::FileText(CorpusFile("atom/refScenario.edmx"))), 0);
   ASSERT_EQ(reference.SetSchemaEntity("Employees"), 0);
   ASSERT_EQ(reference.SetSchemaProperty("Location"), 0);
   EXPECT_EQ(field(reference), "City|RefScenario.c_City|1|1");

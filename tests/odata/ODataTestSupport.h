@@ -1,8 +1,7 @@
 // Helpers of the OData tests: a response handed to a core as the service would hand it, saved
 // responses, the fields of an outcome joined for one comparison, an event sink that keeps the Entry
 // events (and can act inside them, as a careless host would); EDMX documents put together from
-// their elements, a document read as a schema, a core that records the Entity and Property
-// events, and property reads by name.
+// their elements, a core that records the Entity and Property events, and property reads by name.
 #pragma once
 
 #include "odata/QuillonCore.h"
@@ -111,21 +110,6 @@ struct Edm {
            "</LongDescription></Documentation>";
   }
 };
-
-// Parses `document` into core.parser with the dispatcher's settings and reads it as a schema. A
-// document that does not parse gives the parser's code and text and leaves the schema alone.
-inline int ReadEdmx(QuillonCore& core, std::string_view document) {
-  XmlParser& parser = core.parser;
-  parser.charsetMode = core.charsetMode;
-  parser.PrepareForDocument();
-  parser.ConfigText("KeepOriginalText=TRUE", nullptr);
-  int rc = parser.Parse(document);
-  if (rc == 0) rc = parser.SetXPath("/");
-  if (rc != 0) return core.Fail(rc, parser.lastError.Data());
-  core.ClearSchema();
-  core.rootKind.Assign("edmx");
-  return core.ReadSchema();
-}
 
 // A core that keeps its schema events as lines: "Entity Name", "Property Name Type 0|1".
 class SchemaEventCore : public QuillonCore {

@@ -10,9 +10,9 @@
 namespace quillon {
 namespace {
 
+using test::Dispatch;
 using test::Join;
 using test::Read;
-using test::ReadEdmx;
 using test::Reads;
 using test::SchemaEventCore;
 using test::Write;
@@ -36,7 +36,7 @@ protected:
                  Container(Set("Ts", "N.T") + Set("Us", "N.U") + Set("Orphans", "N.Nothing"))));
   }
   void SetUp() override {
-    ASSERT_EQ(ReadEdmx(core, Document()), 0) << core.lastError.Data();
+    ASSERT_EQ(Dispatch(core, Document()), 0) << core.lastError.Data();
     core.events.clear();
   }
   std::string LastError() const { return core.lastError.Data(); }
@@ -152,7 +152,7 @@ TEST_F(SchemaCursor, EmptyingTheSchemaFromAnEventEndsTheReportCleanly) {
   for (const auto& [onEntity, expected] :
        {std::pair{true, "3|0|1|Orphans|0"}, {false, "3|1|0||0"}}) {
     ClearingCore host(onEntity);
-    EXPECT_EQ(ReadEdmx(host, Document()), 0);
+    EXPECT_EQ(Dispatch(host, Document()), 0);
     EXPECT_EQ(Join(host.entities, host.properties,
                    Reads(host, {"SchemaEntityCount", "SchemaEntityName"}),
                    host.entityTypes.Count()),

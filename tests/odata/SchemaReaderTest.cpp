@@ -13,9 +13,9 @@
 namespace quillon {
 namespace {
 
+using test::Dispatch;
 using test::Join;
 using test::Read;
-using test::ReadEdmx;
 using test::Reads;
 using test::SchemaEventCore;
 
@@ -23,7 +23,7 @@ class SchemaReader : public ::testing::Test, protected test::Edm {
 protected:
   SchemaEventCore core;
 
-  int Load(const std::string& document) { return ReadEdmx(core, document); }
+  int Load(const std::string& document) { return Dispatch(core, document); }
   std::string LastError() const { return core.lastError.Data(); }
 };
 
