@@ -146,9 +146,9 @@ TEST_F(EntryProperties, AnEntryThatDoesNotParseReadsEmpty) {
   EntryRecord& entry = Entry(0);
   ASSERT_EQ(entry.SetRawXml("<id>x</id></oops>", true), 0);
   EXPECT_EQ(entry.EnsureParsed(), errUnbalancedTag);
-  EXPECT_EQ(Join(entry.ErrorText(), entry.Value("/entry/id"), entry.ETag(), entry.PropertyCount(),
-                 entry.LinkCount()),
-            "Unbalanced element tag: oops|<null>|<null>|0|0");
+  EXPECT_EQ(entry.ErrorText(), "Unbalanced element tag: oops");
+  EXPECT_EQ(Join(entry.Value("/entry/id"), entry.ETag(), entry.PropertyCount(), entry.LinkCount()),
+            "<null>|<null>|0|0");
   EXPECT_EQ(core.SetEntryProperty("Name", "x"), errXPath); // no property to place it by
   EXPECT_EQ(core.SetEntryProperty("entry[1]/content/properties/Name", "x"), errUnbalancedTag);
   EXPECT_STREQ(core.LastErrorText(), "Unbalanced element tag: oops");

@@ -51,20 +51,18 @@ TEST(SchemaCursorEmpty, WithoutASchemaReadsAreEmptyAndMovesFail) {
   QuillonCore core;
   for (const PropertyInfo& info : Quillon::Properties()) {
     if (info.id < 83 || info.id > 124 || info.id == 106) continue;
-    const std::string value = Read(core, info.name);
-    const bool number = info.type != PropertyType::Text;
-    EXPECT_EQ(value, number ? "0" : "") << info.name;
+    EXPECT_EQ(Read(core, info.name), info.type != PropertyType::Text ? "0" : "") << info.name;
   }
   EXPECT_EQ(Read(core, "SchemaKeys", 0), "<fail 381>");
   EXPECT_STREQ(core.lastError.Data(), "Invalid Index");
   for (const char* cursor : {"SchemaEntityIndex", "SchemaPropertyIndex", "SchemaAssociationIndex",
                              "SchemaTypeFieldIndex"}) {
-    EXPECT_EQ(Write(core, cursor, 0), errIndex) << cursor;
-    EXPECT_STREQ(core.lastError.Data(), "Invalid index (out of bounds).");
+    const int rc = Write(core, cursor, 0);
+    EXPECT_EQ(Join(rc, core.lastError), Join(errIndex, "Invalid index (out of bounds).")) << cursor;
   }
-  EXPECT_EQ(core.SetSchemaEntity("Ts"), errIndex);
-  EXPECT_EQ(core.SetSchemaProperty("K"), errIndex);
-  EXPECT_EQ(core.SetSchemaType("Address"), errIndex);
+  EXPECT_EQ(
+      Join(core.SetSchemaEntity("Ts"), core.SetSchemaProperty("K"), core.SetSchemaType("Address")),
+      Join(errIndex, errIndex, errIndex));
 }
 
 TEST_F(SchemaCursor, EntitiesAreSelectedByShortNameIgnoringCase) {
