@@ -76,10 +76,8 @@ TEST(FeedReader, EntriesAreReadInPlaceAndDetachWithTheFeedsPrefixes) {
   QuillonCore core;
   const std::string inner = R"(<id>E1</id><content type="application/xml"><m:properties>)"
                             R"(<d:Name>Ann</d:Name></m:properties></content>)";
-  ASSERT_EQ(Dispatch(core, Feed("<entry>" + inner +
-                                "</entry><entry xmlns:d='urn:inner'>"
-                                "<id>E2</id></entry>")),
-            0);
+  const std::string secondEntry = "<entry xmlns:d='urn:inner'><id>E2</id></entry>";
+  ASSERT_EQ(Dispatch(core, Feed("<entry>" + inner + "</entry>" + secondEntry)), 0);
   ASSERT_EQ(core.entries.Count(), 2);
   EntryRecord& first = *core.entries.At(0);
   EntryRecord& second = *core.entries.At(1);
