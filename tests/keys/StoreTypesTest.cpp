@@ -7,7 +7,12 @@
 #include "keys/CertificateFront.h"
 
 #include <openssl/core_names.h>
+#include <openssl/evp.h>
+#include <openssl/pem.h>
+#include <openssl/pkcs12.h>
 #include <openssl/x509.h>
+
+#include <cstdio>
 
 namespace quillon {
 namespace {
@@ -15,28 +20,50 @@ namespace {
 using test::KeyFile;
 using test::KeyPath;
 
-// OpenSSL's reading of the reference: a PEM private key, a PEM public key (".pub.pem"), or the
-// Ed25519 key of an OpenSSH ".pub" line.
+// OpenSSL's reading of the reference: the Ed25519 key of an OpenSSH ".pub" line, a PEM public
+// key (".pub.pem"), or a PEM private key of any format it knows under the password "secret".
 EVP_PKEY* Reference(const std::string& name) {
-  if (name.ends_with(".pub.pem")) {
-    FILE* file = std::fopen(KeyPath(name).c_str(), "rb");
-    EVP_PKEY* key = file ? PEM_read_PUBKEY(file, nullptr, nullptr, nullptr) : nullptr;
-    if (file) std::fclose(file);
-    return key;
-  }
   if (name.ends_with(".pub")) {
     BufStr blob(KeyFile(name).substr(12));
     Base64Decode(blob, false);
     return EVP_PKEY_new_raw_public_key(
         EVP_PKEY_ED25519, nullptr, reinterpret_cast<const unsigned char*>(blob.Data()) + 19, 32);
   }
-  return test::OpenSslKey(name);
+  FILE* file = std::fopen(KeyPath(name).c_str(), "rb");
+  if (!file) return nullptr;
+  EVP_PKEY* key = name.ends_with(".pub.pem")
+                      ? PEM_read_PUBKEY(file, nullptr, nullptr, nullptr)
+                      : PEM_read_PrivateKey(file, nullptr, nullptr, const_cast<char*>("secret"));
+  std::fclose(file);
+  return key;
 }
+
+// The key and certificate of a PKCS#12 file under an empty password, as OpenSSL reads them.
+struct Pfx {
+  EVP_PKEY* key = nullptr;
+  X509* cert = nullptr;
+  bool ok = false;
+  explicit Pfx(const std::string& der) {
+    const auto* bytes = reinterpret_cast<const unsigned char*>(der.data());
+    PKCS12* pfx = d2i_PKCS12(nullptr, &bytes, static_cast<long>(der.size()));
+    STACK_OF(X509)* others = nullptr;
+    ok = pfx && PKCS12_parse(pfx, "", &key, &cert, &others) == 1;
+    // Without a key the certificate comes among the others.
+    if (!cert && sk_X509_num(others) > 0) cert = sk_X509_shift(others);
+    sk_X509_pop_free(others, X509_free);
+    PKCS12_free(pfx);
+  }
+  ~Pfx() {
+    EVP_PKEY_free(key);
+    X509_free(cert);
+  }
+};
 
 // The RSA key value of XML tools, from OpenSSL's numbers of `name`.
 std::string XmlKeyValue(const std::string& name, bool withPrivate) {
-  EVP_PKEY* key = test::OpenSslKey(name);
+  EVP_PKEY* key = Reference(name);
   std::string xml = "<RSAKeyValue>";
+  // The public key is the first two.
   const std::pair<const char*, const char*> fields[] = {
       {"Modulus", OSSL_PKEY_PARAM_RSA_N},
       {"Exponent", OSSL_PKEY_PARAM_RSA_E},
@@ -46,10 +73,8 @@ std::string XmlKeyValue(const std::string& name, bool withPrivate) {
       {"DQ", OSSL_PKEY_PARAM_RSA_EXPONENT2},
       {"InverseQ", OSSL_PKEY_PARAM_RSA_COEFFICIENT1},
       {"D", OSSL_PKEY_PARAM_RSA_D}};
-  for (const auto& [element, param] : fields) {
-    if (!withPrivate && std::string_view(element) != "Modulus" &&
-        std::string_view(element) != "Exponent")
-      continue;
+  for (int i = 0; i < (withPrivate ? 8 : 2); ++i) {
+    const auto& [element, param] = fields[i];
     BIGNUM* number = nullptr;
     EVP_PKEY_get_bn_param(key, param, &number);
     std::string bytes(static_cast<size_t>(BN_num_bytes(number)), '\0');
@@ -98,7 +123,7 @@ void ExpectCertificateAndKey(const Row& row) {
 
   BufStr pfx;
   ASSERT_EQ(front.ExportChosenCertificate(pfx), 0);
-  test::Pfx loaded{std::string(pfx.View())};
+  Pfx loaded{std::string(pfx.View())};
   ASSERT_TRUE(loaded.ok) << "the exported PFX does not load in OpenSSL";
   EVP_PKEY* reference = Reference(row.reference);
   ASSERT_NE(reference, nullptr);
