@@ -137,6 +137,7 @@ void ExpectCertificateAndKey(const Row& row) {
 
 TEST(StoreTypes, EachTypeGivesItsCertificateAndKey) {
   const char* kClient = "CN=Quillon Client, O=Quillon Tests";
+  // clang-format off
   const Row rows[] = {
       {"PKCS#1", cstPEMKeyFile, KeyPath("rsa.pem"), "", true},
       {"PKCS#8", cstPEMKeyBlob, KeyFile("rsa.p8"), "", true},
@@ -154,8 +155,7 @@ TEST(StoreTypes, EachTypeGivesItsCertificateAndKey) {
       {"Ed25519", cstPEMKeyFile, KeyPath("ed25519.p8"), "", true, "ed25519.p8"},
       {"OpenSSH RSA", cstPEMKeyFile, KeyPath("openssh-rsa"), "", true, "openssh-rsa.pub.pem"},
       {"OpenSSH ECDSA", cstPEMKeyFile, KeyPath("openssh-ecdsa"), "", true, "openssh-ecdsa.pub.pem"},
-      {"OpenSSH Ed25519", cstPEMKeyFile, KeyPath("openssh-ed25519"), "", true,
-       "openssh-ed25519.pub"},
+      {"OpenSSH Ed25519", cstPEMKeyFile, KeyPath("openssh-ed25519"), "", true, "openssh-ed25519.pub"},
       {"PPK 2", cstPPKFile, KeyPath("rsa-v2.ppk"), "", true},
       {"PPK 2 secret", cstPPKFile, KeyPath("rsa-v2-secret.ppk"), "secret", true},
       {"PPK 3", cstPPKBlob, KeyFile("rsa-v3.ppk"), "", true},
@@ -165,22 +165,19 @@ TEST(StoreTypes, EachTypeGivesItsCertificateAndKey) {
       {"PFX AES", cstPFXFile, KeyPath("rsa-aes.pfx"), "secret", true, "rsa.p8", kClient},
       {"PFX RC2", cstPFXFile, KeyPath("rsa-legacy.pfx"), "secret", true, "rsa.p8", kClient},
       {"PFX empty password", cstPFXBlob, KeyFile("rsa-empty.pfx"), "", true, "rsa.p8", kClient},
-      {"PFX EC", cstPFXFile, KeyPath("ec.pfx"), "secret", true, "ec-P-256.p8",
-       "CN=Quillon EC Client"},
+      {"PFX EC", cstPFXFile, KeyPath("ec.pfx"), "secret", true, "ec-P-256.p8", "CN=Quillon EC Client"},
       {"P7B", cstP7BFile, KeyPath("bundle.p7b"), "", false, "rsa.p8", kClient},
       {"P7B blob", cstP7BBlob, KeyFile("bundle.p7b"), "", false, "rsa.p8", kClient},
       {"X.509 public", cstPublicKeyFile, KeyPath("rsa.pub.pem"), "", false},
       {"PKCS#1 public", cstPublicKeyBlob, KeyFile("rsa.rsapub.pem"), "", false},
-      {"SSH line", cstSSHPublicKeyFile, KeyPath("openssh-rsa.pub"), "", false,
-       "openssh-rsa.pub.pem"},
-      {"SSH RFC 4716", cstSSHPublicKeyFile, KeyPath("rsa.rfc4716.pub"), "", false,
-       "openssh-rsa.pub.pem"},
-      {"SSH blob", cstSSHPublicKeyBlob, BareSshBlob("openssh-rsa.pub"), "", false,
-       "openssh-rsa.pub.pem"},
+      {"SSH line", cstSSHPublicKeyFile, KeyPath("openssh-rsa.pub"), "", false, "openssh-rsa.pub.pem"},
+      {"SSH RFC 4716", cstSSHPublicKeyFile, KeyPath("rsa.rfc4716.pub"), "", false, "openssh-rsa.pub.pem"},
+      {"SSH blob", cstSSHPublicKeyBlob, BareSshBlob("openssh-rsa.pub"), "", false, "openssh-rsa.pub.pem"},
       {"XML private", cstXMLBlob, XmlKeyValue("rsa.p8", true), "", true},
       {"XML public", cstXMLBlob, XmlKeyValue("rsa.p8", false), "", false},
       {"XML certificate", cstXMLBlob, XmlCertificate(), "", false, "rsa.p8", kClient},
   };
+  // clang-format on
   for (const Row& row : rows)
     ExpectCertificateAndKey(row);
 }
