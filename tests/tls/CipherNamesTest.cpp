@@ -30,6 +30,7 @@ TEST(CipherNamesTest, TextsOfCodes) {
   const Namer enabled = [](uint32_t mask, BufStrBase& text) {
     DescribeEnabledProtocols(mask, text);
   };
+  // clang-format off
   const struct {
     Namer namer;
     uint32_t code;
@@ -53,11 +54,11 @@ TEST(CipherNamesTest, TextsOfCodes) {
       {enabled, 0xC0000003, "Enabling TLS versions: UNI PCT1 "},
       {enabled, 0, "Enabling TLS versions: "},
       {status, 0, "OK"},
-      {status, 0x800B010F,
-       "[0x800b010f] The certificate's CN name does not match the passed value."},
+      {status, 0x800B010F, "[0x800b010f] The certificate's CN name does not match the passed value."},
       {status, 0x80096004, "[0x80096004] The signature of the certificate cannot be verified."},
       {status, 0x12345, "[0x12345] (unknown status code)"},
   };
+  // clang-format on
   for (const auto& row : rows) {
     BufStr text;
     row.namer(row.code, text);
@@ -68,19 +69,19 @@ TEST(CipherNamesTest, TextsOfCodes) {
 }
 
 TEST(CipherNamesTest, AlgorithmListsAndTheirCipherLists) {
+  // clang-format off
   const struct {
     const char* list;
     std::vector<uint32_t> ids;
     const char* ciphers;
   } rows[] = {
       {"CALG_AES_256; calg_rsa_keyx ;;foreign", {0x6610, 0xA400}, "kRSA+AES256"},
-      {"CALG_AES_128;CALG_AES_256;CALG_ECDH_EPHEM",
-       {0x660E, 0x6610, 0xAE06},
-       "kECDHE+AES128:kECDHE+AES256"},
+      {"CALG_AES_128;CALG_AES_256;CALG_ECDH_EPHEM", {0x660E, 0x6610, 0xAE06}, "kECDHE+AES128:kECDHE+AES256"},
       {"CALG_SHA;CALG_SHA1", {0x8004, 0x8004}, "SHA1"},
       {"CALG_MD2;CALG_OID_INFO_CNG_ONLY", {0x8001, 0xFFFFFFFF}, ""},
       {"", {}, ""},
   };
+  // clang-format on
   for (const auto& row : rows) {
     uint32_t ids[kMaxAlgorithms];
     const int count = ParseAlgorithmList(row.list, ids, kMaxAlgorithms);
@@ -156,6 +157,7 @@ TEST(CipherNamesTest, CertificateInHandshakeBytesAndItsNames) {
     return std::string("\x16\x03\x03", 3) + static_cast<char>(body.size() >> 8) +
            static_cast<char>(body.size() & 0xFF) + body;
   };
+  // clang-format off
   const struct {
     const char* name;
     std::string token;
@@ -163,13 +165,13 @@ TEST(CipherNamesTest, CertificateInHandshakeBytesAndItsNames) {
   } rows[] = {
       {"behind a hello in the same record", record(hello + message), 0},
       {"in a record of its own", record(hello) + record(message), 0},
-      {"after an alert record", std::string("\x15\x03\x03\x00\x02\x01\x00", 7) + record(message),
-       0},
+      {"after an alert record", std::string("\x15\x03\x03\x00\x02\x01\x00", 7) + record(message), 0},
       {"split over two records", record(message.substr(0, 100)) + record(message.substr(100)), 281},
       {"record longer than the token", record(message).substr(0, 50), 281},
       {"no certificate", record(hello), 281},
       {"empty", "", 281},
   };
+  // clang-format on
   for (const auto& row : rows) {
     platform::DerBytes cert;
     EXPECT_EQ(ParseHandshakeCertificate(row.token.data(), static_cast<int>(row.token.size()), cert),

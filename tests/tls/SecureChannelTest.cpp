@@ -349,15 +349,14 @@ struct BadPeerRow {
 };
 
 TEST_F(SecureChannelTest, BadServersEndWithACodeAndText) {
+  // clang-format off
   const BadPeerRow rows[] = {
-      {"garbage", "HTTP/1.1 400 Bad Request\r\n\r\n", true, 276,
-       "error during handshake[2]: 0x80090326"},
-      {"truncated record", std::string("\x16\x03\x03\x00\x40hello", 10), true, 276,
-       "Server disconnected before handshake completion [0xffffffff]."},
-      {"record over the maximum", std::string("\x16\x03\x03\xff\xff", 5) + "x", false, 276,
-       "error during handshake[2]: 0x80090326"},
+      {"garbage", "HTTP/1.1 400 Bad Request\r\n\r\n", true, 276, "error during handshake[2]: 0x80090326"},
+      {"truncated record", std::string("\x16\x03\x03\x00\x40hello", 10), true, 276, "Server disconnected before handshake completion [0xffffffff]."},
+      {"record over the maximum", std::string("\x16\x03\x03\xff\xff", 5) + "x", false, 276, "error during handshake[2]: 0x80090326"},
       {"stall", "", false, 301, "Timeout."},
   };
+  // clang-format on
   for (const BadPeerRow& row : rows) {
     SCOPED_TRACE(row.name);
     ScriptPeer peer;
