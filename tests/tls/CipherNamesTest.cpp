@@ -24,12 +24,8 @@ namespace {
 TEST(CipherNamesTest, TextsOfCodes) {
   using Namer = void (*)(uint32_t, BufStrBase&);
   const Namer suite = CipherSuiteName, status = PolicyStatusText;
-  const Namer version = [](uint32_t code, BufStrBase& text) {
-    VersionName(static_cast<int>(code), text);
-  };
-  const Namer enabled = [](uint32_t mask, BufStrBase& text) {
-    DescribeEnabledProtocols(mask, text);
-  };
+  const Namer version = [](uint32_t c, BufStrBase& t) { VersionName(static_cast<int>(c), t); };
+  const Namer enabled = [](uint32_t mask, BufStrBase& t) { DescribeEnabledProtocols(mask, t); };
   // clang-format off
   const struct {
     Namer namer;

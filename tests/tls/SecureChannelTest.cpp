@@ -1,9 +1,11 @@
 // The secure channel under the port against openssl s_server with certificates made at test
 // time: the judgement of each kind of certificate with its status, event and outcome, the
-// protocol versions, renegotiation, the ends of a channel, bulk data, a client certificate, and
-// servers that answer with garbage, a broken record or nothing.
+// protocol versions, renegotiation, the ends of a channel, bulk data, a server that wants a client
+// certificate, servers that answer with garbage, a broken record or nothing, and the session
+// resumed by the HTTP link.
 #include "TlsPeer.h"
 
+#include "http/HttpClient.h"
 #include "net/PortHarness.h"
 #include "support/Corpus.h"
 #include "support/Peers.h"
@@ -369,6 +371,36 @@ TEST_F(SecureChannelTest, BadServersEndWithACodeAndText) {
     EXPECT_STREQ(port.LastErrorText(), row.text);
     port.Disconnect();
     EXPECT_EQ(port.socketHandle, platform::kInvalidSocket);
+  }
+}
+
+// ReuseSSLSession over the HTTP link against s_server -www, whose status page says whether the
+// session was new or resumed: the second connection resumes the first one's session for a host
+// given by name and by address alike, and never with the setting off.
+TEST_F(SecureChannelTest, SecondConnectionOfTheLinkResumesTheSessionWhenAsked) {
+  SslServer server("SERVER_CERT", {"-www", "-cert_chain", CertFile("CA_FILE")});
+  ASSERT_TRUE(server.Ready());
+  struct Row {
+    const char* host;
+    bool reuse;
+    const char* second; // how the status page starts the second session's line
+  };
+  const Row rows[] = {{"127.0.0.1", true, "Reused, "},
+                      {"localhost", true, "Reused, "},
+                      {"127.0.0.1", false, "New, "}};
+  for (const Row& row : rows) {
+    HttpClient client;
+    client.SetTimeout(10, true);
+    client.DefaultScheme.Assign("https");
+    client.reuseSSLSession = row.reuse;
+    const std::string url =
+        "https://" + std::string(row.host) + ":" + std::to_string(server.Port()) + "/";
+    for (const char* expected : {"New, ", row.second}) {
+      ASSERT_EQ(client.SetURL(url.c_str(), 0), 0);
+      ASSERT_EQ(client.RunAction(actGet), 0) << row.host << ": " << client.lastError.Data();
+      EXPECT_NE(client.TransferredData.Find(expected), -1)
+          << row.host << (row.reuse ? " reusing: " : ": ") << client.TransferredData.Data();
+    }
   }
 }
 
