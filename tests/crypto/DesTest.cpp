@@ -28,16 +28,16 @@ TEST(DesTest, PublishedVectors) {
     const char* plain;
     const char* cipher;
   };
+  // clang-format off
   const Row rows[] = {
-      {"FIPS 81 ECB", "0123456789abcdef", "4e6f772069732074 68652074696d6520 666f7220616c6c20",
-       "3fa40e8a984d4815 6a271787ab8883f9 893d51ec4b563b53"},
+      {"FIPS 81 ECB", "0123456789abcdef", "4e6f772069732074 68652074696d6520 666f7220616c6c20", "3fa40e8a984d4815 6a271787ab8883f9 893d51ec4b563b53"},
       {"SP 800-20 variable text", "0101010101010101", "8000000000000000", "95f8a5e5dd31d900"},
-      {"SP 800-20 variable text, last bit", "0101010101010101", "0000000000000001",
-       "166b40b44aba4bd6"},
+      {"SP 800-20 variable text, last bit", "0101010101010101", "0000000000000001", "166b40b44aba4bd6"},
       {"SP 800-20 variable key", "8001010101010101", "0000000000000000", "95a8d72813daa94d"},
       {"parity bits are ignored", "0000000000000000", "4b47532140232425", "aad3b435b51404ee"},
       {"parity bits are ignored, set", "0101010101010101", "4b47532140232425", "aad3b435b51404ee"},
   };
+  // clang-format on
   for (const Row& r : rows)
     EXPECT_EQ(EncryptEcb(FromHex(r.key), FromHex(r.plain)), ToHex(FromHex(r.cipher))) << r.row;
 }

@@ -295,7 +295,7 @@ TEST_F(SecureChannelTest, LargeBodiesArriveByteForByte) {
   EXPECT_EQ(nginx.log.back(), "Disconnected(0, OK)");
 }
 
-// The certificate that goes is checked by the keys' ClientCertHandshake; without one the
+// The certificate that goes is checked by ClientCertHandshake of the key tests; without one the
 // handshake fails and says what the server asked for.
 TEST_F(SecureChannelTest, ServerThatAsksForAClientCertificateRefusesAChannelWithout) {
   SslServer server("SERVER_CERT",
