@@ -120,15 +120,14 @@ TEST(CipherNamesTest, HelloMessagesAreReadAtTheirOffsets) {
       {"too short", ServerHello(0, false).substr(0, 45), -1, ""},
   };
   for (const auto& row : rows) {
+    SCOPED_TRACE(row.name);
     BufStr version, suite;
-    EXPECT_EQ(
-        DescribeServerHello(row.bytes.data(), static_cast<int>(row.bytes.size()), version, suite),
-        row.result)
-        << row.name;
+    const int size = static_cast<int>(row.bytes.size());
+    EXPECT_EQ(DescribeServerHello(row.bytes.data(), size, version, suite), row.result);
     if (row.result != 0) continue;
-    EXPECT_EQ(version.View(), std::string("Selected TLS Version: ") + row.version) << row.name;
-    EXPECT_EQ(suite.View(), "Selected Cipher Suite: TLS_ECDHE_RSA_WITH_AES_128_GCM_SHA256 (0xc02f)")
-        << row.name;
+    EXPECT_EQ(version.View(), std::string("Selected TLS Version: ") + row.version);
+    EXPECT_EQ(suite.View(),
+              "Selected Cipher Suite: TLS_ECDHE_RSA_WITH_AES_128_GCM_SHA256 (0xc02f)");
   }
   // A client hello with two suites behind an empty session id.
   std::string hello = std::string(43, 'h') + '\0' + std::string("\x00\x04\x00\x2F\x13\x01", 6);
@@ -169,13 +168,12 @@ TEST(CipherNamesTest, CertificateInHandshakeBytesAndItsNames) {
   };
   // clang-format on
   for (const auto& row : rows) {
+    SCOPED_TRACE(row.name);
     platform::DerBytes cert;
-    EXPECT_EQ(ParseHandshakeCertificate(row.token.data(), static_cast<int>(row.token.size()), cert),
-              row.result)
-        << row.name;
+    const int size = static_cast<int>(row.token.size());
+    EXPECT_EQ(ParseHandshakeCertificate(row.token.data(), size, cert), row.result);
     if (row.result == 0) {
-      EXPECT_EQ(std::string(reinterpret_cast<const char*>(cert.bytes), cert.length), der)
-          << row.name;
+      EXPECT_EQ(std::string(reinterpret_cast<const char*>(cert.bytes), cert.length), der);
     }
   }
   // Names in certificate order, special values quoted, the parts of a multi-valued RDN (in
