@@ -34,15 +34,14 @@ TEST_F(FolderStore, SubjectRules) {
   };
   for (const Row& row : rows) {
     SCOPED_TRACE(std::string(row.store) + " " + row.subject);
-    ComponentCore core;
-    CertificateFront front(core);
+    test::OwnFront front;
     EXPECT_EQ(test::Choose(front, cstUser, row.store, "", row.subject), 0);
     EXPECT_EQ(front.certSubject.View(), row.found);
     EXPECT_EQ(front.clientCertContext != nullptr, *row.found != 0);
     EXPECT_EQ(platform::CertHasPrivateKey(front.clientCertContext), row.hasKey);
     if (!*row.found) {
-      EXPECT_TRUE(core.lastError.StartsWith("The certificate could not be found (0x"))
-          << core.LastErrorText();
+      EXPECT_TRUE(front.core.lastError.StartsWith("The certificate could not be found (0x"))
+          << front.core.LastErrorText();
     }
   }
 }
@@ -68,16 +67,14 @@ TEST_F(FolderStore, StoreFailures) {
   };
   for (const Row& row : rows) {
     SCOPED_TRACE(row.store);
-    ComponentCore core;
-    CertificateFront front(core);
+    test::OwnFront front;
     EXPECT_EQ(test::Choose(front, row.type, row.store), row.code);
-    EXPECT_TRUE(core.lastError.StartsWith(row.text)) << core.LastErrorText();
+    EXPECT_TRUE(front.core.lastError.StartsWith(row.text)) << front.core.LastErrorText();
     EXPECT_EQ(front.clientCertContext, nullptr);
   }
-  ComponentCore core;
-  CertificateFront front(core);
+  test::OwnFront front;
   EXPECT_EQ(front.SetCertStoreType(18), 380);
-  EXPECT_STREQ(core.LastErrorText(), "Value is out of range.");
+  EXPECT_STREQ(front.core.LastErrorText(), "Value is out of range.");
 }
 
 TEST_F(FolderStore, EncodedCertificateTakesTheStoresCopy) {
@@ -94,11 +91,10 @@ TEST_F(FolderStore, EncodedCertificateTakesTheStoresCopy) {
   };
   for (const Row& row : rows) {
     SCOPED_TRACE(std::string(row.store) + " " + row.certificate);
-    ComponentCore core;
-    CertificateFront front(core);
+    test::OwnFront front;
     front.certStore.Assign(row.store);
     EXPECT_EQ(front.SetCertEncoded(test::KeyFile(row.certificate)), 0);
-    EXPECT_EQ(front.clientCertContext != nullptr, row.chosen) << core.LastErrorText();
+    EXPECT_EQ(front.clientCertContext != nullptr, row.chosen) << front.core.LastErrorText();
     EXPECT_EQ(platform::CertHasPrivateKey(front.clientCertContext), row.hasKey);
     BufStr text;
     front.GetCertEncoded(text);
@@ -112,8 +108,7 @@ void LoadClientPfx(CertificateFront& front) {
 
 // Each import replaces the kept store; the chosen certificate outlives the store it came from.
 TEST(CertificateFront, KeptStoreDroppedOnNextImport) {
-  ComponentCore core;
-  CertificateFront front(core);
+  test::OwnFront front;
   LoadClientPfx(front);
   platform::CertStore* first = front.keptStore;
   ASSERT_NE(first, nullptr);
@@ -130,8 +125,7 @@ TEST(CertificateFront, KeptStoreDroppedOnNextImport) {
 
 // A PFX yields its first certificate with a key for "*", even behind a CA certificate.
 TEST(CertificateFront, PfxStarTakesFirstWithKey) {
-  ComponentCore core;
-  CertificateFront front(core);
+  test::OwnFront front;
   LoadClientPfx(front);
   platform::CertStore* bundle = platform::StoreOpenPkcs7(test::KeyFile("bundle.p7b"));
   platform::CertStore* mixed = platform::StoreOpenMemory();
@@ -145,10 +139,9 @@ TEST(CertificateFront, PfxStarTakesFirstWithKey) {
 
   for (CertStoreTypes type : {cstPFXBlob, cstP7BBlob}) {
     SCOPED_TRACE(static_cast<int>(type));
-    ComponentCore otherCore;
-    CertificateFront second(otherCore);
+    test::OwnFront second;
     const std::string store(type == cstPFXBlob ? pfx.View() : test::KeyFile("bundle.p7b"));
-    ASSERT_EQ(test::Choose(second, type, store, "pw"), 0) << otherCore.LastErrorText();
+    ASSERT_EQ(test::Choose(second, type, store, "pw"), 0) << second.core.LastErrorText();
     // The PKCS#7 store is searched without the key rule: its first certificate wins.
     EXPECT_EQ(second.certSubject.View(), "CN=Quillon Client, O=Quillon Tests");
     EXPECT_EQ(platform::CertHasPrivateKey(second.clientCertContext), type == cstPFXBlob);

@@ -33,6 +33,14 @@ inline std::string KeyFile(const std::string& name) {
   return FileText(KeyPath(name));
 }
 
+// A certificate front on a core of its own, which holds its lastError.
+struct CoreOwner {
+  ComponentCore core;
+};
+struct OwnFront : CoreOwner, CertificateFront {
+  OwnFront() : CertificateFront(core) {}
+};
+
 // Sets the store of `front` and chooses a certificate in it; the code of the choice.
 inline int Choose(CertificateFront& front, CertStoreTypes type, std::string_view store,
                   std::string_view password = "", std::string_view subject = "*") {

@@ -115,10 +115,10 @@ struct Row {
 // reading of the reference.
 void ExpectCertificateAndKey(const Row& row) {
   SCOPED_TRACE(row.name);
-  ComponentCore core;
-  CertificateFront front(core);
-  ASSERT_EQ(test::Choose(front, row.type, row.store, row.password), 0) << core.LastErrorText();
-  ASSERT_NE(front.clientCertContext, nullptr) << core.LastErrorText();
+  test::OwnFront front;
+  ASSERT_EQ(test::Choose(front, row.type, row.store, row.password), 0)
+      << front.core.LastErrorText();
+  ASSERT_NE(front.clientCertContext, nullptr) << front.core.LastErrorText();
   EXPECT_EQ(front.certSubject.View(), row.subject);
 
   BufStr pfx;
@@ -196,8 +196,7 @@ TEST(StoreTypes, PpkOfEveryCurveGivesItsKey) {
 
 // Where a certificate of pem_cert comes from: one day from now, serial 1, its own issuer.
 TEST(StoreTypes, ThrowAwayCertificateHasItsNameValidityAndSerial) {
-  ComponentCore core;
-  CertificateFront front(core);
+  test::OwnFront front;
   ASSERT_EQ(test::Choose(front, cstPEMKeyFile, KeyPath("rsa.pem")), 0);
   const std::string_view der = platform::CertEncoded(front.clientCertContext);
   const auto* bytes = reinterpret_cast<const unsigned char*>(der.data());
