@@ -102,14 +102,10 @@ TEST_F(FolderStore, EncodedCertificateTakesTheStoresCopy) {
   }
 }
 
-void LoadClientPfx(CertificateFront& front) {
-  ASSERT_EQ(test::Choose(front, cstPFXFile, KeyPath("rsa-aes.pfx"), "secret"), 0);
-}
-
 // Each import replaces the kept store; the chosen certificate outlives the store it came from.
 TEST(CertificateFront, KeptStoreDroppedOnNextImport) {
   test::OwnFront front;
-  LoadClientPfx(front);
+  ASSERT_EQ(test::Choose(front, cstPFXFile, KeyPath("rsa-aes.pfx"), "secret"), 0);
   platform::CertStore* first = front.keptStore;
   ASSERT_NE(first, nullptr);
   front.SetCertStorePassword("wrong");
@@ -126,7 +122,7 @@ TEST(CertificateFront, KeptStoreDroppedOnNextImport) {
 // A PFX yields its first certificate with a key for "*", even behind a CA certificate.
 TEST(CertificateFront, PfxStarTakesFirstWithKey) {
   test::OwnFront front;
-  LoadClientPfx(front);
+  ASSERT_EQ(test::Choose(front, cstPFXFile, KeyPath("rsa-aes.pfx"), "secret"), 0);
   platform::CertStore* bundle = platform::StoreOpenPkcs7(test::KeyFile("bundle.p7b"));
   platform::CertStore* mixed = platform::StoreOpenMemory();
   ASSERT_EQ(platform::StoreCount(bundle), 2);
