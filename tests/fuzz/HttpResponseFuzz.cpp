@@ -3,27 +3,23 @@
 // decoding on, bit 3 a 32-byte line buffer, bit 4 the server closes at the end, bit 5 redirects
 // followed), then pieces, each a length byte and that many bytes of the response.
 #include "../support/ResponseFeed.h"
+#include "FuzzSupport.h"
 
-#include <cstdint>
-#include <string_view>
-
-extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
-  if (size == 0) return 0;
-  const uint8_t settings = data[0];
-  quillon::HttpClient client;
+QUILLON_FUZZ_TARGET(input) {
+  if (input.empty()) return;
+  const uint8_t settings = static_cast<uint8_t>(input[0]);
+  HttpClient client;
   client.KeepAlive = (settings & 2) ? 1 : 0;
   client.AllowHTTPCompression = (settings & 4) ? 1 : 0;
   client.FollowRedirects = (settings & 32) ? 1 : 0;
   if (settings & 8) client.SetMaxLineLength(32);
   client.ArmResponseReader((settings & 1) ? "HEAD" : "GET");
-  const std::string_view input(reinterpret_cast<const char*>(data) + 1, size - 1);
-  for (size_t at = 0; at < input.size();) {
+  for (size_t at = 1; at < input.size();) {
     const size_t length = static_cast<uint8_t>(input[at++]);
     const std::string_view piece = input.substr(at, length);
     at += piece.size();
-    quillon::test::FeedPiece(client, piece);
+    test::FeedPiece(client, piece);
   }
-  if (settings & 16) quillon::test::FeedEnd(client);
+  if (settings & 16) test::FeedEnd(client);
   client.EvaluateResponse(0);
-  return 0;
 }

@@ -2,17 +2,11 @@
 // of the result: channel, every entry with its links and properties, paths, a rewrite by path
 // and by EntryXML, and Reset. Layout of an input: the document up to the first NUL, then an
 // optional path (up to the next NUL) for GetEntryProperty and SetEntryProperty.
+#include "FuzzSupport.h"
 #include "odata/QuillonCore.h"
 
-#include <cstdint>
-#include <string_view>
-
+namespace quillon::fuzz {
 namespace {
-
-using quillon::BufStr;
-using quillon::EntryRecord;
-using quillon::QuillonCore;
-
 void ReadEntry(QuillonCore& core, std::string_view path) {
   EntryRecord& entry = core.CurrentEntry();
   for (const char* field : {"/entry/id", "/entry/title", "/entry/summary", "/entry/updated",
@@ -31,9 +25,9 @@ void ReadEntry(QuillonCore& core, std::string_view path) {
 }
 
 } // namespace
+} // namespace quillon::fuzz
 
-extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
-  const std::string_view input(reinterpret_cast<const char*>(data), size);
+QUILLON_FUZZ_TARGET(input) {
   const size_t nul = input.find('\0');
   const std::string_view document = input.substr(0, nul);
   std::string_view path = nul == std::string_view::npos ? "Name" : input.substr(nul + 1);
@@ -57,5 +51,4 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
   core.SetEntryIndex(-1);
   ReadEntry(core, path);
   core.Reset();
-  return 0;
 }

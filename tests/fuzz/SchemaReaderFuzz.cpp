@@ -2,20 +2,14 @@
 // ReadSchema, then walked as a host walks a schema: every entity set selected by index and by
 // name, every property and navigation property made current, every Schema property read, and
 // every complex type selected. Nothing may crash, hang or read outside a record.
+#include "FuzzSupport.h"
 #include "odata/QuillonCore.h"
 #include "surface/ControlSurface.h"
 
-#include <cstdint>
-#include <string_view>
-
+namespace quillon::fuzz {
 namespace {
-
-using quillon::PropertyRow;
-using quillon::PropertyValue;
-using quillon::QuillonCore;
-
 void ReadEverySchemaProperty(QuillonCore& core) {
-  for (const PropertyRow& row : quillon::PropertyRows()) {
+  for (const PropertyRow& row : PropertyRows()) {
     if (row.id < 83 || row.id > 124) continue;
     PropertyValue value;
     for (int index = -1; index <= (row.indexName ? 2 : -1); ++index)
@@ -24,13 +18,13 @@ void ReadEverySchemaProperty(QuillonCore& core) {
 }
 
 } // namespace
+} // namespace quillon::fuzz
 
-extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
-  const std::string_view document(reinterpret_cast<const char*>(data), size);
+QUILLON_FUZZ_TARGET(document) {
   QuillonCore core;
   core.parser.PrepareForDocument();
   core.parser.ConfigText("KeepOriginalText=TRUE", nullptr);
-  if (core.parser.Parse(document) != 0 || core.parser.SetXPath("/") != 0) return 0;
+  if (core.parser.Parse(document) != 0 || core.parser.SetXPath("/") != 0) return;
   core.ClearSchema();
   core.ReadSchema();
 
@@ -39,7 +33,7 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
     core.SetSchemaEntityIndex(e);
     core.SetSchemaEntity(core.entitySets.Peek(e)->name.View());
     ReadEverySchemaProperty(core);
-    const quillon::SchemaEntityType* type = core.CurrentEntityType();
+    const SchemaEntityType* type = core.CurrentEntityType();
     for (int p = 0; type && p < type->properties.Count() && p < 64; ++p) {
       core.SetSchemaPropertyIndex(p);
       core.SetSchemaProperty(type->properties.Peek(p)->name.View());
@@ -55,5 +49,4 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
     core.SetSchemaType(core.complexTypes.Peek(c)->name.View());
     ReadEverySchemaProperty(core);
   }
-  return 0;
 }

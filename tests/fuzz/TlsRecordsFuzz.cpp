@@ -3,25 +3,16 @@
 // every input is cut and opened as the engine does, record by record, until the provider asks
 // for more or fails. A failure is fine; a crash, a read outside the input, or a plain text
 // longer than its record is not.
+#include "FuzzSupport.h"
 #include "platform/TlsProvider.h"
 
 #include <openssl/evp.h>
 #include <openssl/ssl.h>
 #include <openssl/x509.h>
 
-#include <cstdint>
-#include <cstdlib>
-#include <cstring>
 #include <string>
 
 namespace {
-
-using quillon::platform::TlsContext;
-using quillon::platform::TlsToken;
-
-void Check(bool condition) {
-  if (!condition) std::abort();
-}
 
 SSL_CTX* ServerContext() {
   static SSL_CTX* ctx = [] {
@@ -54,12 +45,13 @@ std::string Drain(BIO* out) {
 
 } // namespace
 
-extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
-  quillon::platform::TlsCredentialSettings settings;
-  settings.package = quillon::platform::kTlsPackageName;
+QUILLON_FUZZ_TARGET(data) {
+  using namespace platform;
+  TlsCredentialSettings settings;
+  settings.package = kTlsPackageName;
   settings.protocols = 0xC00;
-  quillon::platform::TlsCredentials* credentials = nullptr;
-  Check(quillon::platform::TlsAcquireCredentials(settings, credentials) == 0);
+  TlsCredentials* credentials = nullptr;
+  Check(TlsAcquireCredentials(settings, credentials) == 0);
   TlsContext* client = TlsContext::Create(*credentials, "fuzz", nullptr, 0);
   SSL* server = SSL_new(ServerContext());
   BIO* serverIn = BIO_new(BIO_s_mem());
@@ -67,8 +59,8 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
   SSL_set_bio(server, serverIn, serverOut);
   SSL_set_accept_state(server);
   std::string toServer, toClient;
-  int32_t status = quillon::platform::tlsContinueNeeded;
-  for (int round = 0; round < 10 && status == quillon::platform::tlsContinueNeeded; ++round) {
+  int32_t status = tlsContinueNeeded;
+  for (int round = 0; round < 10 && status == tlsContinueNeeded; ++round) {
     TlsToken token;
     int extra = 0;
     status = client->Handshake(toClient.data(), static_cast<int>(toClient.size()), token, extra);
@@ -77,8 +69,8 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
     SSL_do_handshake(server);
     toClient += Drain(serverOut);
   }
-  Check(status == quillon::platform::tlsOk);
-  std::string input(reinterpret_cast<const char*>(data), size);
+  Check(status == tlsOk);
+  std::string input(data);
   int length = static_cast<int>(input.size());
   char* at = input.data();
   for (int step = 0; step < 1000; ++step) {
@@ -86,7 +78,7 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
     int plainLength = 0, extra = 0;
     TlsToken token;
     status = client->Decrypt(at, length, plain, plainLength, extra, token);
-    if (status < 0 || status == quillon::platform::tlsContextExpired) break;
+    if (status < 0 || status == tlsContextExpired) break;
     Check(extra >= 0 && extra <= length && plainLength >= 0);
     Check(plain != at || plainLength <= length - extra);
     if (extra == length && !client->HoldsPlain()) break;
@@ -95,6 +87,5 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
   }
   SSL_free(server);
   delete client;
-  quillon::platform::TlsFreeCredentials(credentials);
-  return 0;
+  TlsFreeCredentials(credentials);
 }

@@ -4,20 +4,13 @@
 // by byte) and a split of the input must not change the tree, and the scanner without its path
 // for ordinary markup must leave everything as it does with it; a difference aborts.
 #include "../xml/XmlTestSupport.h"
-#include "xml/XmlParser.h"
+#include "FuzzSupport.h"
 #include "xml/XmlRewrite.h"
 
-#include <cstdint>
-#include <cstdlib>
 #include <string>
-#include <string_view>
 
+namespace quillon::fuzz {
 namespace {
-
-using quillon::XmlParser;
-using quillon::test::Outcome;
-using quillon::test::RecordingSink;
-
 void Prepare(XmlParser& parser, uint8_t options, uint8_t more) {
   parser.ConfigText(options & 1 ? "CharsetMode=1" : "CharsetMode=0", nullptr);
   parser.PrepareForDocument();
@@ -32,17 +25,8 @@ void Prepare(XmlParser& parser, uint8_t options, uint8_t more) {
     parser.ConfigText("AddSGMLTag=p", nullptr);
     parser.ConfigText("AddSGMLTag=a", nullptr);
   }
-  if (more & 4) parser.impl.flags &= ~quillon::xfAllowTextOutsideRoot;
-  if (more & 8)
-    parser.impl.flags &=
-        ~(quillon::xfIgnoreBadAttributePrefixes | quillon::xfIgnoreBadElementPrefixes);
-}
-
-// Feeds the document whole, or in two pieces split at `at`.
-int Feed(XmlParser& parser, std::string_view document, size_t at, bool pieces) {
-  if (!pieces) return parser.Parse(document);
-  const int rc = parser.impl.Feed(document.substr(0, at));
-  return rc != 0 ? rc : parser.impl.Feed(document.substr(at));
+  if (more & 4) parser.impl.flags &= ~xfAllowTextOutsideRoot;
+  if (more & 8) parser.impl.flags &= ~(xfIgnoreBadAttributePrefixes | xfIgnoreBadElementPrefixes);
 }
 
 void ReadEverything(XmlParser& parser) {
@@ -50,12 +34,7 @@ void ReadEverything(XmlParser& parser) {
   parser.XSubTree(&out);
   parser.XContents(&out);
   for (int i = -1; i <= parser.AttrCount(); ++i) {
-    if (parser.CheckAttrIndex(i) == 0) {
-      parser.AttrLocalName(i);
-      parser.AttrPrefix(i);
-      parser.AttrNamespace(i);
-      parser.AttrValue(i);
-    }
+    if (parser.CheckAttrIndex(i) == 0) test::AttrText(parser, i);
   }
   for (int i = -1; i <= parser.NamespaceCount(); ++i)
     if (parser.CheckNamespaceIndex(i) == 0) {
@@ -72,66 +51,43 @@ void ReadEverything(XmlParser& parser) {
   parser.XParent();
   parser.XText();
 }
-
 } // namespace
+} // namespace quillon::fuzz
 
-extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
-  if (size < 3) return 0;
-  const uint8_t options = data[0];
-  const uint8_t more = data[1];
-  const std::string_view input(reinterpret_cast<const char*>(data) + 2, size - 2);
-  const size_t nul = input.find('\0');
-  const std::string_view document = input.substr(0, nul);
-  const std::string_view paths =
-      nul == std::string_view::npos ? std::string_view() : input.substr(nul + 1);
+QUILLON_FUZZ_TARGET(input) {
+  if (input.size() < 3) return;
+  const uint8_t options = static_cast<uint8_t>(input[0]);
+  const uint8_t more = static_cast<uint8_t>(input[1]);
+  const size_t nul = input.find('\0', 2);
+  const std::string_view document = input.substr(2, nul - 2);
+  const std::string_view paths = nul == std::string_view::npos ? "" : input.substr(nul + 1);
 
+  // The same document byte by byte under a listener, and in two pieces at `at`, gives the same
+  // tree. Without the markup path, whole and in pieces, a parse gives the same outcome too: down
+  // to the failure text, the kept text, the byte count and the state where it stopped.
+  const auto prepare = [&](XmlParser& parser) { Prepare(parser, options, more); };
   const size_t at = document.empty() ? 0 : (more >> 4) * document.size() / 16;
+  constexpr size_t kWhole = std::string_view::npos;
+  const auto whole = test::ParseAndDump(prepare, document, kWhole);
+  const auto split = test::ParseAndDump(prepare, document, at);
+  test::RecordingSink sink;
+  Check(test::ParseAndDump(prepare, document, kWhole, 1, &sink).second == whole.second);
+  Check(split.second == whole.second);
+  Check(test::ParseAndDump(prepare, document, kWhole, 0) == whole);
+  Check(test::ParseAndDump(prepare, document, at, 0) == split);
+
   XmlParser parser;
-  Prepare(parser, options, more);
-  const int rc = parser.Parse(document);
-  const std::string outcome = Outcome(parser, rc);
-  const std::string tree = quillon::test::DumpTree(parser, true);
-
-  // The same document byte by byte under a listener, and in two pieces.
-  XmlParser listened;
-  RecordingSink sink;
-  Prepare(listened, options, more);
-  listened.impl.sink = &sink;
-  if (listened.Parse(document) != rc || quillon::test::DumpTree(listened, true) != tree)
-    std::abort();
-  XmlParser split;
-  Prepare(split, options, more);
-  const int splitRc = Feed(split, document, at, true);
-  const std::string splitOutcome = Outcome(split, splitRc);
-  if (splitRc != rc || quillon::test::DumpTree(split, true) != tree) std::abort();
-
-  // Without the markup path, whole and in pieces: the same outcome down to the failure text, the
-  // kept text, the byte count and the state where the parse stopped.
-  for (bool pieces : {false, true}) {
-    XmlParser general;
-    Prepare(general, options, more);
-    general.impl.markupPath = 0;
-    const int generalRc = Feed(general, document, at, pieces);
-    if (Outcome(general, generalRc) != (pieces ? splitOutcome : outcome) ||
-        quillon::test::DumpTree(general, true) != tree)
-      std::abort();
-  }
-
+  prepare(parser);
+  parser.Parse(document);
   parser.SetXPath("/[lastUnclosed()]");
   ReadEverything(parser);
-  size_t from = 0;
-  while (from < paths.size()) {
-    size_t end = paths.find('\n', from);
-    if (end == std::string_view::npos) end = paths.size();
-    const std::string_view path = paths.substr(from, end - from);
+  ForEachLine(paths, [&](std::string_view path) {
     parser.HasXPath(path);
     parser.TextAt(path);
     parser.SetXPath(path);
     ReadEverything(parser);
-    quillon::BufStr rewritten;
-    quillon::XmlRewriteContext context;
-    quillon::RewriteChildren(context, parser, rewritten, path, "v");
-    from = end + 1;
-  }
-  return 0;
+    BufStr rewritten;
+    XmlRewriteContext context;
+    RewriteChildren(context, parser, rewritten, path, "v");
+  });
 }

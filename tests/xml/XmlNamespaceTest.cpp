@@ -1,9 +1,6 @@
 // Prefixes and the element stack: late resolution, scoping, the tolerance flags, the limits of
 // the tables, the SGML closing rule, and the checked accessors with their codes.
 #include "XmlTestSupport.h"
-#include "frame/Errors.h"
-#include "xml/XmlErrors.h"
-#include "xml/XmlParser.h"
 
 #include <gtest/gtest.h>
 
@@ -21,8 +18,7 @@ std::string NameAt(XmlParser& parser, std::string_view path) {
 
 std::string AttributeAt(XmlParser& parser, std::string_view path, int i) {
   if (parser.SetXPath(path) != 0 || parser.CheckAttrIndex(i) != 0) return "<fail>";
-  return Str(parser.AttrPrefix(i)) + ":" + Str(parser.AttrLocalName(i)) + "{" +
-         Str(parser.AttrNamespace(i)) + "}=" + Str(parser.AttrValue(i));
+  return AttrText(parser, i);
 }
 
 TEST(XmlNamespaceTest, PrefixesResolveWhenTheWholeTagHasBeenRead) {
@@ -58,41 +54,27 @@ TEST(XmlNamespaceTest, MappingsInScopeListOutermostFirst) {
   ASSERT_EQ(ParseOwned(parser, "<r xmlns='urn:r' xmlns:m='urn:m'><e xmlns:m='urn:m2' "
                                "xmlns:d='urn:d'><f/></e><g/></r>"),
             0);
-  struct Row {
-    const char* path;
-    const char* mappings;
+  const auto at = [&](const char* path) {
+    return parser.SetXPath(path) == 0 ? Mappings(parser) : "<fail>";
   };
-  const Row rows[] = {
-      {"/r", "=urn:r m=urn:m"},
-      {"/r/e", "=urn:r m=urn:m m=urn:m2 d=urn:d"},
-      {"/r/e/f", "=urn:r m=urn:m m=urn:m2 d=urn:d"},
-      {"/r/g", "=urn:r m=urn:m"},
-  };
-  for (const Row& row : rows) {
-    ASSERT_EQ(parser.SetXPath(row.path), 0);
-    std::string mappings;
-    for (int i = 0; i < parser.NamespaceCount(); ++i)
-      mappings +=
-          (i ? " " : "") + Str(parser.NamespacePrefix(i)) + "=" + Str(parser.NamespaceUri(i));
-    EXPECT_EQ(mappings, row.mappings) << row.path;
-  }
+  EXPECT_EQ(at("/r"), "=urn:r m=urn:m");
+  EXPECT_EQ(at("/r/e"), "=urn:r m=urn:m m=urn:m2 d=urn:d");
+  EXPECT_EQ(at("/r/e/f"), "=urn:r m=urn:m m=urn:m2 d=urn:d");
+  EXPECT_EQ(at("/r/g"), "=urn:r m=urn:m");
 }
 
 TEST(XmlNamespaceTest, UnknownPrefixesFailOrAreToleratedByFlag) {
   XmlParser parser;
-  parser.ConfigText("IgnoreBadElementPrefixes=false", nullptr);
-  parser.Reset();
-  parser.impl.BuildDOM = 1;
-  EXPECT_EQ(parser.Parse("<a:b/>"), errUnknownElementPrefix);
+  EXPECT_EQ(ParseOwned(parser, "<a:b/>", {"IgnoreBadElementPrefixes=false"}),
+            errUnknownElementPrefix);
   EXPECT_STREQ(parser.LastErrorText(), "Unknown element prefix (can't find namespace): a");
-  parser.Reset();
-  EXPECT_EQ(parser.Parse("<b a:x='1'/>"), errUnknownAttrPrefix);
+  EXPECT_EQ(ParseOwned(parser, "<b a:x='1'/>", {"ignorebadattributeprefixes=no"}),
+            errUnknownAttrPrefix);
   EXPECT_STREQ(parser.LastErrorText(), "Unknown attribute prefix (can't find namespace): a");
 
   // The owners' flags: the whole name becomes the local name, with no prefix or namespace.
   RecordingSink sink;
-  Listen(parser, sink);
-  ASSERT_EQ(parser.Parse("<r><a:b m:t='x'>v</a:b></r>"), 0);
+  ASSERT_EQ(ParseOwned(parser, "<r><a:b m:t='x'>v</a:b></r>", {}, &sink), 0);
   EXPECT_EQ(NameAt(parser, "/r/a:b"), ":a:b{}");
   EXPECT_EQ(Str(parser.XElement()), "a:b");
   EXPECT_EQ(AttributeAt(parser, "/r/a:b", 0), ":m:t{}=x");
@@ -109,32 +91,17 @@ TEST(XmlNamespaceTest, UnknownPrefixesFailOrAreToleratedByFlag) {
 }
 
 TEST(XmlNamespaceTest, TablesHoldAtMost256Entries) {
-  auto nested = [](int depth) {
-    std::string text;
-    for (int i = 0; i < depth; ++i)
-      text += "<e>";
-    for (int i = 0; i < depth; ++i)
-      text += "</e>";
-    return text;
-  };
-  auto withAttributes = [](int count, const char* extra) {
-    std::string text = "<e";
-    for (int i = 0; i < count; ++i)
-      text += " a" + std::to_string(i) + "='" + std::to_string(i) + "'";
-    return text + extra + "/>";
-  };
+  const auto nested = [](int depth) { return Repeat(depth, "<e>") + Repeat(depth, "</e>"); };
   XmlParser parser;
   EXPECT_EQ(ParseOwned(parser, nested(256)), 0);
   EXPECT_EQ(ParseOwned(parser, nested(257)), errOutOfMemory);
-  EXPECT_EQ(ParseOwned(parser, withAttributes(256, " xmlns:p='u' xmlns='v'")), 0);
+  EXPECT_EQ(ParseOwned(parser, "<e" + NumberedAttributes(256) + " xmlns:p='u' xmlns='v'/>"), 0);
   ASSERT_EQ(parser.SetXPath("/e"), 0);
   EXPECT_EQ(parser.AttrCount(), 256);
   EXPECT_EQ(Str(parser.AttrValue(255)), "255");
-  EXPECT_EQ(ParseOwned(parser, withAttributes(257, "")), errOutOfMemory);
-  std::string mappings = "<e";
-  for (int i = 0; i < 257; ++i)
-    mappings += " xmlns:p" + std::to_string(i) + "='u'";
-  EXPECT_EQ(ParseOwned(parser, mappings + "/>"), errOutOfMemory);
+  EXPECT_EQ(ParseOwned(parser, "<e" + NumberedAttributes(257) + "/>"), errOutOfMemory);
+  const auto mapping = [](int i) { return " xmlns:p" + std::to_string(i) + "='u'"; };
+  EXPECT_EQ(ParseOwned(parser, "<e" + Repeat(257, mapping) + "/>"), errOutOfMemory);
 }
 
 TEST(XmlNamespaceTest, AttributeByNameComparesLocalNamesWithoutCase) {
@@ -174,15 +141,13 @@ TEST(XmlNamespaceTest, CheckedAccessorsGiveTheirCodesAndTexts) {
       {"/r", 1, errNoAttributes, errNoNamespaces, 0},
       {"/r", 2, errNoAttributes, errNoNamespaces, errElementIndex},
   };
-  const std::map<int, std::string> texts = {
-      {0, ""},
-      {errNoAttributes, "No attributes available."},
-      {errAttrIndex, "Invalid attribute index."},
-      {errNoNamespaces, "No namespaces available."},
-      {errNamespaceIndex, "Invalid namespace index."},
-      {errNoElements, "No elements available."},
-      {errElementIndex, "Invalid element index."},
-  };
+  const std::map<int, std::string> texts = {{0, ""},
+                                            {errNoAttributes, "No attributes available."},
+                                            {errAttrIndex, "Invalid attribute index."},
+                                            {errNoNamespaces, "No namespaces available."},
+                                            {errNamespaceIndex, "Invalid namespace index."},
+                                            {errNoElements, "No elements available."},
+                                            {errElementIndex, "Invalid element index."}};
   for (const Row& row : rows) {
     SCOPED_TRACE(std::string(row.path) + " " + std::to_string(row.index));
     ASSERT_EQ(parser.SetXPath(row.path), 0);
@@ -203,8 +168,7 @@ TEST(XmlNamespaceTest, StartElementReceiverReadsTheLiveTables) {
   XmlParser parser;
   RecordingSink sink;
   sink.parser = &parser;
-  Listen(parser, sink);
-  ASSERT_EQ(parser.Parse("<r p:a='1' xml:lang='en' xmlns:p='urn:p' b='2'/>"), 0);
+  ASSERT_EQ(ParseOwned(parser, "<r p:a='1' xml:lang='en' xmlns:p='urn:p' b='2'/>", {}, &sink), 0);
   EXPECT_EQ(sink.events[1],
             "start  r r empty p:a{urn:p}=1 xml:lang{http://www.w3.org/XML/1998/namespace}=en "
             ":b{}=2");
@@ -216,8 +180,8 @@ TEST(XmlNamespaceTest, StartElementReceiverReadsTheLiveTables) {
 TEST(XmlNamespaceTest, SgmlRuleClosesElementsWithoutEndTags) {
   XmlParser parser;
   RecordingSink sink;
-  Listen(parser, sink, {"AddSGMLTag=p", "AddSGMLTag=ul"});
-  ASSERT_EQ(parser.Parse("<p>a<br>b<img src=x><ul><li>one</ul></p>"), 0) << parser.LastErrorText();
+  const char* document = "<p>a<br>b<img src=x><ul><li>one</ul></p>";
+  ASSERT_EQ(ParseOwned(parser, document, {"AddSGMLTag=p", "AddSGMLTag=ul"}, &sink), 0);
   EXPECT_EQ(parser.OriginalText(), "<p>a<br>b</br><img src=x></img><ul><li>one</li></ul></p>");
   EXPECT_EQ(DumpTree(parser, true),
             "<p {} [a] kept(<p>a<br>b</br><img src=x></img><ul><li>one</li></ul></p>|"
@@ -233,8 +197,9 @@ TEST(XmlNamespaceTest, SgmlRuleClosesElementsWithoutEndTags) {
   };
   EXPECT_EQ(sink.events, expected);
 
-  // Without kept text the closing is the same, and nothing is rewritten.
-  ASSERT_EQ(ParseOwned(parser, "<p><br><i>x</i></p>", {"KeepOriginalText=0", "AddSGMLTag=i"}), 0);
+  // Without kept text (CacheContent is its other name) the closing is the same, and nothing is
+  // rewritten.
+  ASSERT_EQ(ParseOwned(parser, "<p><br><i>x</i></p>", {"CacheContent=0", "AddSGMLTag=i"}), 0);
   EXPECT_EQ(parser.OriginalText(), "");
   EXPECT_EQ(TextOf(parser, "/p/i"), "x");
 }

@@ -27,36 +27,22 @@ const char* StopOf(const std::string& run, bool (*continues)(char)) {
   return p;
 }
 
-bool ContinuesName(char c) {
-  return IsXmlNameChar(c);
-}
-bool ContinuesSpace(char c) {
-  return IsXmlSpace(c);
-}
-bool ContinuesAttrName(char c) {
-  return !(XmlClass(c) & xcAttrNameEnd);
-}
-bool ContinuesText(char c) {
-  return c != '<' && c != '&' && c != '\n';
-}
-
 TEST(XmlScanBytesTest, BlockSearchesStopWhereTheByteClassesSay) {
   constexpr size_t kLength = 37; // two blocks and a tail
   for (int value = 0; value < 256; ++value) {
     const char c = static_cast<char>(value);
     for (size_t at = 0; at < kLength; ++at) {
+      SCOPED_TRACE("byte " + std::to_string(value) + " at " + std::to_string(at));
       const std::string names = RunWith(kLength, 'a', at, c);
       const char* end = names.data() + names.size();
-      EXPECT_EQ(SkipNameChars(names.data(), end), StopOf(names, ContinuesName))
-          << "name byte " << value << " at " << at;
-      EXPECT_EQ(SkipAttrNameChars(names.data(), end), StopOf(names, ContinuesAttrName))
-          << "attribute byte " << value << " at " << at;
-      EXPECT_EQ(FindAny3(names.data(), end, '<', '&', '\n'), StopOf(names, ContinuesText))
-          << "text byte " << value << " at " << at;
+      EXPECT_EQ(SkipNameChars(names.data(), end), StopOf(names, IsXmlNameChar));
+      EXPECT_EQ(SkipAttrNameChars(names.data(), end),
+                StopOf(names, [](char b) { return !(XmlClass(b) & xcAttrNameEnd); }));
+      EXPECT_EQ(FindAny3(names.data(), end, '<', '&', '\n'),
+                StopOf(names, [](char b) { return b != '<' && b != '&' && b != '\n'; }));
       const std::string spaces = RunWith(kLength, '\t', at, c);
       EXPECT_EQ(SkipXmlSpaces(spaces.data(), spaces.data() + spaces.size()),
-                StopOf(spaces, ContinuesSpace))
-          << "space byte " << value << " at " << at;
+                StopOf(spaces, IsXmlSpace));
     }
   }
 }

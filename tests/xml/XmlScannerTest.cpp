@@ -2,10 +2,7 @@
 // declarations, the input layer, callbacks, settings and failures; every document also parsed
 // split at each byte and with a listener, which must change nothing.
 #include "XmlTestSupport.h"
-#include "frame/Errors.h"
 #include "frame/Memory.h"
-#include "xml/XmlErrors.h"
-#include "xml/XmlParser.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
@@ -76,13 +73,6 @@ TEST(XmlScannerTest, RootTextAfterWhitespaceAndReferences) {
       EXPECT_EQ(text.empty() ? 0 : std::strlen(text.data()), text.size());
     }
   }
-
-  XmlParser parser;
-  ASSERT_EQ(ParseOwned(parser, "<a v=\"&#128512;&amp;x\" w='&lt;' u=&lt;b&#x41;></a>"), 0);
-  ASSERT_EQ(parser.SetXPath("/a"), 0);
-  EXPECT_EQ(Str(parser.AttrValue(0)), "\xF0\x9F\x98\x80&x");
-  EXPECT_EQ(Str(parser.AttrValue(1)), "<");
-  EXPECT_EQ(Str(parser.AttrValue(2)), "<bA");
 }
 
 TEST(XmlScannerTest, WithoutTheTreeReferencesAreLeftToTheListener) {
@@ -108,6 +98,7 @@ TEST(XmlScannerTest, AttributeSyntaxIsForgiving) {
       {"<a / b='1'></a>", "b=1"},
       {"<a b='1' b='2'/>", "b=1 b=2"},
       {"<a b = \"x y\" ></a>", "b=x y"},
+      {"<a v=\"&#128512;&amp;x\" w='&lt;' u=&lt;b&#x41;></a>", "v=\xF0\x9F\x98\x80&x w=< u=<bA"},
   };
   for (const Row& row : rows) {
     SCOPED_TRACE(row.document);
@@ -128,10 +119,9 @@ TEST(XmlScannerTest, AttributeSyntaxIsForgiving) {
 TEST(XmlScannerTest, CommentsInstructionsDeclarationsAndSections) {
   XmlParser parser;
   RecordingSink sink;
-  Listen(parser, sink);
   const char* document = "<?xml version='1.0'?><!DOCTYPE r [ <!ENTITY x \"y>\"> ]>"
                          "<!-- a - b --><?pi a > b ?><r>&x;<![CDATA[<&>]]><![X[lost]]></r>";
-  ASSERT_EQ(parser.Parse(document), 0) << parser.LastErrorText();
+  ASSERT_EQ(ParseOwned(parser, document, {}, &sink), 0) << parser.LastErrorText();
   const std::vector<std::string> expected = {
       "pi xml version='1.0'", "meta DOCTYPE r [ <!ENTITY x \"y>\"> ]",
       "comment  a - b ",      "pi pi a > b ",
@@ -144,8 +134,7 @@ TEST(XmlScannerTest, CommentsInstructionsDeclarationsAndSections) {
 
   // A double dash ends a comment (a failure, below) unless HTMLComments.
   sink.events.clear();
-  Listen(parser, sink, {"HTMLComments=1"});
-  ASSERT_EQ(parser.Parse("<r><!-- a -- b --><!----></r>"), 0);
+  ASSERT_EQ(ParseOwned(parser, "<r><!-- a -- b --><!----></r>", {"HTMLComments=1"}, &sink), 0);
   EXPECT_EQ(sink.events[1], "comment  a -- b ");
   EXPECT_EQ(sink.events[2], "comment ");
 }
@@ -171,21 +160,19 @@ TEST(XmlScannerTest, HardFailuresCarryTheirCodeAndText) {
   }
 }
 
-TEST(XmlScannerTest, TextOutsideTheRootIsDroppedOrRefused) {
+// Text outside the root is dropped, or refused; a failed or truncated parse leaves the tree it
+// built up to there readable.
+TEST(XmlScannerTest, TextOutsideTheRootAndFailedOrTruncatedParses) {
   XmlParser parser;
   ASSERT_EQ(ParseOwned(parser, "lead<a>x</a>tail\n<b/>"), 0);
   EXPECT_EQ(TextOf(parser, "/a"), "x");
   EXPECT_EQ(TextOf(parser, "/"), "x"); // two roots: the first is the root
-
   EXPECT_EQ(ParseOwned(parser, "<a>x</a>tail<b/>", {"AllowTextOutsideRoot=false"}),
             errTextOutsideRoot);
   EXPECT_STREQ(parser.LastErrorText(),
                "Invalid XML: the document contains text outside the root element.");
-  EXPECT_EQ(TextOf(parser, "/a"), "x"); // the tree up to the failure stays readable
-}
+  EXPECT_EQ(TextOf(parser, "/a"), "x");
 
-TEST(XmlScannerTest, AFailedOrTruncatedParseLeavesAReadableTree) {
-  XmlParser parser;
   EXPECT_EQ(ParseOwned(parser, "<a><b>1</b><c>2</c></x><d/>"), errUnbalancedTag);
   EXPECT_EQ(TextOf(parser, "/a/b"), "1");
   EXPECT_EQ(TextOf(parser, "/a/c"), "2");
@@ -242,9 +229,8 @@ TEST(XmlScannerTest, ListenerSeesEveryCallbackCanStopTheScannerAndReplaceARefere
     }
   } sink;
   XmlParser parser;
-  Listen(parser, sink);
   const char* document = "<r xmlns='urn:r'>\n  one\n  two  <e/>\n</r>";
-  ASSERT_EQ(parser.Parse(document), 0);
+  ASSERT_EQ(ParseOwned(parser, document, {}, &sink), 0);
   const std::vector<std::string> expected = {
       "prefix =urn:r",
       "start urn:r r r",
@@ -261,46 +247,12 @@ TEST(XmlScannerTest, ListenerSeesEveryCallbackCanStopTheScannerAndReplaceARefere
   EXPECT_EQ(sink.events, expected);
   EXPECT_EQ(sink.inputBytes, static_cast<int>(std::string_view(document).size()));
 
-  Listen(parser, sink);
-  ASSERT_EQ(parser.Parse("<a>x&nbsp;y</a>"), 0);
+  ASSERT_EQ(ParseOwned(parser, "<a>x&nbsp;y</a>", {}, &sink), 0);
   EXPECT_EQ(TextOf(parser, "/a"), "x\xC2\xA0y");
 
   sink.stopAt = "start";
   sink.stopCode = 77;
-  Listen(parser, sink);
-  EXPECT_EQ(parser.Parse("<a><b/></a>"), 77);
-}
-
-// Keys whose text is not the value as given, and the fall-through to the core's keys.
-TEST(XmlScannerTest, ConfigKeysReadBackAndFallThroughToTheCore) {
-  XmlParser parser;
-  const char* result;
-  struct Row {
-    const char* set;
-    const char* get;
-    const char* expected;
-  };
-  const Row rows[] = {
-      {"ignorebadattributeprefixes=yes", "IgnoreBadAttributePrefixes", "True"},
-      {"AllowMoreThanOneRoot=0", "AllowMoreThanOneRoot", "False"},
-      {"CacheContent=false", "KeepOriginalText", "0"},
-      {"HTMLComments=TRUE", "HTMLComments", "1"},
-      {"UseEncoding=utf-16be", "UseEncoding", "UTF-16BE"},
-      {"UseEncoding=latin1", "UseEncoding", "ASCII"},
-      {"CodePage=0x4E4", "CodePage", "1252"},
-      {"AddSGMLTag=p", "AddSGMLTag", " p "},
-      {"AddSGMLTag=li", "AddSGMLTag", " p li "},
-      {"AddSGMLTag=p", "AddSGMLTag", " p li "},
-  };
-  for (const Row& row : rows) {
-    ASSERT_EQ(parser.ConfigText(row.set, nullptr), 0) << row.set;
-    ASSERT_EQ(parser.ConfigText(row.get, &result), 0);
-    EXPECT_STREQ(result, row.expected) << row.set;
-  }
-  EXPECT_EQ(parser.impl.codePage, 1252);
-  EXPECT_EQ(parser.ConfigText("NoSuchKey", &result), -1);
-  EXPECT_STREQ(parser.LastErrorText(), "Unknown config setting.");
-  EXPECT_EQ(parser.ConfigText("XSubTree=anything", nullptr), 0);
+  EXPECT_EQ(ParseOwned(parser, "<a><b/></a>", {}, &sink), 77);
 }
 
 // Every document, under every setting, gives the same result, tree and kept text whether it
@@ -308,13 +260,7 @@ TEST(XmlScannerTest, ConfigKeysReadBackAndFallThroughToTheCore) {
 // byte. Ordinary markup is read in whole constructs and everything else byte by byte; the two must
 // also agree, failures included, down to where a parse stopped.
 TEST(XmlScannerTest, SplittingListeningAndReadingMarkupInWholeConstructsChangeNothing) {
-  std::string deep;
-  for (int i = 0; i < 300; ++i)
-    deep += "<d>";
-  std::string wide = "<w";
-  for (int i = 0; i < 300; ++i)
-    wide += " a" + std::to_string(i) + "='" + std::to_string(i) + "'";
-  wide += "/>";
+  const std::string deep = Repeat(300, "<d>"), wide = "<w" + NumberedAttributes(300) + "/>";
   const std::string longName(60, 'n');
   const std::string documents[] = {
       "<?xml version='1.0'?>\n<!-- c - d -->\n<f xmlns='urn:a' xmlns:m='urn:m'>\n"
@@ -359,38 +305,21 @@ TEST(XmlScannerTest, SplittingListeningAndReadingMarkupInWholeConstructsChangeNo
   };
   for (const Setting& setting : settings) {
     for (const std::string& document : documents) {
-      const std::string_view text(document);
+      SCOPED_TRACE(std::string(setting.config) + " " + document);
       const auto prepare = [&](XmlParser& parser) {
         parser.PrepareForDocument();
         parser.ConfigText(setting.config, nullptr);
         if (setting.strict) parser.impl.flags = 0;
       };
-      XmlParser whole, listened;
-      prepare(whole);
-      const int wholeRc = whole.Parse(text);
-      const std::string wholeTree = DumpTree(whole, true);
+      constexpr size_t kWhole = std::string_view::npos;
+      const std::string whole = ParseAndDump(prepare, document, kWhole).second;
       RecordingSink sink;
-      prepare(listened);
-      listened.impl.sink = &sink;
-      EXPECT_EQ(listened.Parse(text), wholeRc) << setting.config << " " << document;
-      EXPECT_EQ(DumpTree(listened, true), wholeTree) << setting.config << " " << document;
-      for (size_t split = 0; split <= text.size();
-           split += split < 40 || text.size() < 200 ? 1 : 7) {
-        std::string outcomes[2];
-        std::string trees[2];
-        for (int markup = 0; markup < 2; ++markup) {
-          XmlParser parser;
-          prepare(parser);
-          parser.impl.markupPath = static_cast<uint8_t>(markup);
-          int rc = parser.impl.Feed(text.substr(0, split));
-          if (rc == 0) rc = parser.impl.Feed(text.substr(split));
-          outcomes[markup] = Outcome(parser, rc);
-          trees[markup] = DumpTree(parser, true);
-          EXPECT_EQ(rc, wholeRc) << setting.config << " " << document << " at " << split;
-        }
-        EXPECT_EQ(trees[1], wholeTree) << setting.config << " " << document << " at " << split;
-        EXPECT_EQ(outcomes[1], outcomes[0]) << setting.config << " " << document << " at " << split;
-        EXPECT_EQ(trees[1], trees[0]) << setting.config << " " << document << " at " << split;
+      EXPECT_EQ(ParseAndDump(prepare, document, kWhole, 1, &sink).second, whole);
+      for (size_t split = 0; split <= document.size();
+           split += split < 40 || document.size() < 200 ? 1 : 7) {
+        const auto marked = ParseAndDump(prepare, document, split);
+        EXPECT_EQ(marked.second, whole) << "at " << split;
+        EXPECT_EQ(ParseAndDump(prepare, document, split, 0), marked) << "at " << split;
       }
     }
   }
@@ -400,15 +329,13 @@ TEST(XmlScannerTest, OutOfMemoryAtAnyAllocationGivesCode200) {
   const char* document = "<f xmlns='urn:a' xmlns:m='urn:m'><e m:k='1'>text that is long enough "
                          "to leave the inline buffers of the scanner behind it, twice over and "
                          "more</e><e/></f>";
-  for (long failAfter = 0;; ++failAfter) {
+  for (long failAfter = 0, rc = 1; rc != 0; ++failAfter) {
     XmlParser parser;
     SetAllocationFailureAfter(failAfter);
-    parser.PrepareForDocument();
-    const int rc = parser.Parse(document);
+    rc = ParseOwned(parser, document);
     SetAllocationFailureAfter(-1);
     ASSERT_TRUE(rc == 0 || rc == errOutOfMemory) << rc << " after " << failAfter;
-    if (rc == 0) break;
-    EXPECT_STREQ(parser.LastErrorText(), "Out of memory.");
+    EXPECT_STREQ(parser.LastErrorText(), rc ? "Out of memory." : "");
     DumpTree(parser, true); // whatever was built stays readable
   }
 }

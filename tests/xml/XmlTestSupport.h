@@ -2,10 +2,14 @@
 // tree that two parses can be compared by, and a listener that records every callback.
 #pragma once
 
+#include "frame/Errors.h"
+#include "xml/XmlErrors.h"
 #include "xml/XmlParser.h"
 
 #include <string>
 #include <string_view>
+#include <type_traits>
+#include <utility>
 #include <vector>
 
 namespace quillon::test {
@@ -14,22 +18,32 @@ inline std::string Str(std::string_view text) {
   return std::string(text);
 }
 
-// Parses `text` with the owners' settings; `configs` are applied before the parse.
-inline int ParseOwned(XmlParser& parser, std::string_view text,
-                      std::initializer_list<const char*> configs = {}) {
-  parser.PrepareForDocument();
-  for (const char* config : configs)
-    parser.ConfigText(config, nullptr);
-  return parser.Parse(text);
+// `piece` `count` times, or piece(i) for i = 0 .. count - 1, joined.
+template <class Piece> std::string Repeat(int count, const Piece& piece) {
+  std::string out;
+  for (int i = 0; i < count; ++i)
+    if constexpr (std::is_invocable_v<Piece, int>)
+      out += piece(i);
+    else
+      out += piece;
+  return out;
 }
 
-// Prepares `parser` with the owners' settings and `configs`, with `sink` as its listener.
-inline void Listen(XmlParser& parser, XmlEventSink& sink,
-                   std::initializer_list<const char*> configs = {}) {
+// " a0='0' a1='1' ..." up to `count` attributes.
+inline std::string NumberedAttributes(int count) {
+  return Repeat(count,
+                [](int i) { return " a" + std::to_string(i) + "='" + std::to_string(i) + "'"; });
+}
+
+// Parses `text` with the owners' settings and `sink` as listener; `configs` are applied first.
+inline int ParseOwned(XmlParser& parser, std::string_view text,
+                      std::initializer_list<const char*> configs = {},
+                      XmlEventSink* sink = nullptr) {
   parser.PrepareForDocument();
   for (const char* config : configs)
     parser.ConfigText(config, nullptr);
-  parser.impl.sink = &sink;
+  if (sink) parser.impl.sink = sink;
+  return parser.Parse(text);
 }
 
 // The text of the element that `path` leads to, or "<fail N>".
@@ -38,13 +52,26 @@ inline std::string TextOf(XmlParser& parser, std::string_view path) {
   return rc ? "<fail " + std::to_string(rc) + ">" : Str(parser.XText());
 }
 
+// Attribute `i` of the current element as "prefix:local{namespace}=value".
+inline std::string AttrText(XmlParser& parser, int i) {
+  return Str(parser.AttrPrefix(i)) + ":" + Str(parser.AttrLocalName(i)) + "{" +
+         Str(parser.AttrNamespace(i)) + "}=" + Str(parser.AttrValue(i));
+}
+
+// The mappings in scope of the current element, outermost first, as "prefix=uri ...".
+inline std::string Mappings(XmlParser& parser) {
+  std::string out;
+  for (int i = 0; i < parser.NamespaceCount(); ++i)
+    out += (i ? " " : "") + Str(parser.NamespacePrefix(i)) + "=" + Str(parser.NamespaceUri(i));
+  return out;
+}
+
 // Every element of the tree in document order: qualified name, {namespace}, attributes with
 // prefix and namespace, text in [], and the kept text of the subtree and of its contents.
 inline void DumpElement(XmlParser& parser, std::string& out, bool withKeptText) {
   out += "<" + Str(parser.XElement()) + " {" + Str(parser.XNamespace()) + "}";
   for (int i = 0; i < parser.AttrCount(); ++i)
-    out += " " + Str(parser.AttrPrefix(i)) + ":" + Str(parser.AttrLocalName(i)) + "{" +
-           Str(parser.AttrNamespace(i)) + "}=" + Str(parser.AttrValue(i));
+    out += " " + AttrText(parser, i);
   out += " [" + Str(parser.XText()) + "]";
   if (withKeptText) {
     std::string_view subtree, contents;
@@ -77,6 +104,22 @@ inline std::string Outcome(const XmlParser& parser, int rc) {
          std::to_string(parser.impl.inputCount) + " markup " +
          std::to_string(parser.impl.markupStart) + " [" + Str(parser.impl.errorText.View()) +
          "] kept(" + Str(parser.OriginalText()) + ")";
+}
+
+// `text` parsed by a parser that `prepare` readies: whole when `split` is npos, else in two pieces
+// cut there; with `markupPath` 0 ordinary markup is read byte by byte too. Outcome, and tree.
+template <class Prepare>
+std::pair<std::string, std::string> ParseAndDump(const Prepare& prepare, std::string_view text,
+                                                 size_t split, uint8_t markupPath = 1,
+                                                 XmlEventSink* sink = nullptr) {
+  XmlParser parser;
+  prepare(parser);
+  if (sink) parser.impl.sink = sink;
+  parser.impl.markupPath = markupPath;
+  const bool whole = split == std::string_view::npos;
+  int rc = whole ? parser.Parse(text) : parser.impl.Feed(text.substr(0, split));
+  if (rc == 0 && !whole) rc = parser.impl.Feed(text.substr(split));
+  return {Outcome(parser, rc), std::to_string(rc) + " " + DumpTree(parser, true)};
 }
 
 // Records the callbacks as lines; optionally stops the scanner at one of them.
@@ -116,10 +159,8 @@ public:
   }
   int OnStartElement(const char* ns, const char* local, const char* qname, bool isEmpty) override {
     std::string line = std::string(ns) + " " + local + " " + qname + (isEmpty ? " empty" : "");
-    if (parser)
-      for (int i = 0; i < parser->AttrCount(); ++i)
-        line += " " + Str(parser->AttrPrefix(i)) + ":" + Str(parser->AttrLocalName(i)) + "{" +
-                Str(parser->AttrNamespace(i)) + "}=" + Str(parser->AttrValue(i));
+    for (int i = 0; parser && i < parser->AttrCount(); ++i)
+      line += " " + AttrText(*parser, i);
     return Record("start", line);
   }
   int OnStartPrefixMapping(const char* prefix, const char* ns) override {
