@@ -1,15 +1,25 @@
 // The HTTP link against real servers on loopback: nginx for static, chunked, gzip and slow
 // bodies, redirects and status pages, and the sample OData service for every operation of the
 // component. Apache's Basic and Digest are among the sign-on tests.
+// Then QueryService of the sample service through every kind of proxy and firewall, set through
+// the public properties or taken from the environment's proxy variables: squid as a plain proxy
+// (absolute request line, Basic, Digest after a 407) and as a CONNECT tunnel, tinyproxy's CONNECT
+// with Basic, SOCKS 4 and 5 through dante and microsocks, nginx as a proxy reached over TLS; and
+// HTTPS inside each kind of tunnel.
+// Nothing listens on 127.0.0.1:1, so a proxy there shows which requests went through it.
 #include "frame/Errors.h"
 #include "odata/QuillonCore.h"
 #include "support/Corpus.h"
 #include "support/HttpEventLog.h"
+#include "support/LiveHost.h"
 #include "support/Peers.h"
+
+#include <quillon/Quillon.h>
 
 #include <gtest/gtest.h>
 
 #include <cstdio>
+#include <cstdlib>
 #include <string>
 #include <vector>
 
@@ -38,13 +48,14 @@ TEST(HttpLiveTest, NginxBodiesRedirectsAndStatuses) {
   const std::string root = PeerValue("nginx", "URL");
   const std::string small = NginxFile("/feeds/small.xml"), medium = NginxFile("/feeds/medium.xml");
   ASSERT_FALSE(small.empty());
+  // Settings go through Config, a POST sends "body", and the body is expected, or the error's
+  // text after a failure.
   struct Row {
     const char* name;
-    std::vector<std::string> settings; // through Config
-    const char* method;                // a POST sends "body"
-    const char* path;
+    std::vector<std::string> settings;
+    const char *method, *path;
     int code;
-    std::string expected; // the body, or the error's text after a failure
+    std::string expected;
   };
   // clang-format off
   const Row rows[] = {
@@ -79,8 +90,7 @@ TEST(HttpLiveTest, NginxBodiesRedirectsAndStatuses) {
 }
 
 TEST(HttpLiveTest, LocalFileAndTheDataLimit) {
-  const std::string root = PeerValue("nginx", "URL");
-  const std::string medium = NginxFile("/feeds/medium.xml");
+  const std::string root = PeerValue("nginx", "URL"), medium = NginxFile("/feeds/medium.xml");
   const std::string file = ::testing::TempDir() + "quillon-local-file.xml";
   LiveClient toFile;
   toFile.LocalFile.narrow.Assign(file.c_str());
@@ -100,9 +110,8 @@ TEST(HttpLiveTest, LocalFileAndTheDataLimit) {
 }
 
 TEST(HttpLiveTest, EveryODataOperationAgainstTheSampleService) {
-  const std::string service = PeerValue("odata", "URL");
   LiveClient client;
-  client.ServiceRootURI.Assign(service.c_str());
+  client.ServiceRootURI.Assign(PeerValue("odata", "URL").c_str());
 
   client.ResourcePath.Assign("Products");
   client.QueryFilter.Assign("Price gt 15");
@@ -155,6 +164,150 @@ TEST(HttpLiveTest, EveryODataOperationAgainstTheSampleService) {
   client.userHeaders.Clear();
   EXPECT_EQ(client.QueryService(), 151);
   EXPECT_EQ(client.lastError.View(), "HTTP protocol error. 404 Not Found.");
+}
+
+enum Target { kOData, kHttps, kSignOn };
+
+// The sample service, nginx's static feed of 200 items over HTTPS, or the sign-on server's plain
+// feed (the only target of its proxies).
+int Query(Quillon& q, const std::string& host, int top, Target target = kOData) {
+  const std::string roots[] = {
+      "http://" + host + ":" + PeerValue("odata", "PORT") + "/odata/v2/catalog/",
+      PeerValue("nginx", "HTTPS_URL") + "/odata/", PeerValue("signon", "URL") + "/plain/"};
+  const char* paths[] = {"Products", "Items", "feed.xml"};
+  q.SetServiceRootURI(roots[target]);
+  q.SetResourcePath(paths[target]);
+  q.SetQueryTop(target == kOData ? std::to_string(top) : "");
+  return q.QueryService();
+}
+
+TEST(ProxyLiveTest, QueryThroughEveryKindOfProxyAndFirewall) {
+  struct Row {
+    const char* name;
+    std::string settings; // "Name=value;...", expanded
+    int rc;
+    std::string text; // the start of the error after a failure; else what squid logs, or ""
+    Target target = kOData;
+  };
+  const std::string squid = "ProxyServer={squid.HOST};ProxyPort={squid.PORT};",
+                    squidAuth = "ProxyServer={squid.HOST};ProxyPort={squid.AUTH_PORT};"
+                                "ProxyUser={squid.USER};",
+                    squidDigest = squidAuth + "ProxyAuthScheme=1;",
+                    tiny = "ProxySSL=3;ProxyServer={tinyproxy.HOST};ProxyPort={tinyproxy.PORT};"
+                           "ProxyUser={tinyproxy.USER};",
+                    dante = "FirewallHost={dante.HOST};FirewallPort={dante.PORT};",
+                    danteAuth = "FirewallType=3;FirewallHost={dante_auth.HOST};"
+                                "FirewallPort={dante_auth.PORT};",
+                    ntlmTunnel = "ProxySSL=3;ProxyAuthScheme=4;ProxyServer=127.0.0.1;"
+                                 "ProxyPort={signon.PROXY_PORT};ProxyUser={signon.NTLM_DOMAIN}\\"
+                                 "{signon.NTLM_USER};ProxyPassword={signon.NTLM_PASSWORD}",
+                    right = "ProxyPassword={squid.PASSWORD}", wrong = "ProxyPassword=wrong",
+                    absolute = "GET http://127.0.0.1:{odata.PORT}/odata/v2/catalog/Products? ";
+  // clang-format off
+  const Row rows[] = {
+      {"squid, absolute request line", squid, 0, absolute + "- "},
+      {"squid, Basic", squidAuth + right, 0, absolute + "proxyuser "},
+      {"squid, Digest after a 407", squidDigest + right, 0, absolute + "proxyuser "},
+      {"squid, no credentials", squid + "ProxyPort={squid.AUTH_PORT}", 151, "HTTP protocol error. 407 Proxy Authentication Required."},
+      {"squid, Digest with a wrong password", squidDigest + wrong, 151, "HTTP protocol error. 407 Proxy Authentication Required."},
+      {"squid, CONNECT without credentials", "ProxySSL=3;" + squid + "ProxyPort={squid.AUTH_PORT}", 118,
+       "Firewall error. HTTP/1.1 407 Proxy Authentication Required."},
+      {"squid, CONNECT for an http URL", "ProxySSL=3;" + squid, 0, "CONNECT 127.0.0.1:{odata.PORT} - "},
+      {"squid, CONNECT with Digest", "ProxySSL=3;" + squidDigest + right, 0, "CONNECT 127.0.0.1:{odata.PORT} proxyuser "},
+      {"squid, CONNECT with Digest and a wrong password", "ProxySSL=3;" + squidDigest + wrong, 118,
+       "Firewall error after digest authentication."},
+      {"squid, CONNECT with OAuth", "ProxySSL=3;ProxyAuthScheme=6;" + squid, 153, "Unknown proxy authentication scheme."},
+      {"tinyproxy, CONNECT with Basic", tiny + "ProxyPassword={tinyproxy.PASSWORD}", 0, ""},
+      {"tinyproxy, wrong password", tiny + wrong, 118, "Firewall error. HTTP/1.0 401 Unauthorized."},
+      {"dante, SOCKS 4", "FirewallType=2;" + dante, 0, ""},
+      {"dante, SOCKS 5", "FirewallType=3;" + dante, 0, ""},
+      {"dante, SOCKS 5 with user and password",
+       danteAuth + "FirewallUser={dante_auth.USER};FirewallPassword={dante_auth.PASSWORD}", 0, ""},
+      {"dante, SOCKS 5 with a wrong password", danteAuth + "FirewallUser={dante_auth.USER};FirewallPassword=wrong", 118,
+       "firewall authentication failed: 1"},
+      {"dante, SOCKS 5 without credentials", danteAuth, 118, "no acceptable firewall authentication methods"},
+      {"microsocks, SOCKS 5 with user and password",
+       "FirewallType=3;FirewallHost={microsocks.HOST};FirewallPort={microsocks.PORT};"
+       "FirewallUser={microsocks.USER};FirewallPassword={microsocks.PASSWORD}", 0, ""},
+      {"NTLM tunnel", ntlmTunnel, 0, "", kSignOn},
+      {"https, NTLM tunnel", ntlmTunnel, 0, "", kHttps},
+      // TLS runs end to end inside the tunnel; the Digest one reads its proxy's lines first.
+      {"https, squid", squid, 0, "CONNECT 127.0.0.1:{nginx.HTTPS_PORT} - ", kHttps},
+      {"https, squid with Digest", squidDigest + right, 0, "CONNECT 127.0.0.1:{nginx.HTTPS_PORT} proxyuser ", kHttps},
+      {"https, tinyproxy", tiny + "ProxyPassword={tinyproxy.PASSWORD}", 0, "", kHttps},
+      {"https, dante SOCKS 4", "FirewallType=2;" + dante, 0, "", kHttps},
+      {"https, dante SOCKS 5", "FirewallType=3;" + dante, 0, "", kHttps},
+      // TLS to the proxy itself (nginx forwarding absolute URLs), the request line as to any proxy.
+      {"TLS to the proxy", "ProxySSL=1;ProxyServer=127.0.0.1;ProxyPort={nginx.TLS_PROXY_PORT}", 0, ""},
+  };
+  // clang-format on
+  setenv("SSL_CERT_FILE", PeerValue("certs", "CA_FILE").c_str(), 1);
+  int top = 0;
+  for (const Row& row : rows) {
+    SCOPED_TRACE(row.name);
+    top = top % 5 + 1;
+    LiveHost host;
+    Quillon& q = host.q;
+    ASSERT_TRUE(host.Set(row.settings));
+    // squid logs a transaction that ended well a moment after it ends.
+    const std::vector<std::string> parts = {Expand(row.text), "/200 "};
+    const size_t logged = LoggedLines("squid", parts, 0).size();
+    ASSERT_EQ(Query(q, "127.0.0.1", top, row.target), row.rc) << q.ErrorDescription();
+    if (row.rc != 0) {
+      EXPECT_EQ(q.ErrorDescription().rfind(row.text, 0), 0u) << q.ErrorDescription();
+      // The same object goes on, direct.
+      ASSERT_TRUE(host.Set("ProxyServer=;FirewallType=0"));
+      ASSERT_EQ(Query(q, "127.0.0.1", top), 0) << q.ErrorDescription();
+    } else if (!row.text.empty()) {
+      EXPECT_GT(LoggedLines("squid", parts, logged + 1).size(), logged) << parts[0];
+    }
+    EXPECT_EQ(q.EntryCount(), row.target == kOData ? top : row.target == kHttps ? 200 : 0);
+  }
+  unsetenv("SSL_CERT_FILE");
+}
+
+// The proxy variables count from the moment ProxyAutoDetect or FirewallAutoDetect is turned on,
+// for the scheme of the URL current then: a first query goes direct.
+TEST(ProxyLiveTest, ProxiesFromTheEnvironment) {
+  struct Row {
+    const char *name, *variable, *value, *noProxy, *property, *host;
+    int rc;
+  };
+  // clang-format off
+  const Row rows[] = {
+      {"http_proxy", "http_proxy", "http://{squid.HOST}:{squid.PORT}", "", "ProxyAutoDetect", "127.0.0.1", 0},
+      {"HTTP_PROXY with credentials", "HTTP_PROXY",
+       "http://{squid.USER}:{squid.PASSWORD}@{squid.HOST}:{squid.AUTH_PORT}", "", "ProxyAutoDetect", "127.0.0.1", 0},
+      {"http_proxy where nothing listens", "http_proxy", "http://127.0.0.1:1", "", "ProxyAutoDetect", "127.0.0.1", 10061},
+      {"http_proxy, host in no_proxy", "http_proxy", "http://127.0.0.1:1", "example.org,localhost", "ProxyAutoDetect", "localhost", 0},
+      {"http_proxy, pattern in no_proxy", "http_proxy", "http://127.0.0.1:1", ".example.org, local*", "ProxyAutoDetect", "localhost", 0},
+      {"http_proxy, other host in no_proxy", "http_proxy", "http://127.0.0.1:1", "localhost", "ProxyAutoDetect", "127.0.0.1", 10061},
+      {"all_proxy SOCKS 5", "all_proxy", "socks5://{dante.HOST}:{dante.PORT}", "", "FirewallAutoDetect", "127.0.0.1", 0},
+      {"all_proxy SOCKS 4, by ProxyAutoDetect", "all_proxy", "socks4://{dante.HOST}:{dante.PORT}", "", "ProxyAutoDetect", "127.0.0.1", 0},
+      {"ALL_PROXY SOCKS 5 with credentials", "ALL_PROXY",
+       "socks5://{dante_auth.USER}:{dante_auth.PASSWORD}@{dante_auth.HOST}:{dante_auth.PORT}", "", "FirewallAutoDetect", "127.0.0.1", 0},
+      {"all_proxy where nothing listens", "all_proxy", "socks5://127.0.0.1:1", "", "FirewallAutoDetect", "127.0.0.1", 10061},
+      {"all_proxy, host in no_proxy", "all_proxy", "socks5://127.0.0.1:1", "localhost", "FirewallAutoDetect", "localhost", 0},
+  };
+  // clang-format on
+  const char* variables[] = {"http_proxy", "HTTP_PROXY", "https_proxy", "HTTPS_PROXY",
+                             "all_proxy",  "ALL_PROXY",  "no_proxy",    "NO_PROXY"};
+  for (const Row& row : rows) {
+    SCOPED_TRACE(row.name);
+    for (const char* variable : variables)
+      unsetenv(variable);
+    setenv(row.variable, Expand(row.value).c_str(), 1);
+    if (*row.noProxy) setenv("no_proxy", row.noProxy, 1);
+    LiveHost host;
+    Quillon& q = host.q;
+    ASSERT_EQ(Query(q, row.host, 1), 0) << q.ErrorDescription();
+    ASSERT_EQ(q.SetProperty(row.property, "True"), 0);
+    EXPECT_EQ(Query(q, row.host, 2), row.rc) << q.ErrorDescription();
+    if (row.rc != 0) continue;
+    EXPECT_EQ(q.EntryCount(), 2);
+  }
+  for (const char* variable : variables)
+    unsetenv(variable);
 }
 
 } // namespace

@@ -7,8 +7,8 @@
 
 #include <gtest/gtest.h>
 
-#include <cstring>
 #include <string>
+#include <tuple>
 
 namespace quillon {
 namespace {
@@ -17,10 +17,8 @@ using test::FromHex;
 using test::ToHex;
 
 uint32_t U32(std::string_view bytes, size_t at) {
-  uint32_t value = 0;
-  for (int i = 3; i >= 0; --i)
-    value = value << 8 | static_cast<uint8_t>(bytes[at + i]);
-  return value;
+  const auto byte = [&](int i) { return uint32_t{static_cast<uint8_t>(bytes[at + i])} << 8 * i; };
+  return byte(0) | byte(1) | byte(2) | byte(3);
 }
 std::string Le(uint32_t value, int bytes) {
   std::string out;
@@ -73,14 +71,12 @@ TEST(NtlmContextTest, PublishedVectors) {
   EXPECT_EQ(ToHex(hash.View()), "e52cac67419a9a224a3b108f3fa6cb6d") << "LMOWFv1";
 
   const std::string pairs = Pair(2, Utf16("Domain")) + Pair(1, Utf16("Server")) + Le(0, 4);
+  // clearFlags are taken out of the context's flags before the Type 3 message; nt is the whole NT
+  // response, or its first 16 bytes (NTProofStr) for NTLMv2.
   struct Row {
     const char* name;
-    uint32_t useV2;
-    uint32_t serverFlags;
-    uint32_t clearFlags; // taken out of the context's flags before the Type 3 message
-    std::string info;
-    std::string lm;
-    const char* nt; // the whole NT response, or its first 16 bytes (NTProofStr) for NTLMv2
+    uint32_t useV2, serverFlags, clearFlags;
+    std::string info, lm, nt;
   } rows[] = {
       {"NTLMv1 with extended security", 0, 0x80201, 0, "",
        "aaaaaaaaaaaaaaaa" + std::string(32, '0'),
@@ -93,9 +89,10 @@ TEST(NtlmContextTest, PublishedVectors) {
        "67c43011f30298a2ad35ece64f16331c44bdbed927841f94"},
       {"NTLMv2 with target info", 1, 0x800205, 0, pairs, "", "68cd0ab851e51c96aabc927bebef6a1c"},
       {"LMv2 without target info", 1, 0x201, 0, "",
-       "86c35097ac9cec102554764a57cccc19aaaaaaaaaaaaaaaa", nullptr},
+       "86c35097ac9cec102554764a57cccc19aaaaaaaaaaaaaaaa", ""},
   };
   for (const Row& row : rows) {
+    SCOPED_TRACE(row.name);
     NtlmContext ntlm;
     LoadExample(ntlm);
     ntlm.useNtlmV2 = row.useV2;
@@ -103,57 +100,49 @@ TEST(NtlmContextTest, PublishedVectors) {
     ntlm.flags &= ~row.clearFlags;
     if (std::string(row.name).find("copies") != std::string::npos) ntlm.flags |= ntlmLmCopiesNt;
     const std::string type3 = Step(ntlm, Challenge(row.serverFlags, "", row.info));
-    ASSERT_GE(type3.size(), 72u) << row.name;
-    EXPECT_EQ(ToHex(Item(type3, 12)), row.lm) << row.name;
+    ASSERT_GE(type3.size(), 72u);
+    EXPECT_EQ(ToHex(Item(type3, 12)), row.lm);
     const std::string nt = Item(type3, 20);
-    if (row.nt) {
-      EXPECT_EQ(ToHex(nt.substr(0, std::strlen(row.nt) / 2)), row.nt) << row.name;
-    }
+    EXPECT_EQ(ToHex(nt.substr(0, row.nt.size() / 2)), row.nt);
     if (row.useV2 && !row.info.empty()) {
       // The blob behind NTProofStr: header, time 0, nonce, zero, the server's pairs, zeros.
       EXPECT_EQ(nt.substr(16), FromHex("0101000000000000 0000000000000000 aaaaaaaaaaaaaaaa "
                                        "00000000") +
-                                   pairs + Le(0, 4))
-          << row.name;
+                                   pairs + Le(0, 4));
     }
   }
 }
 
 TEST(NtlmContextTest, MessageLayout) {
+  // domainWide: the domain as it goes in Type 3, hex.
   struct Row {
-    const char* user;
+    const char *user, *domainWide;
     uint32_t type1Flags;
-    size_t type1Length;
-    const char* domainWide; // the domain as it goes in Type 3, hex
-    size_t userWideBytes;
+    size_t type1Length, userWideBytes;
   } rows[] = {
-      {"user", 0xA2088207, 40, "", 8},
-      {"EXAMPLE\\user", 0xA2089207, 47, "4500580041004d0050004c004500", 8},
-      {"user@EXAMPLE", 0xA2089207, 47, "4500580041004d0050004c004500", 8},
-      {"a@b\\c", 0xA2089207, 43, "62005c006300", 2}, // the first of the two separators decides
-      {"b\\a@c", 0xA2089207, 41, "6200", 6},
-      {"Zoë\\Jürgen", 0xA2089207, 44, "5a006f00eb00", 12}, // UTF-16 by its real length
+      {"user", "", 0xA2088207, 40, 8},
+      {"EXAMPLE\\user", "4500580041004d0050004c004500", 0xA2089207, 47, 8},
+      {"user@EXAMPLE", "4500580041004d0050004c004500", 0xA2089207, 47, 8},
+      {"a@b\\c", "62005c006300", 0xA2089207, 43, 2}, // the first of the two separators decides
+      {"b\\a@c", "6200", 0xA2089207, 41, 6},
+      {"Zoë\\Jürgen", "5a006f00eb00", 0xA2089207, 44, 12}, // UTF-16 by its real length
   };
   for (const Row& row : rows) {
     NtlmContext ntlm;
     ASSERT_EQ(ntlm.LoadCredentials("NTLM", row.user, "secret"), errNone);
+    SCOPED_TRACE(row.user);
     const std::string type1 = Step(ntlm, "");
-    EXPECT_EQ(type1.substr(0, 12), std::string("NTLMSSP\0\1\0\0\0", 12)) << row.user;
-    EXPECT_EQ(U32(type1, 12), row.type1Flags) << row.user;
-    EXPECT_EQ(type1.size(), row.type1Length) << row.user;
-    EXPECT_EQ(Item(type1, 16), ntlm.domain.View()) << row.user;
-    EXPECT_EQ(ntlm.flags, kNtlmNegotiateFlags) << row.user;
-    EXPECT_EQ(type1[39], 15) << row.user;
-
+    EXPECT_EQ(type1.substr(0, 12), std::string("NTLMSSP\0\1\0\0\0", 12));
+    EXPECT_EQ(std::make_tuple(U32(type1, 12), type1.size(), Item(type1, 16), ntlm.flags, type1[39]),
+              std::make_tuple(row.type1Flags, row.type1Length, std::string(ntlm.domain.View()),
+                              kNtlmNegotiateFlags, '\x0f'));
+    // The domain comes first in the payload, right behind the fixed part.
     const std::string type3 = Step(ntlm, Challenge(0x80205, "SERVER"));
-    EXPECT_EQ(U32(type3, 8), 3u) << row.user;
-    EXPECT_EQ(ToHex(Item(type3, 28)), row.domainWide) << row.user;
-    if (!ntlm.domain.IsEmpty()) {
-      EXPECT_EQ(U32(type3, 32), 72u) << row.user;
-    }
-    EXPECT_EQ(Item(type3, 36).size(), row.userWideBytes) << row.user;
-    EXPECT_EQ(U32(type3, 60), (kNtlmNegotiateFlags & ~ntlmOem) | ntlmTargetInfo) << row.user;
-    EXPECT_EQ(Item(type3, 52), "") << row.user;
+    EXPECT_EQ(std::make_tuple(U32(type3, 8), ToHex(Item(type3, 28)), U32(type3, 32),
+                              Item(type3, 36).size(), U32(type3, 60), Item(type3, 52)),
+              std::make_tuple(3u, std::string(row.domainWide), *row.domainWide ? 72u : 0u,
+                              row.userWideBytes, (kNtlmNegotiateFlags & ~ntlmOem) | ntlmTargetInfo,
+                              std::string()));
   }
   // OEM only keeps both charset bits, and the names still go as UTF-16LE.
   NtlmContext ntlm;
@@ -167,25 +156,22 @@ TEST(NtlmContextTest, MessageLayout) {
 TEST(NtlmContextTest, BadChallenges) {
   const std::string prefix = "Could not process server's NTLM authentication token: ";
   const std::string good = Challenge(0x880205, "TARGET", Pair(1, "ab") + Le(0, 4));
+  const char* outside = "target info outside the message.";
   struct Row {
-    const char* name;
+    const char *name, *text;
     std::string message;
-    const char* text;
   } rows[] = {
-      {"not NTLMSSP", "NTLMSSX" + good.substr(7), "invalid signature."},
-      {"type 3", good.substr(0, 8) + Le(3, 4) + good.substr(12), "invalid message type."},
-      {"no charset", Challenge(0x80200), "no charset negotiated."},
-      {"no NTLM", Challenge(0x1), "no NTLM version negotiated."},
-      {"target name past the end", Challenge(0x80205, "T").substr(0, 56),
-       "target name outside the message."},
-      {"target info past the end", good.substr(0, good.size() - 1),
-       "target info outside the message."},
-      {"target info never ends", Challenge(0x880201, "", Pair(1, "ab")),
-       "target info does not end."},
-      {"pair longer than the info", Challenge(0x880201, "", Le(1, 2) + Le(400, 2) + "ab"),
-       "target info outside the message."},
-      {"offset beyond 4 GB", good.substr(0, 44) + Le(0xFFFFFFF0, 4) + good.substr(48),
-       "target info outside the message."},
+      {"not NTLMSSP", "invalid signature.", "NTLMSSX" + good.substr(7)},
+      {"type 3", "invalid message type.", good.substr(0, 8) + Le(3, 4) + good.substr(12)},
+      {"no charset", "no charset negotiated.", Challenge(0x80200)},
+      {"no NTLM", "no NTLM version negotiated.", Challenge(0x1)},
+      {"target name past the end", "target name outside the message.",
+       Challenge(0x80205, "T").substr(0, 56)},
+      {"target info past the end", outside, good.substr(0, good.size() - 1)},
+      {"target info never ends", "target info does not end.",
+       Challenge(0x880201, "", Pair(1, "ab"))},
+      {"pair longer than the info", outside, Challenge(0x880201, "", Le(1, 2) + Le(400, 2) + "ab")},
+      {"offset beyond 4 GB", outside, good.substr(0, 44) + Le(0xFFFFFFF0, 4) + good.substr(48)},
   };
   for (const Row& row : rows) {
     NtlmContext ntlm;
@@ -205,8 +191,7 @@ TEST(NtlmContextTest, BadChallenges) {
 
 TEST(NtlmContextTest, ChannelBindingOfPemAndDerAgree) {
   const std::string der = FromHex("308201020304");
-  BufStr fromDer;
-  BufStr fromPem;
+  BufStr fromDer, fromPem;
   ASSERT_EQ(NtlmChannelBinding(fromDer, der), errNone);
   ASSERT_EQ(NtlmChannelBinding(fromPem, "-----BEGIN CERTIFICATE-----\nMIIBAgME\n"
                                         "-----END CERTIFICATE-----\n"),

@@ -23,19 +23,16 @@ std::string Chunk(const std::string& bytes) {
 
 struct Row {
   const char* name;
-  std::string response;
-  std::string expectedData;   // TransferredData after the whole response
-  bool close = false;         // the server closes after the bytes
-  uint32_t lineBuffer = 4000; // MaxLineLength
+  std::string response, expectedData; // expected: TransferredData after the whole response
+  bool close = false;                 // the server closes after the bytes
+  uint32_t lineBuffer = 4000;         // MaxLineLength
   const char* method = "GET";
 };
 
 struct Outcome {
-  std::string events, data, headers;
-  int status = 0, error = 0;
-  bool done = false, cut = false;
-  int64_t bytes = 0;
+  std::string events, data, results; // results: headers, status, error, done, cut, bytes
   bool operator==(const Outcome&) const = default;
+  std::string Text() const { return events + "\n  data=" + data + "\n  " + results; }
 };
 
 Outcome Read(const Row& row, size_t split) {
@@ -51,14 +48,12 @@ Outcome Read(const Row& row, size_t split) {
   FeedPiece(*client, bytes.substr(0, split));
   FeedPiece(*client, bytes.substr(split));
   if (row.close) FeedEnd(*client);
-  return {log.Joined(),
-          std::string(client->TransferredData.View()),
-          std::string(client->TransferredHeaders.View()),
-          client->StatusCode,
-          client->responseError,
-          client->ResponseDone != 0,
-          client->responseCut,
-          client->BytesTransferred};
+  const HttpClient& c = *client;
+  return {log.Joined(), std::string(c.TransferredData.View()),
+          std::string(c.TransferredHeaders.View()) + "status " + std::to_string(c.StatusCode) +
+              ", error " + std::to_string(c.responseError) + ", done " +
+              std::to_string(c.ResponseDone != 0) + ", cut " + std::to_string(c.responseCut) +
+              ", bytes " + std::to_string(c.BytesTransferred)};
 }
 
 // Chunks of a 32-byte buffer: a CR as the last byte of a full buffer, followed by other bytes,
@@ -115,9 +110,8 @@ TEST(ResponseReaderSplitTest, EveryTwoPieceSplitReadsAsTheWhole) {
     for (size_t split = 0; split < row.response.size(); ++split) {
       const Outcome parts = Read(row, split);
       if (parts == whole) continue;
-      ADD_FAILURE() << row.name << ", split at " << split << "\n  whole: " << whole.events
-                    << " data=" << whole.data << "\n  split: " << parts.events
-                    << " data=" << parts.data;
+      ADD_FAILURE() << row.name << ", split at " << split << "\n  whole: " << whole.Text()
+                    << "\n  split: " << parts.Text();
       break;
     }
   }

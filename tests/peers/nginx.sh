@@ -163,6 +163,20 @@ http {
     location = /status/500 { return 500; }
     location = /status/503 { return 503; }
   }
+
+  # A forward proxy reached over TLS: requests with an absolute URL go on, in plain HTTP, to
+  # the loopback server they name.
+  server {
+    listen 127.0.0.1:$tls_proxy_port ssl;
+    ssl_certificate $certs/server-chain.pem;
+    ssl_certificate_key $certs/key.key;
+    location / {
+      if (\$host != 127.0.0.1) { return 403; }
+      proxy_pass http://\$http_host;
+      proxy_http_version 1.1;
+      proxy_set_header Connection "";
+    }
+  }
 }
 CONF
 }
@@ -170,7 +184,9 @@ CONF
 for attempt in 1 2 3 4 5; do
   port="$(peer_free_port)" || peer_fail "no free port"
   https_port="$(peer_free_port)" || peer_fail "no free port"
-  [ "$port" != "$https_port" ] || continue
+  tls_proxy_port="$(peer_free_port)" || peer_fail "no free port"
+  [ "$port" != "$https_port" ] && [ "$tls_proxy_port" != "$port" ] &&
+    [ "$tls_proxy_port" != "$https_port" ] || continue
   write_config
   : >"$peer_dir/error.log"
   nginx -t -q -e "$peer_dir/error.log" -c "$peer_dir/nginx.conf" -p "$peer_dir" 2>>"$peer_dir/error.log" ||
@@ -185,6 +201,7 @@ for attempt in 1 2 3 4 5; do
       "HTTPS_LOCALHOST_URL=https://localhost:$https_port" \
       "PORT=$port" \
       "HTTPS_PORT=$https_port" \
+      "TLS_PROXY_PORT=$tls_proxy_port" \
       "CA_FILE=$certs/ca.pem" \
       "ACCESS_LOG=$peer_dir/access.log" \
       "ERROR_LOG=$peer_dir/error.log" \
