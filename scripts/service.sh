@@ -29,7 +29,9 @@ start)
     exit 0
   fi
   if [ -z "${PORT:-}" ] && ! (exec 3<>/dev/tcp/127.0.0.1/4004) 2>/dev/null; then
-    export PORT=4004
+    # 4004 looked free; should another program take it first, a free port serves.
+    PORT=4004 "$launcher" start "$dir" 2>/dev/null && exit 0
+    "$launcher" stop "$dir" >/dev/null 2>&1 || true
   fi
   "$launcher" start "$dir"
   ;;
