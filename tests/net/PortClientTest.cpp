@@ -79,12 +79,11 @@ TEST_P(PortClientTest, EndOfStreamDeliversThePartialLineBeforeDisconnected) {
 }
 
 TEST_P(PortClientTest, ResetByPeerGivesDisconnectedWith10054AfterTheData) {
-  // The reset waits for the port's answer to the words: a reset that came before the port had
-  // even seen its connection complete would end the connect instead.
-  peer.Send("last words").Expect("read").Reset();
-  port.onData = [this](std::string_view, bool) { port.SendAll("read", 4, false, false); };
-  EXPECT_THAT(Session(), ElementsAre("Connected(0, OK)", "Data(last words, 1)",
-                                     "Disconnected(10054, [10054] Connection reset by peer)"));
+  // The words wait for the port's request, sent once its connect is complete: a reset that came
+  // before the port had seen its connection complete would end the connect instead.
+  peer.Expect("go").Send("last words").Pause(30).Reset();
+  EXPECT_THAT(Session("go"), ElementsAre("Connected(0, OK)", "Data(last words, 1)",
+                                         "Disconnected(10054, [10054] Connection reset by peer)"));
 }
 
 TEST_P(PortClientTest, ConnectTimeoutDropsTheAttempt) {
