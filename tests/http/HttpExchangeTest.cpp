@@ -75,38 +75,22 @@ TEST(HttpExchangeTest, RequestBytesOnTheWire) {
   };
   const std::string attached = ::testing::TempDir() + "quillon-attached.txt";
   std::ofstream(attached, std::ios::binary) << "FILE";
+  // clang-format off
   const Row rows[] = {
-      {"defaults", "", "http://%H/a?b=c", actGet,
-       "GET /a?b=c HTTP/1.1\r\nHost: %H\r\n%AConnection: close\r\n\r\n"},
-      {"header order, one-shot cookie, 1.0 keep-alive",
-       "KeepAlive=True;HTTPVersion=1.0;HttpCookies=a=1;IfModifiedSince=Mon;AllowHTTPCompression=1;"
-       "OtherHeaders=X-A: 1\n;Authorization=Bearer t",
-       "http://%H/", actHead,
-       "HEAD / HTTP/1.0\r\nHost: %H\r\nAuthorization: Bearer t\r\nAccept-Encoding: gzip, "
-       "deflate\r\n%AIf-Modified-Since: Mon\r\nCookie: a=1\r\nConnection: Keep-Alive\r\nX-A: "
-       "1\r\n\r\n"},
-      {"Host given by the caller", "OtherHeaders=Host: other\r\n\r\n", "http://%H/", actDelete,
-       "DELETE / HTTP/1.1\r\n%AConnection: close\r\nHost: other\r\n\r\n"},
-      {"body from memory", "ContentType=text/plain;PostData=hello", "http://%H/p", actPost,
-       "POST /p HTTP/1.1\r\nHost: %H\r\n%AConnection: close\r\nContent-Type: text/plain\r\n"
-       "Content-Length: 5\r\n\r\nhello"},
-      {"chunked upload of memory and file",
-       "UseChunkedEncoding=True;ChunkSize=4;PostData=abcdefghij;HTTPMethod=MERGE;AttachedFile=%F",
-       "http://%H/", actPut,
-       "MERGE / HTTP/1.1\r\nHost: %H\r\n%AConnection: close\r\nTransfer-Encoding: chunked\r\n\r\n"
-       "4\r\nabcd\r\n4\r\nefgh\r\n2\r\nij\r\n4\r\nFILE\r\n0\r\n\r\n"},
-      {"Digest withholds the body of its first leg", "AuthScheme=1;User=u;PostData=secret",
-       "http://%H/", actPost,
-       "POST / HTTP/1.1\r\nHost: %H\r\n%AConnection: close\r\nContent-Length: 0\r\n\r\n"},
-      {"credentials in the URL, encoded path", "EncodeURL=True", "http://u:p@%H/a b/~c?x=y z&w=/",
-       actGet,
-       "GET /a%20b/%7Ec?x=y%20z&w=%2F HTTP/1.1\r\nHost: %H\r\nAuthorization: Basic dTpw\r\n"
-       "%AConnection: close\r\n\r\n"},
-      {"plain proxy", "ProxyServer=127.0.0.1;ProxyPort=%P;ProxyUser=pu;ProxyPassword=pp",
-       "http://example.invalid:8080/x?q", actGet,
-       "GET http://example.invalid:8080/x?q HTTP/1.1\r\nHost: example.invalid:8080\r\n"
-       "Proxy-Authorization: Basic cHU6cHA=\r\n%AConnection: close\r\n\r\n"},
+      {"defaults", "", "http://%H/a?b=c", actGet, "GET /a?b=c HTTP/1.1\r\nHost: %H\r\n%AConnection: close\r\n\r\n"},
+      {"header order, one-shot cookie, 1.0 keep-alive", "KeepAlive=True;HTTPVersion=1.0;HttpCookies=a=1;IfModifiedSince=Mon;AllowHTTPCompression=1;OtherHeaders=X-A: 1\n;Authorization=Bearer t", "http://%H/", actHead,
+       "HEAD / HTTP/1.0\r\nHost: %H\r\nAuthorization: Bearer t\r\nAccept-Encoding: gzip, deflate\r\n%AIf-Modified-Since: Mon\r\nCookie: a=1\r\nConnection: Keep-Alive\r\nX-A: 1\r\n\r\n"},
+      {"Host given by the caller", "OtherHeaders=Host: other\r\n\r\n", "http://%H/", actDelete, "DELETE / HTTP/1.1\r\n%AConnection: close\r\nHost: other\r\n\r\n"},
+      {"body from memory", "ContentType=text/plain;PostData=hello", "http://%H/p", actPost, "POST /p HTTP/1.1\r\nHost: %H\r\n%AConnection: close\r\nContent-Type: text/plain\r\nContent-Length: 5\r\n\r\nhello"},
+      {"chunked upload of memory and file", "UseChunkedEncoding=True;ChunkSize=4;PostData=abcdefghij;HTTPMethod=MERGE;AttachedFile=%F", "http://%H/", actPut,
+       "MERGE / HTTP/1.1\r\nHost: %H\r\n%AConnection: close\r\nTransfer-Encoding: chunked\r\n\r\n4\r\nabcd\r\n4\r\nefgh\r\n2\r\nij\r\n4\r\nFILE\r\n0\r\n\r\n"},
+      {"Digest withholds the body of its first leg", "AuthScheme=1;User=u;PostData=secret", "http://%H/", actPost, "POST / HTTP/1.1\r\nHost: %H\r\n%AConnection: close\r\nContent-Length: 0\r\n\r\n"},
+      {"credentials in the URL, encoded path", "EncodeURL=True", "http://u:p@%H/a b/~c?x=y z&w=/", actGet,
+       "GET /a%20b/%7Ec?x=y%20z&w=%2F HTTP/1.1\r\nHost: %H\r\nAuthorization: Basic dTpw\r\n%AConnection: close\r\n\r\n"},
+      {"plain proxy", "ProxyServer=127.0.0.1;ProxyPort=%P;ProxyUser=pu;ProxyPassword=pp", "http://example.invalid:8080/x?q", actGet,
+       "GET http://example.invalid:8080/x?q HTTP/1.1\r\nHost: example.invalid:8080\r\nProxy-Authorization: Basic cHU6cHA=\r\n%AConnection: close\r\n\r\n"},
   };
+  // clang-format on
   for (const Row& row : rows) {
     SCOPED_TRACE(row.name);
     ScriptPeer peer;
