@@ -132,23 +132,20 @@ TEST(HttpExchangeTest, OddAndBrokenAnswers) {
   const std::string longLine(300000, 'a');
   const char* cut = "Connection closed before the whole response arrived.";
   const std::string ok = "HTTP/1.1 200 OK\r\n", chunked = ok + "Transfer-Encoding: chunked\r\n\r\n";
+  // clang-format off
   const Row rows[] = {
       {"no status line", "hello\r\n", true, 10057, "Connection closed.", "hello\r\n"},
-      {"endless header line", ok + "X: " + longLine, false, 151, "The response head is too long.",
-       ""},
-      {"endless chunk size line", chunked + longLine, false, 151,
-       "The chunk size line is too long.", ""},
+      {"endless header line", ok + "X: " + longLine, false, 151, "The response head is too long.", ""},
+      {"endless chunk size line", chunked + longLine, false, 151, "The chunk size line is too long.", ""},
       {"close inside the headers", ok + "Content-Le", true, 10057, cut, ""},
       {"close inside a length body", ok + "Content-Length: 9\r\n\r\nabc", true, 10057, cut, "abc"},
       {"close inside a chunked body", chunked + "9\r\nabc", true, 10057, cut, "abc"},
       {"garbled chunk size ends the body", chunked + "zz\r\n\r\n", true, errNone, "", ""},
-      {"a status without a number", "HTTP/1.1 OK\r\nContent-Length: 0\r\n\r\n", true, 151,
-       "HTTP protocol error. 0 .", ""},
-      {"a refusal", "HTTP/1.1 404 Not Found\r\nContent-Length: 4\r\n\r\ngone", true, 151,
-       "HTTP protocol error. 404 Not Found.", "gone"},
-      {"the server stops sending", ok + "Content-Length: 9\r\n\r\nabc", false, 301, "Timeout.",
-       "abc"},
+      {"a status without a number", "HTTP/1.1 OK\r\nContent-Length: 0\r\n\r\n", true, 151, "HTTP protocol error. 0 .", ""},
+      {"a refusal", "HTTP/1.1 404 Not Found\r\nContent-Length: 4\r\n\r\ngone", true, 151, "HTTP protocol error. 404 Not Found.", "gone"},
+      {"the server stops sending", ok + "Content-Length: 9\r\n\r\nabc", false, 301, "Timeout.", "abc"},
   };
+  // clang-format on
   for (const Row& row : rows) {
     ScriptPeer peer;
     peer.Expect("GET / {*}\r\n\r\n").Send(row.answer);
