@@ -111,11 +111,10 @@ TEST(BodyDecoderTest, CodingNames) {
   // a header before it chose.
   BodyDecoder decoder;
   const char* failure = nullptr;
-  const std::pair<const char*, int> steps[] = {{"identity", codingNone},
-                                               {"gZiP", codingGzip},
-                                               {"gzip, deflate", codingGzip},
-                                               {"DEFLATE", codingDeflate},
-                                               {" gzip", codingDeflate}};
+  // clang-format off
+  const std::pair<const char*, int> steps[] = {{"identity", codingNone}, {"gZiP", codingGzip}, {"gzip, deflate", codingGzip},
+                                               {"DEFLATE", codingDeflate}, {" gzip", codingDeflate}};
+  // clang-format on
   for (const auto& [value, coding] : steps) {
     ASSERT_EQ(decoder.Start(value, &failure), errNone);
     EXPECT_EQ(decoder.ContentCoding, coding) << "\"" << value << "\"";

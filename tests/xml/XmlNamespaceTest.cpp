@@ -141,13 +141,12 @@ TEST(XmlNamespaceTest, CheckedAccessorsGiveTheirCodesAndTexts) {
       {"/r", 1, errNoAttributes, errNoNamespaces, 0},
       {"/r", 2, errNoAttributes, errNoNamespaces, errElementIndex},
   };
-  const std::map<int, std::string> texts = {{0, ""},
-                                            {errNoAttributes, "No attributes available."},
-                                            {errAttrIndex, "Invalid attribute index."},
-                                            {errNoNamespaces, "No namespaces available."},
-                                            {errNamespaceIndex, "Invalid namespace index."},
-                                            {errNoElements, "No elements available."},
-                                            {errElementIndex, "Invalid element index."}};
+  // clang-format off
+  const std::map<int, std::string> texts = {
+      {0, ""}, {errNoAttributes, "No attributes available."}, {errAttrIndex, "Invalid attribute index."},
+      {errNoNamespaces, "No namespaces available."}, {errNamespaceIndex, "Invalid namespace index."},
+      {errNoElements, "No elements available."}, {errElementIndex, "Invalid element index."}};
+  // clang-format on
   for (const Row& row : rows) {
     SCOPED_TRACE(std::string(row.path) + " " + std::to_string(row.index));
     ASSERT_EQ(parser.SetXPath(row.path), 0);
