@@ -189,11 +189,10 @@ TEST(XmlNamespaceTest, SgmlRuleClosesElementsWithoutEndTags) {
             "<img {} :src{}=x [] kept(<img src=x></img>|)\n"
             "<ul {} [] kept(<ul><li>one</li></ul>|<li>one</li>)\n"
             "<li {} [one] kept(<li>one</li>|one)\n");
-  const std::vector<std::string> expected = {
-      "start  p p",     "chars a|a",    "start  br br", "chars b|b",    "end  br br",
-      "start  img img", "end  img img", "start  ul ul", "start  li li", "chars one|one",
-      "end  li li",     "end  ul ul",   "end  p p",
-  };
+  // clang-format off
+  const std::vector<std::string> expected = {"start  p p", "chars a|a", "start  br br", "chars b|b", "end  br br", "start  img img", "end  img img",
+      "start  ul ul", "start  li li", "chars one|one", "end  li li", "end  ul ul", "end  p p"};
+  // clang-format on
   EXPECT_EQ(sink.events, expected);
 
   // Without kept text (CacheContent is its other name) the closing is the same, and nothing is

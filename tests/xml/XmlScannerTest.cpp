@@ -122,13 +122,10 @@ TEST(XmlScannerTest, CommentsInstructionsDeclarationsAndSections) {
   const char* document = "<?xml version='1.0'?><!DOCTYPE r [ <!ENTITY x \"y>\"> ]>"
                          "<!-- a - b --><?pi a > b ?><r>&x;<![CDATA[<&>]]><![X[lost]]></r>";
   ASSERT_EQ(ParseOwned(parser, document, {}, &sink), 0) << parser.LastErrorText();
-  const std::vector<std::string> expected = {
-      "pi xml version='1.0'", "meta DOCTYPE r [ <!ENTITY x \"y>\"> ]",
-      "comment  a - b ",      "pi pi a > b ",
-      "start  r r",           "entity x=&x;",
-      "chars &x;|&x;",        "section CDATA|<&>",
-      "section X|lost",       "end  r r",
-  };
+  // clang-format off
+  const std::vector<std::string> expected = {"pi xml version='1.0'", "meta DOCTYPE r [ <!ENTITY x \"y>\"> ]", "comment  a - b ", "pi pi a > b ",
+      "start  r r", "entity x=&x;", "chars &x;|&x;", "section CDATA|<&>", "section X|lost", "end  r r"};
+  // clang-format on
   EXPECT_EQ(sink.events, expected);
   EXPECT_EQ(TextOf(parser, "/r"), "&x;<&>");
 
