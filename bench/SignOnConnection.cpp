@@ -6,7 +6,7 @@
 #include "http/HttpClient.h"
 #include "odata/QuillonCore.h"
 
-#include "../tests/support/LoopbackHttp.h"
+#include "LoopbackHttp.h"
 
 #include <benchmark/benchmark.h>
 
@@ -53,7 +53,7 @@ void BM_NtlmKeptConnection(benchmark::State& state) {
     core.URLServer.Assign("localhost");
     core.User.Assign(env["NTLM_DOMAIN"] + "\\" + env["NTLM_USER"]);
     core.Password.Assign(env["NTLM_PASSWORD"]);
-    quillon::test::LoopbackHttp connection(std::stoi(env["PORT"]));
+    quillon::bench::LoopbackHttp connection(std::stoi(env["PORT"]));
     std::string challenge;
     int status = 401;
     while (status == 401 && core.FormAuthorization() == 0) {

@@ -6,40 +6,35 @@
 #include <gtest/gtest.h>
 
 #include <string>
+#include <tuple>
 #include <unistd.h>
+#include <utility>
 
 namespace quillon {
 namespace {
 
+// Each row: the text, and then name|value|indexText|index and whether it reads or writes.
 TEST(ConfigRequest, ParsesNamesIndexesAndValues) {
-  struct Row {
-    const char* text;
-    const char* name;
-    const char* value;
-    const char* indexText;
-    int index;
-    bool isGet;
+  const std::pair<const char*, const char*> rows[] = {
+      {"", "|||-1 get"},
+      {"CodePage", "CodePage|||-1 get"},
+      {"Key=", "Key|||-1 set"},
+      {"Cookie[2]", "Cookie||2|2 get"},
+      {"Cookie(2)=x", "Cookie|x|2|2 set"},
+      {"A[ab]", "A||ab|0 get"},
+      {"Url=http://h/?a=1&b=2", "Url|http://h/?a=1&b=2||-1 set"},
+      {"K=  \" keep  inner \"  ", "K| keep  inner ||-1 set"},
+      {"K=\"a\"b\"", "K|a\"b||-1 set"},
+      {"K = v", "K |v||-1 set"},
   };
-  const Row rows[] = {
-      {"", "", "", "", -1, true},
-      {"CodePage", "CodePage", "", "", -1, true},
-      {"Key=", "Key", "", "", -1, false},
-      {"Cookie[2]", "Cookie", "", "2", 2, true},
-      {"Cookie(2)=x", "Cookie", "x", "2", 2, false},
-      {"A[ab]", "A", "", "ab", 0, true},
-      {"Url=http://h/?a=1&b=2", "Url", "http://h/?a=1&b=2", "", -1, false},
-      {"K=  \" keep  inner \"  ", "K", " keep  inner ", "", -1, false},
-      {"K=\"a\"b\"", "K", "a\"b", "", -1, false},
-      {"K = v", "K ", "v", "", -1, false},
-  };
-  for (const Row& row : rows) {
+  for (const auto& [text, parsed] : rows) {
     ConfigRequest request;
-    ASSERT_EQ(request.Parse(row.text), 0);
-    EXPECT_EQ(request.name.View(), row.name) << row.text;
-    EXPECT_EQ(request.value.View(), row.value) << row.text;
-    EXPECT_EQ(request.indexText.View(), row.indexText) << row.text;
-    EXPECT_EQ(request.index, row.index) << row.text;
-    EXPECT_EQ(request.isGet, row.isGet) << row.text;
+    ASSERT_EQ(request.Parse(text), 0);
+    EXPECT_EQ(std::string(request.name.View()) + "|" + std::string(request.value.View()) + "|" +
+                  std::string(request.indexText.View()) + "|" + std::to_string(request.index) +
+                  (request.isGet ? " get" : " set"),
+              parsed)
+        << text;
   }
   ConfigRequest absent;
   absent.Parse(nullptr);
@@ -47,23 +42,22 @@ TEST(ConfigRequest, ParsesNamesIndexesAndValues) {
 }
 
 TEST(ComponentCore, DescribeErrorFillsOnlyAnEmptyText) {
+  const std::tuple<int, bool, const char*> rows[] = {
+      // code, lastError cleared first, the text after
+      {0, false, ""},
+      {10061, false, "[10061] Connection refused"},
+      {10054, false, "[10061] Connection refused"}, // an existing text stays
+      {301, false, "Interrupted."},                 // 301 and 200 always replace
+      {200, false, "Out of memory."},
+      {12345, true, "[12345] (no description available)"},
+      {10066, true, "[10066] Directory not empt"}, // the table's own wording stands
+  };
   ComponentCore core;
-  EXPECT_EQ(core.DescribeError(0), 0);
-  EXPECT_STREQ(core.LastErrorText(), "");
-  EXPECT_EQ(core.DescribeError(10061), 10061);
-  EXPECT_STREQ(core.LastErrorText(), "[10061] Connection refused");
-  EXPECT_EQ(core.DescribeError(10054), 10054); // an existing text stays
-  EXPECT_STREQ(core.LastErrorText(), "[10061] Connection refused");
-  EXPECT_EQ(core.DescribeError(301), 301); // 301 and 200 always replace
-  EXPECT_STREQ(core.LastErrorText(), "Interrupted.");
-  core.DescribeError(200);
-  EXPECT_STREQ(core.LastErrorText(), "Out of memory.");
-  core.ClearLastError();
-  core.DescribeError(12345);
-  EXPECT_STREQ(core.LastErrorText(), "[12345] (no description available)");
-  core.ClearLastError();
-  core.DescribeError(10066); // the table's own wording stands
-  EXPECT_STREQ(core.LastErrorText(), "[10066] Directory not empt");
+  for (const auto& [code, clear, text] : rows) {
+    if (clear) core.ClearLastError();
+    EXPECT_EQ(core.DescribeError(code), code);
+    EXPECT_STREQ(core.LastErrorText(), text) << code;
+  }
 }
 
 TEST(ComponentCore, TrafficLogWritesOneRecordPerCall) {

@@ -19,17 +19,6 @@ struct Record {
   }
 };
 
-TEST(PtrList, SlotsFillOnFirstReadAndStayTheSame) {
-  PtrList<Record> list;
-  ASSERT_EQ(list.Resize(3), 0);
-  EXPECT_EQ(list.Peek(1), nullptr);
-  Record* first = list.At(1);
-  ASSERT_NE(first, nullptr);
-  EXPECT_EQ(list.At(1), first);
-  EXPECT_EQ(list.At(-1), nullptr);
-  EXPECT_EQ(list.At(3), nullptr);
-}
-
 TEST(PtrList, InsertClonesAndMovesSlotsUp) {
   PtrList<Record> list;
   Record source;
@@ -53,7 +42,7 @@ TEST(PtrList, InsertClonesAndMovesSlotsUp) {
   EXPECT_EQ(list.At(2)->name.View(), "2");
 }
 
-TEST(PtrList, GrowsPastTheInlineSlotsAndComesBack) {
+TEST(PtrList, GrowsPastTheInlineSlotsAndBackAndFillsSlotsOnFirstRead) {
   PtrList<Record> list;
   Record source;
   for (int i = 0; i < 50; ++i) {
@@ -66,6 +55,12 @@ TEST(PtrList, GrowsPastTheInlineSlotsAndComesBack) {
   EXPECT_EQ(list.At(4)->value, 4);
   ASSERT_EQ(list.Resize(8), 0);
   EXPECT_EQ(list.Peek(6), nullptr); // destroyed slots do not come back
+  // An empty slot fills on its first read and stays the same.
+  Record* filled = list.At(6);
+  ASSERT_NE(filled, nullptr);
+  EXPECT_EQ(list.At(6), filled);
+  EXPECT_EQ(list.At(-1), nullptr);
+  EXPECT_EQ(list.At(8), nullptr);
 
   // A failed growth empties the list.
   SetAllocationFailureAfter(0);

@@ -1,8 +1,13 @@
 // The choice of the client certificate: the subject rules over a folder store of several
-// certificates, the store failures and their texts, SSLCertEncoded linked to its store.
+// certificates, the store failures and their texts, SSLCertEncoded linked to its store, and the
+// chosen certificate presented in a real handshake.
 #include "KeyFiles.h"
 
+#include "http/HttpClient.h"
 #include "keys/CertificateFront.h"
+#include "support/Peers.h"
+
+#include <cstdlib>
 
 namespace quillon {
 namespace {
@@ -29,16 +34,14 @@ TEST_F(FolderStore, SubjectRules) {
   };
   for (const Row& row : rows) {
     SCOPED_TRACE(std::string(row.store) + " " + row.subject);
-    ComponentCore core;
-    CertificateFront front(core);
-    front.SetCertStore(row.store);
-    EXPECT_EQ(front.SetCertSubject(row.subject), 0);
+    test::OwnFront front;
+    EXPECT_EQ(test::Choose(front, cstUser, row.store, "", row.subject), 0);
     EXPECT_EQ(front.certSubject.View(), row.found);
     EXPECT_EQ(front.clientCertContext != nullptr, *row.found != 0);
     EXPECT_EQ(platform::CertHasPrivateKey(front.clientCertContext), row.hasKey);
     if (!*row.found) {
-      EXPECT_TRUE(core.lastError.StartsWith("The certificate could not be found (0x"))
-          << core.LastErrorText();
+      EXPECT_TRUE(front.core.lastError.StartsWith("The certificate could not be found (0x"))
+          << front.core.LastErrorText();
     }
   }
 }
@@ -64,16 +67,14 @@ TEST_F(FolderStore, StoreFailures) {
   };
   for (const Row& row : rows) {
     SCOPED_TRACE(row.store);
-    ComponentCore core;
-    CertificateFront front(core);
+    test::OwnFront front;
     EXPECT_EQ(test::Choose(front, row.type, row.store), row.code);
-    EXPECT_TRUE(core.lastError.StartsWith(row.text)) << core.LastErrorText();
+    EXPECT_TRUE(front.core.lastError.StartsWith(row.text)) << front.core.LastErrorText();
     EXPECT_EQ(front.clientCertContext, nullptr);
   }
-  ComponentCore core;
-  CertificateFront front(core);
+  test::OwnFront front;
   EXPECT_EQ(front.SetCertStoreType(18), 380);
-  EXPECT_STREQ(core.LastErrorText(), "Value is out of range.");
+  EXPECT_STREQ(front.core.LastErrorText(), "Value is out of range.");
 }
 
 TEST_F(FolderStore, EncodedCertificateTakesTheStoresCopy) {
@@ -90,11 +91,10 @@ TEST_F(FolderStore, EncodedCertificateTakesTheStoresCopy) {
   };
   for (const Row& row : rows) {
     SCOPED_TRACE(std::string(row.store) + " " + row.certificate);
-    ComponentCore core;
-    CertificateFront front(core);
+    test::OwnFront front;
     front.certStore.Assign(row.store);
     EXPECT_EQ(front.SetCertEncoded(test::KeyFile(row.certificate)), 0);
-    EXPECT_EQ(front.clientCertContext != nullptr, row.chosen) << core.LastErrorText();
+    EXPECT_EQ(front.clientCertContext != nullptr, row.chosen) << front.core.LastErrorText();
     EXPECT_EQ(platform::CertHasPrivateKey(front.clientCertContext), row.hasKey);
     BufStr text;
     front.GetCertEncoded(text);
@@ -102,15 +102,10 @@ TEST_F(FolderStore, EncodedCertificateTakesTheStoresCopy) {
   }
 }
 
-void LoadClientPfx(CertificateFront& front) {
-  ASSERT_EQ(test::Choose(front, cstPFXFile, KeyPath("rsa-aes.pfx"), "secret"), 0);
-}
-
 // Each import replaces the kept store; the chosen certificate outlives the store it came from.
 TEST(CertificateFront, KeptStoreDroppedOnNextImport) {
-  ComponentCore core;
-  CertificateFront front(core);
-  LoadClientPfx(front);
+  test::OwnFront front;
+  ASSERT_EQ(test::Choose(front, cstPFXFile, KeyPath("rsa-aes.pfx"), "secret"), 0);
   platform::CertStore* first = front.keptStore;
   ASSERT_NE(first, nullptr);
   front.SetCertStorePassword("wrong");
@@ -126,9 +121,8 @@ TEST(CertificateFront, KeptStoreDroppedOnNextImport) {
 
 // A PFX yields its first certificate with a key for "*", even behind a CA certificate.
 TEST(CertificateFront, PfxStarTakesFirstWithKey) {
-  ComponentCore core;
-  CertificateFront front(core);
-  LoadClientPfx(front);
+  test::OwnFront front;
+  ASSERT_EQ(test::Choose(front, cstPFXFile, KeyPath("rsa-aes.pfx"), "secret"), 0);
   platform::CertStore* bundle = platform::StoreOpenPkcs7(test::KeyFile("bundle.p7b"));
   platform::CertStore* mixed = platform::StoreOpenMemory();
   ASSERT_EQ(platform::StoreCount(bundle), 2);
@@ -141,13 +135,53 @@ TEST(CertificateFront, PfxStarTakesFirstWithKey) {
 
   for (CertStoreTypes type : {cstPFXBlob, cstP7BBlob}) {
     SCOPED_TRACE(static_cast<int>(type));
-    ComponentCore otherCore;
-    CertificateFront second(otherCore);
+    test::OwnFront second;
     const std::string store(type == cstPFXBlob ? pfx.View() : test::KeyFile("bundle.p7b"));
-    ASSERT_EQ(test::Choose(second, type, store, "pw"), 0) << otherCore.LastErrorText();
+    ASSERT_EQ(test::Choose(second, type, store, "pw"), 0) << second.core.LastErrorText();
     // The PKCS#7 store is searched without the key rule: its first certificate wins.
     EXPECT_EQ(second.certSubject.View(), "CN=Quillon Client, O=Quillon Tests");
     EXPECT_EQ(platform::CertHasPrivateKey(second.clientCertContext), type == cstPFXBlob);
+  }
+}
+
+// The chosen certificate in a real handshake of our own channel: `openssl s_server -Verify 1 -www`
+// demands a client certificate, the HTTP link presents the PKCS#12 that the front exports, and
+// the server's status page shows the subject it was given. The user's store "MY" holds the
+// client certificate with its key beside it.
+class ClientCertHandshake : public FolderStore {};
+
+TEST_F(ClientCertHandshake, ServerSeesTheChosenCertificate) {
+  struct Row {
+    const char* name;
+    CertStoreTypes type;
+    const char* file;
+    const char* password;
+    const char* subject;
+  };
+  const Row rows[] = {
+      {"PFX", cstPFXFile, "rsa-aes.pfx", "secret", "CN=Quillon Client, O=Quillon Tests"},
+      {"PEM key and certificate", cstPEMKeyFile, "rsa-with-cert.pem", "", "CN=Quillon Client"},
+      {"PKCS#8 key alone", cstPEMKeyFile, "rsa-aes.p8", "secret", "CN=pem_cert"},
+      {"PPK 3", cstPPKFile, "rsa-v3-secret.ppk", "secret", "CN=pem_cert"},
+      {"EC PFX", cstPFXFile, "ec.pfx", "secret", "CN=Quillon EC Client"},
+      {"OpenSSH Ed25519", cstPEMKeyFile, "openssh-ed25519", "", "CN=pem_cert"},
+      {"OpenSSH ECDSA", cstPEMKeyFile, "openssh-ecdsa", "", "CN=pem_cert"},
+      {"user store", cstUser, "MY", "", "CN=Quillon Client"},
+  };
+  ::setenv("SSL_CERT_FILE", test::PeerValue("sslserver_client_cert", "CA_FILE").c_str(), 1);
+  const std::string url = test::PeerValue("sslserver_client_cert", "URL") + "/";
+  for (const Row& row : rows) {
+    SCOPED_TRACE(row.name);
+    HttpClient client;
+    client.DefaultScheme.Assign("https");
+    const std::string store = row.type == cstUser ? row.file : KeyPath(row.file);
+    ASSERT_EQ(test::Choose(client.certificates, row.type, store, row.password), 0)
+        << client.LastErrorText();
+    ASSERT_EQ(client.SetURL(url.c_str(), 0), 0);
+    EXPECT_EQ(client.RunAction(actGet), 0) << client.LastErrorText();
+    const std::string page(client.TransferredData.View());
+    EXPECT_NE(page.find("Subject: " + std::string(row.subject)), std::string::npos)
+        << page.substr(0, 400);
   }
 }
 

@@ -1,5 +1,5 @@
 // The key files of the key tests, made once per machine by make-keys.sh with openssl,
-// ssh-keygen and puttygen, and OpenSSL's own reading of them to compare with.
+// ssh-keygen and puttygen, and the stores the tests choose certificates from.
 #pragma once
 
 #include "keys/CertificateFront.h"
@@ -7,11 +7,6 @@
 
 #include <gtest/gtest.h>
 
-#include <openssl/evp.h>
-#include <openssl/pem.h>
-#include <openssl/pkcs12.h>
-
-#include <cstdio>
 #include <cstdlib>
 #include <filesystem>
 #include <string>
@@ -38,34 +33,12 @@ inline std::string KeyFile(const std::string& name) {
   return FileText(KeyPath(name));
 }
 
-// OpenSSL's reading of a private key file (PEM, any format it knows).
-inline EVP_PKEY* OpenSslKey(const std::string& name, const char* password = "secret") {
-  FILE* file = std::fopen(KeyPath(name).c_str(), "rb");
-  if (!file) return nullptr;
-  EVP_PKEY* key = PEM_read_PrivateKey(file, nullptr, nullptr, const_cast<char*>(password));
-  std::fclose(file);
-  return key;
-}
-
-// The key and certificate of a PKCS#12 file under an empty password, as OpenSSL reads them.
-struct Pfx {
-  EVP_PKEY* key = nullptr;
-  X509* cert = nullptr;
-  bool ok = false;
-  explicit Pfx(const std::string& der) {
-    const auto* bytes = reinterpret_cast<const unsigned char*>(der.data());
-    PKCS12* pfx = d2i_PKCS12(nullptr, &bytes, static_cast<long>(der.size()));
-    STACK_OF(X509)* others = nullptr;
-    ok = pfx && PKCS12_parse(pfx, "", &key, &cert, &others) == 1;
-    // Without a key the certificate comes among the others.
-    if (!cert && sk_X509_num(others) > 0) cert = sk_X509_shift(others);
-    sk_X509_pop_free(others, X509_free);
-    PKCS12_free(pfx);
-  }
-  ~Pfx() {
-    EVP_PKEY_free(key);
-    X509_free(cert);
-  }
+// A certificate front on a core of its own, which holds its lastError.
+struct CoreOwner {
+  ComponentCore core;
+};
+struct OwnFront : CoreOwner, CertificateFront {
+  OwnFront() : CertificateFront(core) {}
 };
 
 // Sets the store of `front` and chooses a certificate in it; the code of the choice.

@@ -7,7 +7,12 @@
 #include "keys/CertificateFront.h"
 
 #include <openssl/core_names.h>
+#include <openssl/evp.h>
+#include <openssl/pem.h>
+#include <openssl/pkcs12.h>
 #include <openssl/x509.h>
+
+#include <cstdio>
 
 namespace quillon {
 namespace {
@@ -15,28 +20,50 @@ namespace {
 using test::KeyFile;
 using test::KeyPath;
 
-// OpenSSL's reading of the reference: a PEM private key, a PEM public key (".pub.pem"), or the
-// Ed25519 key of an OpenSSH ".pub" line.
+// OpenSSL's reading of the reference: the Ed25519 key of an OpenSSH ".pub" line, a PEM public
+// key (".pub.pem"), or a PEM private key of any format it knows under the password "secret".
 EVP_PKEY* Reference(const std::string& name) {
-  if (name.ends_with(".pub.pem")) {
-    FILE* file = std::fopen(KeyPath(name).c_str(), "rb");
-    EVP_PKEY* key = file ? PEM_read_PUBKEY(file, nullptr, nullptr, nullptr) : nullptr;
-    if (file) std::fclose(file);
-    return key;
-  }
   if (name.ends_with(".pub")) {
     BufStr blob(KeyFile(name).substr(12));
     Base64Decode(blob, false);
     return EVP_PKEY_new_raw_public_key(
         EVP_PKEY_ED25519, nullptr, reinterpret_cast<const unsigned char*>(blob.Data()) + 19, 32);
   }
-  return test::OpenSslKey(name);
+  FILE* file = std::fopen(KeyPath(name).c_str(), "rb");
+  if (!file) return nullptr;
+  EVP_PKEY* key = name.ends_with(".pub.pem")
+                      ? PEM_read_PUBKEY(file, nullptr, nullptr, nullptr)
+                      : PEM_read_PrivateKey(file, nullptr, nullptr, const_cast<char*>("secret"));
+  std::fclose(file);
+  return key;
 }
+
+// The key and certificate of a PKCS#12 file under an empty password, as OpenSSL reads them.
+struct Pfx {
+  EVP_PKEY* key = nullptr;
+  X509* cert = nullptr;
+  bool ok = false;
+  explicit Pfx(const std::string& der) {
+    const auto* bytes = reinterpret_cast<const unsigned char*>(der.data());
+    PKCS12* pfx = d2i_PKCS12(nullptr, &bytes, static_cast<long>(der.size()));
+    STACK_OF(X509)* others = nullptr;
+    ok = pfx && PKCS12_parse(pfx, "", &key, &cert, &others) == 1;
+    // Without a key the certificate comes among the others.
+    if (!cert && sk_X509_num(others) > 0) cert = sk_X509_shift(others);
+    sk_X509_pop_free(others, X509_free);
+    PKCS12_free(pfx);
+  }
+  ~Pfx() {
+    EVP_PKEY_free(key);
+    X509_free(cert);
+  }
+};
 
 // The RSA key value of XML tools, from OpenSSL's numbers of `name`.
 std::string XmlKeyValue(const std::string& name, bool withPrivate) {
-  EVP_PKEY* key = test::OpenSslKey(name);
+  EVP_PKEY* key = Reference(name);
   std::string xml = "<RSAKeyValue>";
+  // The public key is the first two.
   const std::pair<const char*, const char*> fields[] = {
       {"Modulus", OSSL_PKEY_PARAM_RSA_N},
       {"Exponent", OSSL_PKEY_PARAM_RSA_E},
@@ -46,10 +73,8 @@ std::string XmlKeyValue(const std::string& name, bool withPrivate) {
       {"DQ", OSSL_PKEY_PARAM_RSA_EXPONENT2},
       {"InverseQ", OSSL_PKEY_PARAM_RSA_COEFFICIENT1},
       {"D", OSSL_PKEY_PARAM_RSA_D}};
-  for (const auto& [element, param] : fields) {
-    if (!withPrivate && std::string_view(element) != "Modulus" &&
-        std::string_view(element) != "Exponent")
-      continue;
+  for (int i = 0; i < (withPrivate ? 8 : 2); ++i) {
+    const auto& [element, param] = fields[i];
     BIGNUM* number = nullptr;
     EVP_PKEY_get_bn_param(key, param, &number);
     std::string bytes(static_cast<size_t>(BN_num_bytes(number)), '\0');
@@ -90,15 +115,15 @@ struct Row {
 // reading of the reference.
 void ExpectCertificateAndKey(const Row& row) {
   SCOPED_TRACE(row.name);
-  ComponentCore core;
-  CertificateFront front(core);
-  ASSERT_EQ(test::Choose(front, row.type, row.store, row.password), 0) << core.LastErrorText();
-  ASSERT_NE(front.clientCertContext, nullptr) << core.LastErrorText();
+  test::OwnFront front;
+  ASSERT_EQ(test::Choose(front, row.type, row.store, row.password), 0)
+      << front.core.LastErrorText();
+  ASSERT_NE(front.clientCertContext, nullptr) << front.core.LastErrorText();
   EXPECT_EQ(front.certSubject.View(), row.subject);
 
   BufStr pfx;
   ASSERT_EQ(front.ExportChosenCertificate(pfx), 0);
-  test::Pfx loaded{std::string(pfx.View())};
+  Pfx loaded{std::string(pfx.View())};
   ASSERT_TRUE(loaded.ok) << "the exported PFX does not load in OpenSSL";
   EVP_PKEY* reference = Reference(row.reference);
   ASSERT_NE(reference, nullptr);
@@ -112,6 +137,7 @@ void ExpectCertificateAndKey(const Row& row) {
 
 TEST(StoreTypes, EachTypeGivesItsCertificateAndKey) {
   const char* kClient = "CN=Quillon Client, O=Quillon Tests";
+  // clang-format off
   const Row rows[] = {
       {"PKCS#1", cstPEMKeyFile, KeyPath("rsa.pem"), "", true},
       {"PKCS#8", cstPEMKeyBlob, KeyFile("rsa.p8"), "", true},
@@ -129,8 +155,7 @@ TEST(StoreTypes, EachTypeGivesItsCertificateAndKey) {
       {"Ed25519", cstPEMKeyFile, KeyPath("ed25519.p8"), "", true, "ed25519.p8"},
       {"OpenSSH RSA", cstPEMKeyFile, KeyPath("openssh-rsa"), "", true, "openssh-rsa.pub.pem"},
       {"OpenSSH ECDSA", cstPEMKeyFile, KeyPath("openssh-ecdsa"), "", true, "openssh-ecdsa.pub.pem"},
-      {"OpenSSH Ed25519", cstPEMKeyFile, KeyPath("openssh-ed25519"), "", true,
-       "openssh-ed25519.pub"},
+      {"OpenSSH Ed25519", cstPEMKeyFile, KeyPath("openssh-ed25519"), "", true, "openssh-ed25519.pub"},
       {"PPK 2", cstPPKFile, KeyPath("rsa-v2.ppk"), "", true},
       {"PPK 2 secret", cstPPKFile, KeyPath("rsa-v2-secret.ppk"), "secret", true},
       {"PPK 3", cstPPKBlob, KeyFile("rsa-v3.ppk"), "", true},
@@ -140,22 +165,19 @@ TEST(StoreTypes, EachTypeGivesItsCertificateAndKey) {
       {"PFX AES", cstPFXFile, KeyPath("rsa-aes.pfx"), "secret", true, "rsa.p8", kClient},
       {"PFX RC2", cstPFXFile, KeyPath("rsa-legacy.pfx"), "secret", true, "rsa.p8", kClient},
       {"PFX empty password", cstPFXBlob, KeyFile("rsa-empty.pfx"), "", true, "rsa.p8", kClient},
-      {"PFX EC", cstPFXFile, KeyPath("ec.pfx"), "secret", true, "ec-P-256.p8",
-       "CN=Quillon EC Client"},
+      {"PFX EC", cstPFXFile, KeyPath("ec.pfx"), "secret", true, "ec-P-256.p8", "CN=Quillon EC Client"},
       {"P7B", cstP7BFile, KeyPath("bundle.p7b"), "", false, "rsa.p8", kClient},
       {"P7B blob", cstP7BBlob, KeyFile("bundle.p7b"), "", false, "rsa.p8", kClient},
       {"X.509 public", cstPublicKeyFile, KeyPath("rsa.pub.pem"), "", false},
       {"PKCS#1 public", cstPublicKeyBlob, KeyFile("rsa.rsapub.pem"), "", false},
-      {"SSH line", cstSSHPublicKeyFile, KeyPath("openssh-rsa.pub"), "", false,
-       "openssh-rsa.pub.pem"},
-      {"SSH RFC 4716", cstSSHPublicKeyFile, KeyPath("rsa.rfc4716.pub"), "", false,
-       "openssh-rsa.pub.pem"},
-      {"SSH blob", cstSSHPublicKeyBlob, BareSshBlob("openssh-rsa.pub"), "", false,
-       "openssh-rsa.pub.pem"},
+      {"SSH line", cstSSHPublicKeyFile, KeyPath("openssh-rsa.pub"), "", false, "openssh-rsa.pub.pem"},
+      {"SSH RFC 4716", cstSSHPublicKeyFile, KeyPath("rsa.rfc4716.pub"), "", false, "openssh-rsa.pub.pem"},
+      {"SSH blob", cstSSHPublicKeyBlob, BareSshBlob("openssh-rsa.pub"), "", false, "openssh-rsa.pub.pem"},
       {"XML private", cstXMLBlob, XmlKeyValue("rsa.p8", true), "", true},
       {"XML public", cstXMLBlob, XmlKeyValue("rsa.p8", false), "", false},
       {"XML certificate", cstXMLBlob, XmlCertificate(), "", false, "rsa.p8", kClient},
   };
+  // clang-format on
   for (const Row& row : rows)
     ExpectCertificateAndKey(row);
 }
@@ -174,8 +196,7 @@ TEST(StoreTypes, PpkOfEveryCurveGivesItsKey) {
 
 // Where a certificate of pem_cert comes from: one day from now, serial 1, its own issuer.
 TEST(StoreTypes, ThrowAwayCertificateHasItsNameValidityAndSerial) {
-  ComponentCore core;
-  CertificateFront front(core);
+  test::OwnFront front;
   ASSERT_EQ(test::Choose(front, cstPEMKeyFile, KeyPath("rsa.pem")), 0);
   const std::string_view der = platform::CertEncoded(front.clientCertContext);
   const auto* bytes = reinterpret_cast<const unsigned char*>(der.data());

@@ -12,6 +12,7 @@
 
 #include <memory>
 #include <string>
+#include <string_view>
 #include <vector>
 
 namespace quillon::test {
@@ -26,24 +27,35 @@ std::string ModeName(const ::testing::TestParamInfo<bool>& info) {
 
 class PortClientTest : public ::testing::TestWithParam<bool> {
 protected:
+  // Plays `peer`'s script: connects, sends `request`, and gives the log once the peer has closed.
+  std::vector<std::string> Session(std::string_view request = {}) {
+    EXPECT_EQ(Open(), 0) << port.LastErrorText();
+    EXPECT_EQ(port.SendAll(request.data(), static_cast<int>(request.size()), false, false), 0);
+    EXPECT_EQ(port.WaitUntilClosed(), 0) << port.LastErrorText();
+    EXPECT_THAT(peer.Failures(), IsEmpty());
+    return port.log;
+  }
+  // Starts the peer's script and connects to it.
+  int Open() {
+    peer.Start();
+    return port.Connect(peer.Host(), peer.Port());
+  }
+  ScriptPeer peer;
   TestPort port{GetParam()};
 };
 
 INSTANTIATE_TEST_SUITE_P(BothModes, PortClientTest, ::testing::Bool(), ModeName);
 
 TEST_P(PortClientTest, RefusedConnectReportsTheErrorOnceAndLeavesNothingBehind) {
-  ScriptPeer peer;
   peer.Send("hello\n").Close();
-  peer.Start();
   EXPECT_EQ(port.Connect("127.0.0.1", ScriptPeer::UnusedPort()), 10061);
   EXPECT_STREQ(port.LastErrorText(), "[10061] Connection refused");
   EXPECT_EQ(port.socketHandle, platform::kInvalidSocket);
   // The next socket usually gets the number of the refused one: nothing of the first attempt
   // may reach the second, and the refusal never gave a Disconnected.
-  ASSERT_EQ(port.Connect(peer.Host(), peer.Port()), 0);
-  ASSERT_EQ(port.WaitUntilClosed(), 0) << port.LastErrorText();
-  EXPECT_THAT(port.log, ElementsAre("Connected(10061, [10061] Connection refused)",
-                                    "Connected(0, OK)", "Data(hello\n, 1)", "Disconnected(0, OK)"));
+  EXPECT_THAT(Session(),
+              ElementsAre("Connected(10061, [10061] Connection refused)", "Connected(0, OK)",
+                          "Data(hello\n, 1)", "Disconnected(0, OK)"));
 }
 
 TEST_P(PortClientTest, NameThatCannotResolveFailsBeforeAnyConnect) {
@@ -60,46 +72,33 @@ TEST_P(PortClientTest, NameThatCannotResolveFailsBeforeAnyConnect) {
 }
 
 TEST_P(PortClientTest, EndOfStreamDeliversThePartialLineBeforeDisconnected) {
-  ScriptPeer peer;
   peer.SendPieces("one\r\ntw", 4, 5).Send("o\r").Pause(10).Send("\nthr").Close();
-  peer.Start();
   ASSERT_EQ(port.ConfigText("SplitCRLF=True", nullptr), 0);
-  ASSERT_EQ(port.Connect(peer.Host(), peer.Port()), 0);
-  ASSERT_EQ(port.WaitUntilClosed(), 0) << port.LastErrorText();
-  EXPECT_THAT(port.log, ElementsAre("Connected(0, OK)", "Data(one, 1)", "Data(two, 1)",
-                                    "Data(thr, 0)", "Disconnected(0, OK)"));
+  EXPECT_THAT(Session(), ElementsAre("Connected(0, OK)", "Data(one, 1)", "Data(two, 1)",
+                                     "Data(thr, 0)", "Disconnected(0, OK)"));
 }
 
 TEST_P(PortClientTest, ResetByPeerGivesDisconnectedWith10054AfterTheData) {
-  ScriptPeer peer;
   peer.Send("last words").Pause(30).Reset();
-  peer.Start();
-  ASSERT_EQ(port.Connect(peer.Host(), peer.Port()), 0);
-  ASSERT_EQ(port.WaitUntilClosed(), 0) << port.LastErrorText();
-  EXPECT_THAT(port.log, ElementsAre("Connected(0, OK)", "Data(last words, 1)",
-                                    "Disconnected(10054, [10054] Connection reset by peer)"));
+  EXPECT_THAT(Session(), ElementsAre("Connected(0, OK)", "Data(last words, 1)",
+                                     "Disconnected(10054, [10054] Connection reset by peer)"));
 }
 
 TEST_P(PortClientTest, ConnectTimeoutDropsTheAttempt) {
   // A listener whose queue is full leaves further connects unanswered.
-  ScriptPeer peer;
   ASSERT_TRUE(peer.Listening());
   std::vector<std::unique_ptr<TestPort>> queue;
   port.connectionTimeout = 60;
   for (int i = 0; i < 40; ++i) {
     auto filler = std::make_unique<TestPort>(GetParam());
-    filler->SetRemoteHost(peer.Host());
-    filler->SetRemotePort(peer.Port());
     filler->ConfigText("ConnectionTimeout=30", nullptr);
-    const int rc = filler->ConnectAndWait();
+    const int rc = filler->Connect(peer.Host(), peer.Port());
     queue.push_back(std::move(filler));
     if (rc == errInterrupted) break;
   }
   // Linux drops a SYN once the listener's queue (16 here) is full.
   ASSERT_FALSE(queue.back()->IsConnected()) << "40 connects never filled the listener's queue";
-  port.SetRemoteHost(peer.Host());
-  port.SetRemotePort(peer.Port());
-  EXPECT_EQ(port.ConnectAndWait(), errInterrupted);
+  EXPECT_EQ(port.Connect(peer.Host(), peer.Port()), errInterrupted);
   EXPECT_STREQ(port.LastErrorText(), "Timeout.");
   EXPECT_EQ(port.socketHandle, platform::kInvalidSocket);
   EXPECT_EQ(port.GetTimeout(), 5000); // the connection timeout applied to this wait only
@@ -107,11 +106,9 @@ TEST_P(PortClientTest, ConnectTimeoutDropsTheAttempt) {
 }
 
 TEST_P(PortClientTest, InterruptAndTimeoutEachEndOneWait) {
-  ScriptPeer peer;
   peer.Send("ping\n").StaySilent();
-  peer.Start();
   port.onData = [this](std::string_view, bool) { port.RequestInterrupt(); };
-  ASSERT_EQ(port.Connect(peer.Host(), peer.Port()), 0);
+  ASSERT_EQ(Open(), 0);
   EXPECT_EQ(port.WaitUntil([] { return false; }), errInterrupted);
   EXPECT_STREQ(port.LastErrorText(), "Interrupted.");
   EXPECT_TRUE(port.wasInterrupted);
@@ -127,9 +124,7 @@ TEST_P(PortClientTest, InterruptAndTimeoutEachEndOneWait) {
 }
 
 TEST_P(PortClientTest, DisconnectInsideADataEventIsPutOffUntilTheHandlerReturns) {
-  ScriptPeer peer;
   peer.Send("a\nb\n").StaySilent();
-  peer.Start();
   port.SetLineTerminator("\n", 1);
   port.onData = [this](std::string_view text, bool) {
     if (text == "a") {
@@ -138,21 +133,17 @@ TEST_P(PortClientTest, DisconnectInsideADataEventIsPutOffUntilTheHandlerReturns)
       port.log.push_back("handler done");
     }
   };
-  ASSERT_EQ(port.Connect(peer.Host(), peer.Port()), 0);
-  ASSERT_EQ(port.WaitUntilClosed(), 0);
-  EXPECT_THAT(port.log, ElementsAre("Connected(0, OK)", "Data(a, 1)", "handler done", "Data(b, 1)",
-                                    "Disconnected(0, OK)"));
+  EXPECT_THAT(Session(), ElementsAre("Connected(0, OK)", "Data(a, 1)", "handler done", "Data(b, 1)",
+                                     "Disconnected(0, OK)"));
   EXPECT_TRUE(peer.ClientClosed());
 }
 
 TEST_P(PortClientTest, AcceptDataFalseHoldsTheRestUntilTrue) {
   // The port's own sink keeps the first line and stops reading, as a handler may.
-  ScriptPeer peer;
   peer.Send("+OK ready\r\nmore\r\n").StaySilent();
-  peer.Start();
   port.defaultSink = true;
   port.ConfigText("SplitCRLF=True", nullptr);
-  ASSERT_EQ(port.Connect(peer.Host(), peer.Port()), 0);
+  ASSERT_EQ(Open(), 0);
   ASSERT_EQ(port.WaitUntil([this] { return !port.received.empty(); }), 0);
   for (int step = 0; step < 5; ++step)
     port.WaitStep(5, port.windowHandle);
@@ -165,27 +156,21 @@ TEST_P(PortClientTest, AcceptDataFalseHoldsTheRestUntilTrue) {
 }
 
 TEST_P(PortClientTest, FullLineBufferDeliversPiecesThenTheRecord) {
-  ScriptPeer peer;
   peer.Send("0123456789abcdefXY\r\n").Close();
-  peer.Start();
   ASSERT_EQ(port.SetMaxLineLength(8), 0);
   port.SetLineTerminator("\r\n", 2);
-  ASSERT_EQ(port.Connect(peer.Host(), peer.Port()), 0);
-  ASSERT_EQ(port.WaitUntilClosed(), 0);
-  EXPECT_THAT(port.log, ElementsAre("Connected(0, OK)", "Data(01234567, 0)", "Data(89abcdef, 0)",
-                                    "Data(XY, 1)", "Disconnected(0, OK)"));
+  EXPECT_THAT(Session(), ElementsAre("Connected(0, OK)", "Data(01234567, 0)", "Data(89abcdef, 0)",
+                                     "Data(XY, 1)", "Disconnected(0, OK)"));
 }
 
 TEST_P(PortClientTest, SendAllWaitsWhileTheSocketIsFull) {
   std::string block(1024 * 1024, 0);
   for (size_t i = 0; i < block.size(); ++i)
     block[i] = static_cast<char>('a' + i % 23);
-  ScriptPeer peer;
   // The peer reads only after a while, so the socket fills up and the send has to wait.
   peer.Pause(50).Expect(block).Send("done\n").StaySilent();
-  peer.Start();
   ASSERT_EQ(port.ConfigText("OutBufferSize=8192", nullptr), 0);
-  ASSERT_EQ(port.Connect(peer.Host(), peer.Port()), 0);
+  ASSERT_EQ(Open(), 0);
   EXPECT_EQ(port.SendAll(block.data(), static_cast<int>(block.size()), true, false), 0);
   EXPECT_GT(port.progressCalls, 0);
   ASSERT_EQ(port.WaitUntil([this] { return !port.received.empty(); }), 0);
@@ -195,10 +180,8 @@ TEST_P(PortClientTest, SendAllWaitsWhileTheSocketIsFull) {
 }
 
 TEST_P(PortClientTest, SendingToAResetPeerFailsWithACodeAndNoSignal) {
-  ScriptPeer peer;
   peer.Pause(20).Reset();
-  peer.Start();
-  ASSERT_EQ(port.Connect(peer.Host(), peer.Port()), 0);
+  ASSERT_EQ(Open(), 0);
   ASSERT_TRUE(peer.Finished());
   const std::string chunk(64 * 1024, 'x');
   int rc = 0;
@@ -212,10 +195,8 @@ TEST_P(PortClientTest, SendingToAResetPeerFailsWithACodeAndNoSignal) {
 }
 
 TEST_P(PortClientTest, RateLimitHoldsTheNextSend) {
-  ScriptPeer peer;
   peer.StaySilent();
-  peer.Start();
-  ASSERT_EQ(port.Connect(peer.Host(), peer.Port()), 0);
+  ASSERT_EQ(Open(), 0);
   ASSERT_EQ(port.ConfigText("MaxTransferRate=1", nullptr), 0);
   port.SetTimeout(50, true);
   ASSERT_EQ(port.SendAll("first", 5, false, false), 0);
@@ -232,15 +213,13 @@ TEST_P(PortClientTest, RateLimitHoldsTheNextSend) {
 }
 
 TEST_P(PortClientTest, SettersRefuseChangesDuringAConnection) {
-  ScriptPeer peer;
   peer.StaySilent();
-  peer.Start();
   EXPECT_EQ(port.PortConnect(1), errAddressInvalid);
   port.SetRemoteHost(peer.Host());
   EXPECT_EQ(port.PortConnect(1), errPortZero);
   EXPECT_STREQ(port.LastErrorText(),
                "RemotePort can't be zero. Please specify a valid service port number.");
-  ASSERT_EQ(port.Connect(peer.Host(), peer.Port()), 0);
+  ASSERT_EQ(Open(), 0);
 
   const std::pair<int, int> rows[] = {
       {port.SetRemotePort(1), errRemotePortBusy},
@@ -260,7 +239,6 @@ TEST_P(PortClientTest, SettersRefuseChangesDuringAConnection) {
 }
 
 TEST_P(PortClientTest, DoEventsDeliversAConnectionStartedWithoutWaiting) {
-  ScriptPeer peer;
   peer.Send("news").Close();
   peer.Start();
   port.SetRemoteHost(peer.Host());
@@ -276,59 +254,41 @@ TEST_P(PortClientTest, LongBurstsCutByMaxReceiveDataTimeLoseNothing) {
   std::string block(2 * 1024 * 1024, 0);
   for (size_t i = 0; i < block.size(); ++i)
     block[i] = static_cast<char>('A' + i % 26);
-  ScriptPeer peer;
   peer.Send(block).Close();
-  peer.Start();
   ASSERT_EQ(port.ConfigText("MaxReceiveDataTime=1", nullptr), 0);
-  ASSERT_EQ(port.Connect(peer.Host(), peer.Port()), 0);
-  ASSERT_EQ(port.WaitUntilClosed(), 0) << port.LastErrorText();
+  EXPECT_EQ(Session().back(), "Disconnected(0, OK)");
   EXPECT_TRUE(port.received == block);
-  EXPECT_EQ(port.log.back(), "Disconnected(0, OK)");
 }
 
 TEST_P(PortClientTest, IPv6LoopbackWorksLikeIPv4) {
-  ScriptPeer peer(ScriptPeer::Family::IPv6);
-  if (!peer.Listening()) {
+  ScriptPeer peer6(ScriptPeer::Family::IPv6);
+  if (!peer6.Listening()) {
     // No IPv6 loopback on this machine: the connect fails with a code and leaves nothing open.
     ASSERT_EQ(port.ConfigText("UseIPv6=True", nullptr), 0);
     EXPECT_NE(port.Connect("::1", ScriptPeer::UnusedPort()), 0);
     EXPECT_EQ(port.socketHandle, platform::kInvalidSocket);
     return;
   }
-  peer.Expect("hi\r\n").Send("yes\r\n").Close();
-  peer.Start();
+  peer6.Expect("hi\r\n").Send("yes\r\n").Close();
+  peer6.Start();
   ASSERT_EQ(port.ConfigText("UseIPv6=True", nullptr), 0);
   port.ConfigText("SplitCRLF=True", nullptr);
-  ASSERT_EQ(port.Connect("::1", peer.Port()), 0) << port.LastErrorText();
+  ASSERT_EQ(port.Connect("::1", peer6.Port()), 0) << port.LastErrorText();
   EXPECT_STREQ(port.GetRemoteHost(), "::1");
   EXPECT_STREQ(port.GetLocalHost(), "::1");
   ASSERT_EQ(port.SendAll("hi\r\n", 4, false, false), 0);
   ASSERT_EQ(port.WaitUntilClosed(), 0) << port.LastErrorText();
   EXPECT_THAT(port.log, ElementsAre("Connected(0, OK)", "Data(yes, 1)", "Disconnected(0, OK)"));
-  EXPECT_THAT(peer.Failures(), IsEmpty());
+  EXPECT_THAT(peer6.Failures(), IsEmpty());
 }
 
-TEST(PortClientModes, BothModesGiveTheSameEventsInTheSameOrder) {
-  std::vector<std::string> logs[2];
-  for (int mode = 0; mode < 2; ++mode) {
-    ScriptPeer peer;
-    peer.Expect("GET\n")
-        .SendPieces("200 OK\nlen: 4\n\nbo", 5, 5)
-        .Send("dy")
-        .Pause(20)
-        .Send("tail\nno end")
-        .Close();
-    peer.Start();
-    TestPort port(mode == 1);
-    port.SetLineTerminator("\n", 1);
-    ASSERT_EQ(port.Connect(peer.Host(), peer.Port()), 0);
-    ASSERT_EQ(port.SendAll("GET\n", 4, false, false), 0);
-    ASSERT_EQ(port.WaitUntilClosed(), 0);
-    logs[mode] = port.log;
-  }
-  EXPECT_EQ(logs[0], logs[1]);
-  EXPECT_EQ(logs[0].back(), "Disconnected(0, OK)");
-  EXPECT_EQ(logs[0][logs[0].size() - 2], "Data(no end, 0)");
+TEST_P(PortClientTest, AnswerInPiecesAndPausesGivesItsRecordsInEitherMode) {
+  peer.Expect("GET\n").SendPieces("200 OK\nlen: 4\n\nbo", 5, 5).Send("dy").Pause(20);
+  peer.Send("tail\nno end").Close();
+  port.SetLineTerminator("\n", 1);
+  EXPECT_THAT(Session("GET\n"),
+              ElementsAre("Connected(0, OK)", "Data(200 OK, 1)", "Data(len: 4, 1)", "Data(, 1)",
+                          "Data(bodytail, 1)", "Data(no end, 0)", "Disconnected(0, OK)"));
 }
 
 } // namespace

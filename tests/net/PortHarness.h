@@ -69,12 +69,6 @@ public:
     return WaitUntil([this] { return socketHandle == platform::kInvalidSocket; });
   }
 
-  bool Logged(std::string_view entry) const {
-    for (const std::string& line : log)
-      if (line == entry) return true;
-    return false;
-  }
-
   std::vector<std::string> log;
   std::string received;
   std::function<void(std::string_view, bool)> onData;

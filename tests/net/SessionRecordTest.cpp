@@ -3,6 +3,7 @@
 // port sees the same events again.
 #include "PortHarness.h"
 
+#include "support/Corpus.h"
 #include "support/Peers.h"
 #include "support/ScriptPeer.h"
 
@@ -11,21 +12,12 @@
 
 #include <cstdio>
 #include <cstdlib>
-#include <fstream>
-#include <sstream>
 #include <string>
 #include <unistd.h>
 #include <vector>
 
 namespace quillon::test {
 namespace {
-
-std::string ReadFile(const std::string& path) {
-  std::ifstream in(path, std::ios::binary);
-  std::stringstream text;
-  text << in.rdbuf();
-  return text.str();
-}
 
 std::string TempPath(const char* name) {
   return ::testing::TempDir() + "quillon_" + std::to_string(getpid()) + "_" + name;
@@ -60,18 +52,14 @@ TEST(SessionRecordTest, BytesAreEscapedIntoTheScriptAndTheLogFollowsItsOption) {
                                  static_cast<int>(row.bytes.size()), nullptr, 0),
               0);
     port.CloseRecordFile();
-    EXPECT_EQ(ScriptPeer::Printable(ReadFile(script)), ScriptPeer::Printable(row.script));
-    const std::string logged = ReadFile(log);
+    EXPECT_EQ(ScriptPeer::Printable(FileText(script)), ScriptPeer::Printable(row.script));
+    const std::string logged = FileText(log);
     const std::string head = std::string("------") + (row.direction ? "RECEIVE" : "SEND") +
                              "------(" + std::to_string(row.bytes.size()) + " bytes)\r\n";
-    if (row.logOption & 2) {
+    if (row.logOption & 2)
       EXPECT_EQ(logged, "");
-    } else {
-      EXPECT_THAT(logged, ::testing::HasSubstr(head));
-      if (row.logged) {
-        EXPECT_THAT(logged, ::testing::HasSubstr(row.logged));
-      }
-    }
+    else
+      EXPECT_THAT(logged, ::testing::HasSubstr(head + (row.logged ? row.logged : "")));
     // A closed script takes nothing and says so.
     EXPECT_EQ(port.RecordTraffic(0, "x", 1, nullptr, 0), 0);
     std::remove(script.c_str());
@@ -82,38 +70,10 @@ TEST(SessionRecordTest, BytesAreEscapedIntoTheScriptAndTheLogFollowsItsOption) {
   EXPECT_EQ(port.OpenRecordFile(), 4);
 }
 
-// Runs `expect` on a script that listens on a loopback port, accepts one connection and plays
-// `session` against it; returns the port, or 0 when expect could not start. The recorded
-// `send -nonewline` is given the meaning of Tcl's puts option, and the script is read as bytes
-// so that its raw line ends stay; an `expect` that times out fails the replay.
+// Runs replay.exp on `session`; returns the port it listens on, or 0 when expect could not start.
 int StartReplay(const std::string& session, FILE*& process) {
-  const std::string wrapper = TempPath("replay.exp");
-  std::ofstream(wrapper)
-      << "set timeout 5\n"
-         "log_user 0\n"
-         "proc send {args} {\n"
-         "  if {[lindex $args 0] eq \"-nonewline\"} { set args [lrange $args 1 end] }\n"
-         "  exp_send -- [lindex $args 0]\n"
-         "}\n"
-         "expect_after { timeout { puts stderr mismatch; exit 3 } }\n"
-         "proc accept {chan addr port} { global conn; set conn $chan }\n"
-         "set server [socket -server accept -myaddr 127.0.0.1 0]\n"
-         "puts [lindex [fconfigure $server -sockname] 2]\n"
-         "flush stdout\n"
-         "vwait conn\n"
-         "fconfigure $conn -translation binary -buffering none\n"
-         "spawn -open $conn\n"
-         "fconfigure $spawn_id -translation binary\n"
-         "set script [open "
-      << session
-      << " rb]\n"
-         "set commands [read $script]\n"
-         "close $script\n"
-         "eval $commands\n"
-         // A half close, then the client's own: a plain exit may reset the connection.
-         "chan close $conn write\n"
-         "expect eof\n";
-  process = popen(("expect -f " + wrapper + " 2>&1").c_str(), "r");
+  process = popen(
+      ("expect -f " QUILLON_SOURCE_DIR "/tests/net/replay.exp " + session + " 2>&1").c_str(), "r");
   if (!process) return 0;
   char line[64] = {};
   if (!fgets(line, sizeof line, process)) return 0;

@@ -7,6 +7,7 @@
 #include <gtest/gtest.h>
 
 #include <cstdlib>
+#include <sstream>
 #include <string>
 
 namespace quillon::test {
@@ -17,15 +18,9 @@ class ProxyEnvironment {
 public:
   explicit ProxyEnvironment(const std::string& assignments) {
     Clear();
-    size_t start = 0;
-    while (start < assignments.size()) {
-      size_t end = assignments.find(';', start);
-      if (end == std::string::npos) end = assignments.size();
-      const std::string item = assignments.substr(start, end - start);
-      const size_t equals = item.find('=');
-      setenv(item.substr(0, equals).c_str(), item.substr(equals + 1).c_str(), 1);
-      start = end + 1;
-    }
+    std::istringstream list(assignments);
+    for (std::string item; std::getline(list, item, ';');)
+      setenv(item.substr(0, item.find('=')).c_str(), item.substr(item.find('=') + 1).c_str(), 1);
   }
   ~ProxyEnvironment() { Clear(); }
 

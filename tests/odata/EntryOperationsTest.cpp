@@ -1,5 +1,7 @@
 // What the four entry operations hand to the HTTP link: URL, method, content type, body and the
 // If-Match line, and what they do to the entries afterwards.
+#include "ODataTestSupport.h"
+
 #include "frame/Errors.h"
 #include "http/HttpErrors.h"
 #include "support/RecordingCore.h"
@@ -11,6 +13,7 @@
 namespace quillon {
 namespace {
 
+using test::Join;
 using test::RecordingCore;
 
 const char* kFeed =
@@ -29,31 +32,25 @@ protected:
     ASSERT_EQ(core.DispatchResponse(body), 0);
   }
   const test::RecordedRequest& Last() const { return core.requests.back(); }
+  // The last request as "action|content type|header lines".
+  std::string Sent() const { return Join(Last().action, Last().contentType, Last().otherHeaders); }
   RecordingCore core;
 };
 
 TEST_F(EntryOperations, EachOperationsMethodTypeAndBody) {
   core.OtherQueryOptions.Assign("sap-client=100");
   ASSERT_EQ(core.UpdateEntry(), 0);
-  EXPECT_EQ(Last().url, "http://h/svc/P%281%29?sap-client=100");
-  EXPECT_EQ(Last().action, actPut);
-  EXPECT_EQ(Last().contentType, "application/atom+xml");
-  EXPECT_EQ(Last().otherHeaders, "If-Match:W/\"1\"\r\n");
+  EXPECT_EQ(Last().url + "|" + Sent(), Join("http://h/svc/P%281%29?sap-client=100", actPut,
+                                            "application/atom+xml", "If-Match:W/\"1\"\r\n"));
   EXPECT_NE(Last().postData.find("<d:Name>One</d:Name>"), std::string::npos);
   EXPECT_EQ(Last().postData.find("<link"), std::string::npos); // no links go out
 
-  ASSERT_EQ(core.CreateEntry(), 0);
-  EXPECT_EQ(Last().action, actPost);
-  EXPECT_EQ(Last().contentType, "application/atom+xml");
-  EXPECT_EQ(Last().otherHeaders, ""); // a new entry has no If-Match
-  EXPECT_TRUE(core.OtherHeaders.IsEmpty());
-
-  core.ContentType.Assign("text/plain");
+  ASSERT_EQ(core.CreateEntry(), 0); // a new entry has no If-Match
+  EXPECT_EQ(Sent() + Join("", core.OtherHeaders), Join(actPost, "application/atom+xml", "", ""));
+  core.ContentType.Assign("text/plain"); // unchanged by a delete
   ASSERT_EQ(core.DeleteEntry(), 0);
-  EXPECT_EQ(core.requests[2].action, actDelete);
-  EXPECT_EQ(core.requests[2].postData, "");
-  EXPECT_EQ(core.requests[2].contentType, "text/plain"); // unchanged
-  EXPECT_EQ(core.requests[2].otherHeaders, "If-Match:W/\"1\"\r\n");
+  EXPECT_EQ(Sent() + Join("", Last().postData),
+            Join(actDelete, "text/plain", "If-Match:W/\"1\"\r\n", ""));
 
   // The Category key goes into the entry document.
   ASSERT_EQ(core.ConfigText("Category=Org.Thing", nullptr), 0);
@@ -76,9 +73,7 @@ TEST_F(EntryOperations, UpdatePropertySendsTheElementWithItsAttributes) {
   core.ParsedHeaders.Append("ETag");
   core.ParsedHeaders.Append("W/\"2\"");
   ASSERT_EQ(core.UpdateProperty("/feed/entry[1]/content/properties/Gone", "back & <on>"), 0);
-  EXPECT_EQ(Last().action, actPut);
-  EXPECT_EQ(Last().contentType, "application/xml");
-  EXPECT_EQ(Last().otherHeaders, "If-Match:W/\"1\"\r\n");
+  EXPECT_EQ(Sent(), Join(actPut, "application/xml", "If-Match:W/\"1\"\r\n"));
   EXPECT_EQ(Last().postData,
             "<?xml version=\"1.0\" encoding=\"utf-8\" standalone=\"yes\"?>\r\n"
             "<d:Gone m:type=\"Edm.String\" m:null=\"true\" "
@@ -88,8 +83,7 @@ TEST_F(EntryOperations, UpdatePropertySendsTheElementWithItsAttributes) {
   // The local copy follows, and so does the ETag of the response.
   BufStr read;
   ASSERT_EQ(core.GetEntryProperty("Gone", read), 0);
-  EXPECT_EQ(read.View(), "back & <on>");
-  EXPECT_STREQ(core.CurrentEntry().ETag(), "W/\"2\"");
+  EXPECT_EQ(Join(read, core.CurrentEntry().ETag()), "back & <on>|W/\"2\"");
 
   EXPECT_NE(core.UpdateProperty("/feed/entry[9]/x", "v"), 0); // the path is missing
   EXPECT_EQ(core.requests.size(), 1u);
@@ -108,13 +102,10 @@ TEST_F(EntryOperations, AFailedRequestChangesNothingLocally) {
 TEST_F(EntryOperations, DeletingMovesToTheNewLastEntry) {
   ASSERT_EQ(core.SetEntryIndex(2), 0);
   ASSERT_EQ(core.DeleteEntry(), 0);
-  EXPECT_EQ(core.entries.Count(), 2);
-  EXPECT_EQ(core.entryIndex, 1);
-  EXPECT_EQ(core.ResourcePath.View(), "P(2)");
+  EXPECT_EQ(Join(core.entries.Count(), core.entryIndex, core.ResourcePath), "2|1|P(2)");
   ASSERT_EQ(core.DeleteEntry(), 0);
   ASSERT_EQ(core.DeleteEntry(), 0);
-  EXPECT_EQ(core.entries.Count(), 0);
-  EXPECT_EQ(core.entryIndex, 0);
+  EXPECT_EQ(Join(core.entries.Count(), core.entryIndex), "0|0");
 }
 
 } // namespace

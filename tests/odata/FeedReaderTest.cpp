@@ -1,12 +1,14 @@
 // The feed and entry reader: channel fields, entries taken as raw text and parsed on demand,
 // their links and properties, the Entry event, the next link and entry selection.
-#include "FeedTestSupport.h"
+#include "ODataTestSupport.h"
 
 #include "frame/Errors.h"
 
 #include <quillon/Quillon.h>
 
 #include <gtest/gtest.h>
+
+#include <tuple>
 
 namespace quillon::test {
 namespace {
@@ -21,14 +23,11 @@ TEST(FeedReader, ChannelTakesUnprefixedAtomFieldsAndTheLastOfEach) {
             0);
   // Only unprefixed names count (no subtitle), and the last link wins as a whole: its absent
   // attributes are empty.
-  std::string joined;
-  for (const BufStrBase* field :
-       {&core.ChannelTitle, &core.ChannelSubtitle, &core.ChannelAuthorName,
-        &core.ChannelAuthorEmail, &core.ChannelLinkHref, &core.ChannelLinkRel,
-        &core.ChannelLinkLength, &core.ChannelLinkHrefLang, &core.ChannelLinkTitle})
-    joined += std::string(field->View()) + "|";
-  EXPECT_EQ(joined, "T & U||Ann|ann@example.com|Other|alternate|10|||");
-  EXPECT_EQ(core.ChannelTitleTextType, 1);
+  EXPECT_EQ(Join(core.ChannelTitle, core.ChannelSubtitle, core.ChannelAuthorName,
+                 core.ChannelAuthorEmail, core.ChannelLinkHref, core.ChannelLinkRel,
+                 core.ChannelLinkLength, core.ChannelLinkHrefLang, core.ChannelLinkTitle,
+                 core.ChannelTitleTextType),
+            "T & U||Ann|ann@example.com|Other|alternate|10|||1");
 }
 
 TEST(FeedReader, TextTypesByWordOrNumber) {
@@ -43,21 +42,16 @@ TEST(FeedReader, TextTypesByWordOrNumber) {
     ASSERT_EQ(Dispatch(core, Feed("<title" + attribute + "</title><subtitle" + attribute +
                                   "</subtitle><rights" + attribute + "</rights>")),
               0);
-    EXPECT_EQ(std::to_string(core.ChannelTitleTextType) +
-                  std::to_string(core.ChannelSubtitleTextType) +
-                  std::to_string(core.ChannelRightsTextType),
-              std::string(3, static_cast<char>('0' + expected)))
+    EXPECT_EQ(
+        Join(core.ChannelTitleTextType, core.ChannelSubtitleTextType, core.ChannelRightsTextType),
+        Join(expected, expected, expected))
         << type;
   }
 }
 
 TEST(FeedReader, NumericReferencesDecodeToTheCodePage) {
-  struct Row {
-    int codePage;
-    const char* reference;
-    const char* value;
-  };
-  const Row rows[] = {
+  const std::tuple<int, const char*, const char*> rows[] = {
+      // code page, reference, value
       // The ends of each UTF-8 length are the scanner's rows (XmlScannerTest); here the code page.
       {65001, "&#x800;", "\xE0\xA0\x80"},
       {65001, "&#128512;", "\xF0\x9F\x98\x80"},
@@ -66,15 +60,15 @@ TEST(FeedReader, NumericReferencesDecodeToTheCodePage) {
       {1252, "&#xE9;", "\xE9"},
       {1252, "&#x1F600;", "&#x1F600;"}, // beyond one UTF-16 unit outside UTF-8: kept
   };
-  for (const Row& row : rows) {
+  for (const auto& [codePage, reference, value] : rows) {
     QuillonCore core;
-    core.codePage = row.codePage;
-    ASSERT_EQ(Dispatch(core, Feed(std::string("<entry><m:properties><d:V>") + row.reference +
+    core.codePage = codePage;
+    ASSERT_EQ(Dispatch(core, Feed(std::string("<entry><m:properties><d:V>") + reference +
                                   "</d:V></m:properties></entry>")),
               0);
-    ASSERT_EQ(core.CurrentEntry().PropertyCount(), 1) << row.reference;
-    EXPECT_EQ(core.CurrentEntry().Properties()->At(0)->value.View(), row.value)
-        << row.codePage << " " << row.reference;
+    ASSERT_EQ(core.CurrentEntry().PropertyCount(), 1) << reference;
+    EXPECT_EQ(core.CurrentEntry().Properties()->At(0)->value.View(), value)
+        << codePage << " " << reference;
   }
 }
 
@@ -82,31 +76,26 @@ TEST(FeedReader, EntriesAreReadInPlaceAndDetachWithTheFeedsPrefixes) {
   QuillonCore core;
   const std::string inner = R"(<id>E1</id><content type="application/xml"><m:properties>)"
                             R"(<d:Name>Ann</d:Name></m:properties></content>)";
-  ASSERT_EQ(Dispatch(core, Feed("<entry>" + inner +
-                                "</entry><entry xmlns:d='urn:inner'>"
-                                "<id>E2</id></entry>")),
-            0);
+  const std::string secondEntry = "<entry xmlns:d='urn:inner'><id>E2</id></entry>";
+  ASSERT_EQ(Dispatch(core, Feed("<entry>" + inner + "</entry>" + secondEntry)), 0);
   ASSERT_EQ(core.entries.Count(), 2);
   EntryRecord& first = *core.entries.At(0);
   EntryRecord& second = *core.entries.At(1);
-  ASSERT_EQ(first.PropertyCount(), 1); // a scan in place lives on in the copy
-  EXPECT_EQ(first.RawText(), inner);   // byte for byte, in place and in the copy
-  ASSERT_TRUE(first.InDocument());
-  ASSERT_EQ(first.Detach(), 0);
-  ASSERT_EQ(second.Detach(), 0);
-  EXPECT_FALSE(first.InDocument());
-  EXPECT_EQ(first.rawXml.View(), inner);
-  EXPECT_NE(first.namespaces.Find("xmlns:m=\"http://schemas.microsoft.com/ado/2007/08/"
-                                  "dataservices/metadata\""),
-            -1);
-  // An inner declaration of a prefix replaces the outer one.
-  EXPECT_NE(second.namespaces.Find("xmlns:d=\"urn:inner\""), -1);
-  EXPECT_EQ(second.namespaces.Find("xmlns:d=\"http"), -1);
-  EXPECT_EQ(first.Properties()->At(0)->name.View(), "Name"); // d: resolved, so a local name
+  // A scan in place lives on in the copy; the text is byte for byte, in place and in the copy.
+  ASSERT_EQ(first.PropertyCount(), 1);
+  EXPECT_EQ(Join(first.RawText(), first.InDocument()), inner + "|1");
+  ASSERT_EQ(Join(first.Detach(), second.Detach()), "0|0");
+  // An inner declaration of a prefix replaces the outer one; d: resolved, so a local name.
+  const char* const metadata =
+      "xmlns:m=\"http://schemas.microsoft.com/ado/2007/08/dataservices/metadata\"";
+  EXPECT_EQ(Join(first.InDocument(), first.rawXml, first.namespaces.Find(metadata) >= 0,
+                 second.namespaces.Find("xmlns:d=\"urn:inner\"") >= 0,
+                 second.namespaces.Find("xmlns:d=\"http") >= 0,
+                 first.Properties()->At(0)->name.View()),
+            "0|" + inner + "|1|1|0|Name");
   first.Release();
   ASSERT_EQ(first.PropertyCount(), 1); // scanned again in the entry's own parse
-  EXPECT_EQ(first.Properties()->At(0)->name.View(), "Name");
-  EXPECT_EQ(Text(second.Value("/entry/id")), "E2");
+  EXPECT_EQ(Join(first.Properties()->At(0)->name.View(), second.Value("/entry/id")), "Name|E2");
 }
 
 TEST(FeedReader, EntryEventsComeWhileTheFeedIsRead) {
@@ -128,19 +117,14 @@ TEST(FeedReader, EntryEventsComeWhileTheFeedIsRead) {
   sink.events.clear();
   core.ResourcePath.Assign("old");
   ASSERT_EQ(Dispatch(core, Feed("<title>empty</title>")), 0);
-  EXPECT_TRUE(sink.events.empty());
-  EXPECT_EQ(core.entries.Count(), 0);
-  EXPECT_EQ(&core.CurrentEntry(), &core.scratchEntry);
-  EXPECT_EQ(core.ResourcePath.View(), "");
+  EXPECT_EQ(Join(sink.events.size(), core.entries.Count(),
+                 &core.CurrentEntry() == &core.scratchEntry, core.ResourcePath),
+            "0|0|1|");
 }
 
 TEST(FeedReader, NextLinkCarriesTheSkipToken) {
-  struct Row {
-    const char* link;
-    int result;
-    const char* token; // QuerySkipToken afterwards; it held "old"
-  };
-  const Row rows[] = {
+  // The link, the result, and QuerySkipToken afterwards; it held "old".
+  const std::tuple<const char*, int, const char*> rows[] = {
       {R"(<link rel="next" href="P?$top=2&amp;$skiptoken=abc%2C1"/>)", 0, "abc%2C1"},
       {R"(<link rel="next" href="P?$skip=2"/>)", 0, "old"},
       {R"(<link rel="self" href="P?$skiptoken=zzz"/>)", 0, "old"},
@@ -148,16 +132,15 @@ TEST(FeedReader, NextLinkCarriesTheSkipToken) {
       {R"(<link rel="next" HREF="P?$skiptoken=up"/>)", 0, "up"},   // the name ignores case
       {R"(<link rel="next" href="P?$skiptoken="/>)", errIndex, "old"},
   };
-  for (const Row& row : rows) {
+  for (const auto& [link, result, token] : rows) {
     QuillonCore core;
     core.QuerySkipToken.Assign("old");
-    EXPECT_EQ(Dispatch(core, Feed("<entry><id>1</id></entry>" + std::string(row.link) +
-                                  "<entry><id>2</id></entry>")),
-              row.result)
-        << row.link;
-    EXPECT_EQ(core.QuerySkipToken.View(), row.token) << row.link;
+    const int rc = Dispatch(
+        core, Feed("<entry><id>1</id></entry>" + std::string(link) + "<entry><id>2</id></entry>"));
     // A token that ends the href stops the read with the entries read so far.
-    EXPECT_EQ(core.entries.Count(), row.result ? 1 : 2) << row.link;
+    EXPECT_EQ(Join(rc, core.QuerySkipToken, core.entries.Count()),
+              Join(result, token, result ? 1 : 2))
+        << link;
   }
 }
 
@@ -167,52 +150,41 @@ TEST(FeedReader, SelectionWritesTheEditLinkOverResourcePath) {
       <entry><link rel="edit" href="P(2)"/></entry><entry><id>no edit link</id></entry>
       <entry><link rel="edit" href="P(4)"/></entry>)~")),
             0);
+  const auto select = [&](int index) {
+    const int rc = core.SetEntryIndex(index);
+    return Join(rc, core.ResourcePath.View(), core.entryIndex);
+  };
   EXPECT_EQ(core.ResourcePath.View(), "P(1)");
-  ASSERT_EQ(core.SetEntryIndex(1), 0);
-  EXPECT_EQ(core.ResourcePath.View(), "P(2)");
-  ASSERT_EQ(core.SetEntryIndex(2), 0);
-  EXPECT_EQ(core.ResourcePath.View(), "");
-  EXPECT_EQ(core.SetEntryIndex(4), errIndex);
+  EXPECT_EQ(select(1), "0|P(2)|1");
+  EXPECT_EQ(select(2), "0||2");
+  EXPECT_EQ(select(4), Join(errIndex, "", 2));
   EXPECT_STREQ(core.LastErrorText(), "Invalid index (out of bounds).");
-  EXPECT_EQ(core.entryIndex, 2);
 
   core.scratchEntry.SetRawXml("<id>new</id>", true);
-  ASSERT_EQ(core.SetEntryIndex(-1), 0);
-  EXPECT_EQ(core.entries.Count(), 0);
-  EXPECT_EQ(core.entryIndex, 0);
-  EXPECT_EQ(core.scratchEntry.rawXml.View(), "");
+  EXPECT_EQ(select(-1), "0||0");
+  EXPECT_EQ(Join(core.entries.Count(), core.scratchEntry.rawXml.View()), "0|");
   EXPECT_EQ(core.SetEntryIndex(0), errIndex); // no entry exists any more
 }
 
 TEST(FeedReader, LinksKeepNavigationOnlyAndTheETagFollowsEditMedia) {
-  struct Row {
-    const char* name;
-    const char* entry; // attributes of <entry>, then its links
-    const char* etag;
-    int navigation;
-  };
-  const Row rows[] = {
-      {"edit, then edit-media",
-       R"(><link rel="edit" href="E" m:etag="e"/><link rel="edit-media" m:etag="m"/>)", "m", 0},
-      {"edit-media, then edit",
-       R"(><link rel="edit-media" m:etag="m"/><link rel="edit" href="E" m:etag="e"/>)", "m", 0},
-      {"a second edit link keeps the first etag",
-       R"(><link rel="edit" m:etag="e1"/><link rel="edit" m:etag="e2"/>)", "e1", 0},
-      {"a link's etag wins over the entry's", R"( m:etag="x"><link rel="edit" m:etag="l"/>)", "l",
-       0},
-      {"self and unknown rels are dropped",
-       R"(><link rel="self" m:etag="s"/><link rel="related" href="r"/>)", "", 0},
-      {"navigation links by their rel's scheme and host",
-       R"(><link rel="http://schemas.microsoft.com/ado/2007/08/dataservices/related/A" href="A"/>
+  // The attributes of <entry> and then its links, the ETag, the navigation links.
+  const std::tuple<const char*, const char*, int> rows[] = {
+      {R"(><link rel="edit" href="E" m:etag="e"/><link rel="edit-media" m:etag="m"/>)", "m", 0},
+      {R"(><link rel="edit-media" m:etag="m"/><link rel="edit" href="E" m:etag="e"/>)", "m", 0},
+      // A second edit link keeps the first etag; a link's etag wins over the entry's.
+      {R"(><link rel="edit" m:etag="e1"/><link rel="edit" m:etag="e2"/>)", "e1", 0},
+      {R"( m:etag="x"><link rel="edit" m:etag="l"/>)", "l", 0},
+      // Self and unknown rels are dropped; navigation links go by their rel's scheme and host.
+      {R"(><link rel="self" m:etag="s"/><link rel="related" href="r"/>)", "", 0},
+      {R"(><link rel="http://schemas.microsoft.com/ado/2007/08/dataservices/related/A" href="A"/>
          <link rel="http://schemas.microsoft.com/x" title="X"/><link rel="http://other/y"/>)",
        "", 2},
   };
-  for (const Row& row : rows) {
+  for (const auto& [links, etag, navigation] : rows) {
     QuillonCore core;
-    ASSERT_EQ(Dispatch(core, Feed(std::string("<entry") + row.entry + "</entry>")), 0) << row.name;
+    ASSERT_EQ(Dispatch(core, Feed(std::string("<entry") + links + "</entry>")), 0) << links;
     EntryRecord& entry = core.CurrentEntry();
-    EXPECT_EQ(Text(entry.ETag()), row.etag) << row.name;
-    EXPECT_EQ(entry.LinkCount(), row.navigation) << row.name;
+    EXPECT_EQ(Join(entry.ETag(), entry.LinkCount()), Join(etag, navigation)) << links;
   }
 }
 
@@ -241,10 +213,7 @@ TEST(FeedReader, PropertiesFlattenComplexValuesAndTellNulls) {
   ASSERT_EQ(entry.PropertyCount(), 6);
   for (int i = 0; i < 6; ++i) {
     const EntryProperty& p = *entry.Properties()->At(i);
-    EXPECT_EQ(std::string(p.name.View()) + "|" + std::string(p.type.View()) + "|" +
-                  std::string(p.value.View()) + "|" + std::to_string(p.isNull) + "|" +
-                  std::string(p.path.View()) + "|" + std::string(p.attributes.View()),
-              expected[i]);
+    EXPECT_EQ(Join(p.name, p.type, p.value, p.isNull, p.path, p.attributes), expected[i]);
   }
   // A media entry holds its properties directly under entry.
   EntryRecord& media = *core.entries.At(1);
@@ -259,10 +228,9 @@ TEST(FeedReader, EntryDocumentTakesItsETagFromTheHeaderWhenItHasNone) {
   const char* entry = R"~(<entry xmlns="http://www.w3.org/2005/Atom"><id>E</id>
       <link rel="edit" href="P(1)"/></entry>)~";
   ASSERT_EQ(Dispatch(core, entry), 0);
-  EXPECT_EQ(core.rootKind.View(), "entry");
-  EXPECT_EQ(core.entries.Count(), 1);
-  EXPECT_EQ(Text(core.CurrentEntry().ETag()), "W/\"9\"");
-  EXPECT_EQ(core.ResourcePath.View(), "P(1)");
+  EXPECT_EQ(
+      Join(core.rootKind, core.entries.Count(), core.CurrentEntry().ETag(), core.ResourcePath),
+      "entry|1|W/\"9\"|P(1)");
   // The header value is no part of the text, and survives moving away and back.
   core.CurrentEntry().Release();
   EXPECT_EQ(Text(core.CurrentEntry().ETag()), "W/\"9\"");

@@ -1,6 +1,6 @@
 // The switchboard: documents by root, service errors, what a later response finds left by an
 // earlier one, saved responses read from files, Reset, and readers guarded against handlers.
-#include "FeedTestSupport.h"
+#include "ODataTestSupport.h"
 
 #include "frame/Errors.h"
 #include "odata/ODataErrors.h"
@@ -9,6 +9,8 @@
 
 #include <gtest/gtest.h>
 
+#include <tuple>
+
 namespace quillon::test {
 namespace {
 
@@ -16,20 +18,16 @@ const std::string kThreeEntries =
     Feed(R"~(<title>Three</title><entry><id>1</id><link rel="edit" href="P(1)"/></entry>
              <entry><id>2</id></entry><entry><id>3</id></entry>)~");
 
-std::string ConfigText(QuillonCore& core, const std::string& text, int* rc) {
+// The Config answer to "ReadFile=path" and the Config result, as "answer|result".
+std::string ReadFile(QuillonCore& core, const std::string& setting) {
   const char* answer = "";
-  *rc = core.ConfigText(text.c_str(), &answer);
-  return answer;
+  const int rc = core.ConfigText(setting.c_str(), &answer);
+  return Join(answer, rc);
 }
 
 TEST(ResponseDispatch, TheRootChoosesTheReaderAndServiceErrorsJoinCodeAndMessage) {
-  struct Row {
-    const char* document;
-    int result;
-    const char* rootKind;
-    const char* text; // LastErrorText, and for an error document also serviceError
-  };
-  const Row rows[] = {
+  // The document, the result, rootKind, and LastErrorText, for an error document also serviceError.
+  const std::tuple<const char*, int, const char*, const char*> rows[] = {
       {"<feed xmlns='http://www.w3.org/2005/Atom'/>", 0, "feed", ""},
       {"<a:entry xmlns:a='http://www.w3.org/2005/Atom'><a:id>x</a:id></a:entry>", 0, "entry", ""},
       // chosen ignoring case, but the feed's path has it
@@ -45,18 +43,47 @@ TEST(ResponseDispatch, TheRootChoosesTheReaderAndServiceErrorsJoinCodeAndMessage
        "Message: Only this."},
       {"<error><innererror>x</innererror></error>", errServiceError, "error", ""},
   };
-  for (const Row& row : rows) {
+  for (const auto& [document, result, rootKind, text] : rows) {
     QuillonCore core;
-    EXPECT_EQ(Dispatch(core, row.document), row.result) << row.document;
-    EXPECT_EQ(core.rootKind.View(), row.rootKind) << row.document;
-    EXPECT_STREQ(core.LastErrorText(), row.text) << row.document;
-    EXPECT_EQ(core.serviceError.View(), row.result == errServiceError ? row.text : "");
+    const int rc = Dispatch(core, document);
+    EXPECT_EQ(Join(rc, core.rootKind, core.LastErrorText(), core.serviceError),
+              Join(result, rootKind, text, result == errServiceError ? text : ""))
+        << document;
   }
 }
 
-TEST(ResponseDispatch, ABrokenDocumentLeavesThePreviousResults) {
+TEST(ResponseDispatch, ADocumentCutShortIs206WithWhatWasReadSoFar) {
+  // The document, the result, and rootKind, entries, the first entry's id, ChannelTitle.
+  const std::tuple<const char*, int, const char*> rows[] = {
+      {"<feed><title>T</title><entry><id>1</id></entry><entry><id>2</id>", errUnbalancedDocument,
+       "feed|1|1|T"},
+      {"<feed><title>T</title><entry><id>1</id></entry></feed>", 0, "feed|1|1|T"},
+      {"<feed><title>T</title><entry><id>1</id></entry></feed", errUnbalancedDocument,
+       "feed|1|1|T"},
+      {"<feed><title>T</ti", errUnbalancedDocument, "feed|0||"}, // an open element has no text
+      {"<feed/>", 0, "feed|0||"},
+      {"<entry><id>E</id><title>", errUnbalancedDocument, "entry|1|E|"},
+      {"<error><code>C</code>", errUnbalancedDocument, "error|0||"}, // never 902
+      {"<Edmx><DataServices><Schema Namespace='N'>", errUnbalancedDocument, "edmx|0||"},
+      {"<html><body>proxy", errUnbalancedDocument, "|0||"},
+  };
+  for (const auto& [document, result, read] : rows) {
+    QuillonCore core;
+    const int rc = Dispatch(core, document);
+    const std::string id = core.entries.Count() ? Text(core.entries.At(0)->Value("/entry/id")) : "";
+    EXPECT_EQ(
+        Join(rc, core.LastErrorText(), core.rootKind, core.entries.Count(), id, core.ChannelTitle),
+        Join(result, result ? "Document contains unbalanced elements." : "", read))
+        << document;
+  }
+}
+
+TEST(ResponseDispatch, OnlyADocumentThatParsesReplacesTheResults) {
   QuillonCore core;
+  core.QuerySkipToken.Assign("t1");
+  core.scratchEntry.SetRawXml("<id>draft</id>", true);
   ASSERT_EQ(Dispatch(core, kThreeEntries), 0);
+  ASSERT_EQ(core.SetEntryIndex(2), 0);
   const std::pair<const char*, int> broken[] = {
       {"<feed><entry></feed>", errUnbalancedTag},
       {"<feed><a b=></a></feed>", errInvalidMarkup},
@@ -66,66 +93,23 @@ TEST(ResponseDispatch, ABrokenDocumentLeavesThePreviousResults) {
       {"<?xml version='1.0'?><!-- licence", errUnbalancedDocument},
   };
   for (const auto& [document, code] : broken) {
-    EXPECT_EQ(Dispatch(core, document), code) << document;
-    EXPECT_STRNE(core.LastErrorText(), "") << document;
-    EXPECT_EQ(core.entries.Count(), 3) << document;
-    EXPECT_EQ(core.ChannelTitle.View(), "Three");
-    EXPECT_EQ(core.rootKind.View(), "feed");
+    const int rc = Dispatch(core, document);
+    EXPECT_EQ(Join(rc, *core.LastErrorText() != 0, core.entries.Count(), core.ChannelTitle,
+                   core.rootKind),
+              Join(code, 1, 3, "Three", "feed"))
+        << document;
   }
   EXPECT_STREQ(core.LastErrorText(), "Document contains unbalanced elements.");
-}
-
-TEST(ResponseDispatch, ADocumentCutShortIs206WithWhatWasReadSoFar) {
-  struct Row {
-    const char* document;
-    int result;
-    const char* read; // rootKind, entries, the first entry's id, ChannelTitle
-  };
-  const Row rows[] = {
-      {"<feed><title>T</title><entry><id>1</id></entry><entry><id>2</id>", errUnbalancedDocument,
-       "feed 1 1 T"},
-      {"<feed><title>T</title><entry><id>1</id></entry></feed>", 0, "feed 1 1 T"},
-      {"<feed><title>T</title><entry><id>1</id></entry></feed", errUnbalancedDocument,
-       "feed 1 1 T"},
-      {"<feed><title>T</ti", errUnbalancedDocument, "feed 0  "}, // an open element has no text
-      {"<feed/>", 0, "feed 0  "},
-      {"<entry><id>E</id><title>", errUnbalancedDocument, "entry 1 E "},
-      {"<error><code>C</code>", errUnbalancedDocument, "error 0  "}, // never 902
-      {"<Edmx><DataServices><Schema Namespace='N'>", errUnbalancedDocument, "edmx 0  "},
-      {"<html><body>proxy", errUnbalancedDocument, " 0  "},
-  };
-  for (const Row& row : rows) {
-    QuillonCore core;
-    EXPECT_EQ(Dispatch(core, row.document), row.result) << row.document;
-    EXPECT_STREQ(core.LastErrorText(), row.result ? "Document contains unbalanced elements." : "");
-    const std::string id = core.entries.Count() ? Text(core.entries.At(0)->Value("/entry/id")) : "";
-    EXPECT_EQ(std::string(core.rootKind.View()) + " " + std::to_string(core.entries.Count()) + " " +
-                  id + " " + std::string(core.ChannelTitle.View()),
-              row.read)
-        << row.document;
-  }
-}
-
-TEST(ResponseDispatch, AnyDocumentThatParsesReplacesTheResults) {
-  QuillonCore core;
-  core.QuerySkipToken.Assign("t1");
-  core.scratchEntry.SetRawXml("<id>draft</id>", true);
-  ASSERT_EQ(Dispatch(core, kThreeEntries), 0);
-  ASSERT_EQ(core.SetEntryIndex(2), 0);
   // A schema and a feed never stand side by side.
-  ASSERT_EQ(Dispatch(core, "<Edmx><DataServices><Schema Namespace='N'><EntityType Name='T'/>"
-                           "<EntityContainer><EntitySet Name='S' EntityType='N.T'/>"
-                           "</EntityContainer></Schema></DataServices></Edmx>"),
+  ASSERT_EQ(Dispatch(core, Edm::Edmx(Edm::Schema("N", Edm::Type("T", "") +
+                                                          Edm::Container(Edm::Set("S", "N.T"))))),
             0);
-  EXPECT_EQ(core.entries.Count(), 0);
-  EXPECT_EQ(core.entryIndex, 0);
-  EXPECT_EQ(core.ChannelTitle.View(), "");
-  EXPECT_EQ(core.entitySets.Count(), 1);
+  EXPECT_EQ(Join(core.entries.Count(), core.entryIndex, core.ChannelTitle, core.entitySets.Count()),
+            "0|0||1");
   ASSERT_EQ(Dispatch(core, "<service><workspace/></service>"), 0);
-  EXPECT_EQ(core.entitySets.Count(), 0);
   // Settings, the skiptoken of a feed without a next link and the entry being put together stay.
-  EXPECT_EQ(core.QuerySkipToken.View(), "t1");
-  EXPECT_EQ(core.scratchEntry.rawXml.View(), "<id>draft</id>");
+  EXPECT_EQ(Join(core.entitySets.Count(), core.QuerySkipToken, core.scratchEntry.rawXml),
+            "0|t1|<id>draft</id>");
 }
 
 TEST(ResponseDispatch, ReadFileReadsASavedResponseLikeABody) {
@@ -139,11 +123,8 @@ TEST(ResponseDispatch, ReadFileReadsASavedResponseLikeABody) {
   QuillonCore fromFile;
   EntryEvents events;
   fromFile.SetEventSink(&events);
-  int rc;
-  EXPECT_EQ(ConfigText(fromFile, "ReadFile=" + file, &rc), "0");
-  EXPECT_EQ(rc, 0);
-  EXPECT_EQ(events.events.size(), 300u);
-  EXPECT_EQ(fromFile.QuerySkipToken.View(), "301");
+  EXPECT_EQ(ReadFile(fromFile, "ReadFile=" + file), "0|0");
+  EXPECT_EQ(Join(events.events.size(), fromFile.QuerySkipToken), "300|301");
   QuillonCore fromBody;
   ASSERT_EQ(Dispatch(fromBody, feed), 0);
   EXPECT_EQ(fromFile.parser.OriginalText(), fromBody.parser.OriginalText());
@@ -151,16 +132,14 @@ TEST(ResponseDispatch, ReadFileReadsASavedResponseLikeABody) {
   // A NUL byte ends the document; what stands before it is read, as a document cut short.
   const std::string cut =
       TempFeed(std::string(kThreeEntries).insert(kThreeEntries.find("<entry><id>2"), 1, '\0'));
-  EXPECT_EQ(ConfigText(fromFile, "ReadFile=" + cut, &rc), "206");
+  EXPECT_EQ(ReadFile(fromFile, "ReadFile=" + cut), "206|0");
   EXPECT_EQ(fromFile.entries.Count(), 1);
 
   // The Config result is the file's, the text the reader's.
   const std::string error = TempFeed("<error><code>E</code></error>");
-  EXPECT_EQ(ConfigText(fromFile, "readfile=" + error, &rc), "902");
-  EXPECT_EQ(rc, 0);
+  EXPECT_EQ(ReadFile(fromFile, "readfile=" + error), "902|0");
   EXPECT_STREQ(fromFile.LastErrorText(), "Code: E");
-  ConfigText(fromFile, "ReadFile=/nonexistent/dir/feed.xml", &rc);
-  EXPECT_EQ(rc, errFileNotOpened);
+  EXPECT_EQ(ReadFile(fromFile, "ReadFile=/nonexistent/dir/feed.xml"), Join("", errFileNotOpened));
   EXPECT_EQ(fromFile.rootKind.View(), "error"); // the earlier results stand
 }
 
@@ -171,11 +150,9 @@ TEST(ResponseDispatch, ResetClearsResultsAndKeepsTheRequest) {
   core.scratchEntry.SetRawXml("<id>draft</id>", true);
   core.OtherHeaders.Assign("If-Match: x\r\n");
   ASSERT_EQ(core.Reset(), 0);
-  EXPECT_EQ(core.entries.Count(), 0);
-  EXPECT_EQ(core.scratchEntry.rawXml.View(), "");
-  EXPECT_EQ(core.OtherHeaders.View(), "");
-  EXPECT_FALSE(core.parser.HasXPath("/feed"));
-  EXPECT_EQ(core.ServiceRootURI.View(), "http://h/svc");
+  EXPECT_EQ(Join(core.entries.Count(), core.scratchEntry.rawXml, core.OtherHeaders,
+                 core.parser.HasXPath("/feed"), core.ServiceRootURI),
+            "0|||0|http://h/svc");
 }
 
 TEST(ResponseDispatch, AHandlerCannotDisturbTheReadUnderWay) {
@@ -203,13 +180,11 @@ TEST(ResponseDispatch, AQueryReadsItsAnswerAndAnEmptyAnswerKeepsTheResults) {
   core.ServiceRootURI.Assign("http://h/svc");
   core.answer.body = "\xEF\xBB\xBF  " + kThreeEntries + "\r\n";
   ASSERT_EQ(core.QueryService(), 0);
-  EXPECT_EQ(core.entries.Count(), 3);
-  EXPECT_EQ(core.ResourcePath.View(), "P(1)");
+  EXPECT_EQ(Join(core.entries.Count(), core.ResourcePath), "3|P(1)");
   core.answer.body = "";
   core.answer.statusCode = 204;
   ASSERT_EQ(core.QueryService(), 0);
-  EXPECT_EQ(core.entries.Count(), 3);
-  EXPECT_EQ(core.requests.back().url, "http://h/svc/P%281%29");
+  EXPECT_EQ(Join(core.entries.Count(), core.requests.back().url), "3|http://h/svc/P%281%29");
 }
 
 } // namespace

@@ -1,6 +1,6 @@
 // The schema cursor: selection by name and by index, what a selection makes current, the reads
 // with nothing selected, and event handlers that change the schema under a running selection.
-#include "SchemaTestSupport.h"
+#include "ODataTestSupport.h"
 
 #include "frame/Errors.h"
 #include "quillon/Quillon.h"
@@ -10,46 +10,40 @@
 namespace quillon {
 namespace {
 
+using test::Dispatch;
+using test::Join;
 using test::Read;
-using test::ReadEdmx;
+using test::Reads;
 using test::SchemaEventCore;
 using test::Write;
 
-const char kDocument[] =
-    "<edmx:Edmx xmlns:edmx='http://schemas.microsoft.com/ado/2007/06/edmx'><edmx:DataServices>"
-    "<Schema Namespace='N' xmlns='http://schemas.microsoft.com/ado/2008/09/edm'>"
-    "<EntityType Name='T'><Key><PropertyRef Name='K'/></Key>"
-    "<Property Name='K' Type='Edm.Int32' Nullable='false'/>"
-    "<Property Name='Addr' Type='N.Address'/>"
-    "<Property Name='Tags' Type='Collection(N.Address)'/>"
-    "<Property Name='Name' Type='Edm.String'/>"
-    "<NavigationProperty Name='Us' Relationship='N.A' FromRole='a' ToRole='b'/>"
-    "<NavigationProperty Name='Back' Relationship='N.A' FromRole='b' ToRole='a'/>"
-    "</EntityType>"
-    "<EntityType Name='U'><Property Name='X' Type='Edm.String'/></EntityType>"
-    "<ComplexType Name='Address'><Property Name='Street' Type='Edm.String'/>"
-    "<Property Name='City' Type='Edm.String' Nullable='false'/></ComplexType>"
-    "<ComplexType Name='Empty'/>"
-    "<Association Name='A'><End Role='a' Type='N.T' Multiplicity='1'/>"
-    "<End Role='b' Type='N.U' Multiplicity='*'/></Association>"
-    "<EntityContainer Name='C'><EntitySet Name='Ts' EntityType='N.T'/>"
-    "<EntitySet Name='Us' EntityType='N.U'/><EntitySet Name='Orphans' EntityType='N.Nothing'/>"
-    "</EntityContainer></Schema></edmx:DataServices></edmx:Edmx>";
-
-class SchemaCursor : public ::testing::Test {
+class SchemaCursor : public ::testing::Test, protected test::Edm {
 protected:
   SchemaEventCore core;
 
+  static std::string Document() {
+    const std::string typeT =
+        "<Key><PropertyRef Name='K'/></Key><Property Name='K' Type='Edm.Int32' Nullable='false'/>" +
+        Property("Addr", "N.Address") + Property("Tags", "Collection(N.Address)") +
+        Property("Name", "Edm.String") + Link("Us", "N.A", "a", "b") +
+        Link("Back", "N.A", "b", "a");
+    return Edmx(Schema(
+        "N", Type("T", typeT) + Type("U", Property("X", "Edm.String")) +
+                 "<ComplexType Name='Address'>" + Property("Street", "Edm.String") +
+                 "<Property Name='City' Type='Edm.String' Nullable='false'/></ComplexType>"
+                 "<ComplexType Name='Empty'/>" +
+                 Association("A", End("a", "N.T", "1") + End("b", "N.U", "*")) +
+                 Container(Set("Ts", "N.T") + Set("Us", "N.U") + Set("Orphans", "N.Nothing"))));
+  }
   void SetUp() override {
-    ASSERT_EQ(ReadEdmx(core, kDocument), 0) << core.lastError.Data();
+    ASSERT_EQ(Dispatch(core, Document()), 0) << core.lastError.Data();
     core.events.clear();
   }
   std::string LastError() const { return core.lastError.Data(); }
-  // The five cursors, as "entity property association type field".
+  // The five cursors, as "entity|property|association|type|field".
   std::string Cursors() const {
-    return std::to_string(core.schemaEntityIndex) + " " + std::to_string(core.schemaPropertyIndex) +
-           " " + std::to_string(core.schemaAssociationIndex) + " " +
-           std::to_string(core.schemaTypeIndex) + " " + std::to_string(core.schemaTypeFieldIndex);
+    return Join(core.schemaEntityIndex, core.schemaPropertyIndex, core.schemaAssociationIndex,
+                core.schemaTypeIndex, core.schemaTypeFieldIndex);
   }
 };
 
@@ -57,20 +51,18 @@ TEST(SchemaCursorEmpty, WithoutASchemaReadsAreEmptyAndMovesFail) {
   QuillonCore core;
   for (const PropertyInfo& info : Quillon::Properties()) {
     if (info.id < 83 || info.id > 124 || info.id == 106) continue;
-    const std::string value = Read(core, info.name);
-    const bool number = info.type != PropertyType::Text;
-    EXPECT_EQ(value, number ? "0" : "") << info.name;
+    EXPECT_EQ(Read(core, info.name), info.type != PropertyType::Text ? "0" : "") << info.name;
   }
   EXPECT_EQ(Read(core, "SchemaKeys", 0), "<fail 381>");
   EXPECT_STREQ(core.lastError.Data(), "Invalid Index");
   for (const char* cursor : {"SchemaEntityIndex", "SchemaPropertyIndex", "SchemaAssociationIndex",
                              "SchemaTypeFieldIndex"}) {
-    EXPECT_EQ(Write(core, cursor, 0), errIndex) << cursor;
-    EXPECT_STREQ(core.lastError.Data(), "Invalid index (out of bounds).");
+    const int rc = Write(core, cursor, 0);
+    EXPECT_EQ(Join(rc, core.lastError), Join(errIndex, "Invalid index (out of bounds).")) << cursor;
   }
-  EXPECT_EQ(core.SetSchemaEntity("Ts"), errIndex);
-  EXPECT_EQ(core.SetSchemaProperty("K"), errIndex);
-  EXPECT_EQ(core.SetSchemaType("Address"), errIndex);
+  EXPECT_EQ(
+      Join(core.SetSchemaEntity("Ts"), core.SetSchemaProperty("K"), core.SetSchemaType("Address")),
+      Join(errIndex, errIndex, errIndex));
 }
 
 TEST_F(SchemaCursor, EntitiesAreSelectedByShortNameIgnoringCase) {
@@ -83,38 +75,37 @@ TEST_F(SchemaCursor, EntitiesAreSelectedByShortNameIgnoringCase) {
   const std::string before = Cursors();
   core.events.clear();
   for (const char* name : {"Nothing", "N.Ts", "", "T"}) {
-    EXPECT_EQ(core.SetSchemaEntity(name), errIndex) << name;
-    EXPECT_EQ(LastError(), std::string("Could not find schema entity: ") + name + ".");
-    EXPECT_EQ(Cursors(), before) << name;
+    const int rc = core.SetSchemaEntity(name);
+    EXPECT_EQ(Join(rc, LastError(), Cursors()),
+              Join(errIndex, "Could not find schema entity: " + std::string(name) + ".", before))
+        << name;
   }
   EXPECT_TRUE(core.events.empty());
   // Selecting an entity again starts its property and association cursors over.
   ASSERT_EQ(core.SetSchemaEntity("Ts"), 0);
-  EXPECT_EQ(core.events.size(), 4u);
-  EXPECT_EQ(core.schemaPropertyIndex, 0);
-  EXPECT_EQ(core.schemaAssociationIndex, 0);
+  EXPECT_EQ(Join(core.events.size(), core.schemaPropertyIndex, core.schemaAssociationIndex),
+            "4|0|0");
 }
 
 TEST_F(SchemaCursor, IndexSettersTakeOnlyPlacesInTheirList) {
-  struct Row {
-    const char* cursor;
-    int count; // with entity set Ts and its property Addr, whose type has two fields, current
-  };
-  const Row rows[] = {{"SchemaEntityIndex", 3},
-                      {"SchemaPropertyIndex", 4},
-                      {"SchemaAssociationIndex", 2},
-                      {"SchemaTypeFieldIndex", 2}};
-  for (const Row& row : rows) {
+  // The cursor and its list's count, with entity set Ts and its property Addr, whose type has two
+  // fields, current.
+  const std::pair<const char*, int> rows[] = {{"SchemaEntityIndex", 3},
+                                              {"SchemaPropertyIndex", 4},
+                                              {"SchemaAssociationIndex", 2},
+                                              {"SchemaTypeFieldIndex", 2}};
+  for (const auto& [cursor, count] : rows) {
     ASSERT_EQ(core.SetSchemaEntity("Ts"), 0);
     ASSERT_EQ(core.SetSchemaProperty("Addr"), 0);
-    ASSERT_EQ(Write(core, row.cursor, row.count - 1), 0) << row.cursor;
+    ASSERT_EQ(Write(core, cursor, count - 1), 0) << cursor;
     const std::string before = Cursors();
-    for (int64_t bad : {int64_t{row.count}, int64_t{-1}, int64_t{1} << 32, int64_t{-1} << 40}) {
-      EXPECT_EQ(Write(core, row.cursor, bad), errIndex) << row.cursor << " " << bad;
-      EXPECT_EQ(LastError(), "Invalid index (out of bounds).");
-      EXPECT_EQ(Cursors(), before) << row.cursor << " " << bad;
+    for (int64_t bad : {int64_t{count}, int64_t{-1}, int64_t{1} << 32, int64_t{-1} << 40}) {
+      const int rc = Write(core, cursor, bad);
+      EXPECT_EQ(Join(rc, LastError(), Cursors()),
+                Join(errIndex, "Invalid index (out of bounds).", before))
+          << cursor << " " << bad;
     }
-    EXPECT_EQ(Read(core, row.cursor), std::to_string(row.count - 1));
+    EXPECT_EQ(Read(core, cursor), std::to_string(count - 1));
   }
 }
 
@@ -122,13 +113,11 @@ TEST_F(SchemaCursor, ComplexTypesBecomeCurrentByPropertyOrByName) {
   ASSERT_EQ(core.SetSchemaAssociationIndex(1), 0);
   ASSERT_EQ(core.SetSchemaProperty("addr"), 0);
   ASSERT_EQ(core.SetSchemaTypeFieldIndex(1), 0);
-  EXPECT_EQ(Read(core, "SchemaTypeFieldName") + " " + Read(core, "SchemaTypeFieldNullable"),
-            "City 0");
+  EXPECT_EQ(Reads(core, {"SchemaTypeFieldName", "SchemaTypeFieldNullable"}), "City|0");
   EXPECT_EQ(core.schemaAssociationIndex, 1); // a property selection leaves the association
   // A collection is not of the Edm namespace, but names no complex type by itself.
   ASSERT_EQ(core.SetSchemaProperty("Tags"), 0);
-  EXPECT_EQ(Read(core, "SchemaPropertyIsComplexType") + " " + Read(core, "SchemaTypeFieldCount"),
-            "1 0");
+  EXPECT_EQ(Reads(core, {"SchemaPropertyIsComplexType", "SchemaTypeFieldCount"}), "1|0");
   EXPECT_EQ(core.SetSchemaProperty("Street"), errIndex); // a field is no property
   EXPECT_EQ(LastError(), "Could not find schema property: Street.");
 
@@ -144,37 +133,30 @@ TEST_F(SchemaCursor, ComplexTypesBecomeCurrentByPropertyOrByName) {
 // A host whose handlers empty the schema while the component reports it.
 class ClearingCore : public QuillonCore {
 public:
-  void FireEntity(const char*) override {
-    ++entities;
-    if (clearOnEntity) ClearSchema();
+  explicit ClearingCore(bool entity) : onEntity(entity) {}
+  void FireEntity(const char*) override { Fired(entities, onEntity); }
+  void FireProperty(const char*, const char*, bool) override { Fired(properties, !onEntity); }
+  void Fired(int& count, bool clear) {
+    ++count;
+    if (clear) ClearSchema();
   }
-  void FireProperty(const char*, const char*, bool) override {
-    ++properties;
-    if (clearOnProperty) ClearSchema();
-  }
-  bool clearOnEntity = false;
-  bool clearOnProperty = false;
-  int entities = 0;
-  int properties = 0;
+  bool onEntity;
+  int entities = 0, properties = 0;
 };
 
-TEST(SchemaHandlers, EmptyingTheSchemaFromAnEventEndsTheReportCleanly) {
-  // The read goes on after each clearing: only the last set stays, and the types are gone.
-  ClearingCore onEntity;
-  onEntity.clearOnEntity = true;
-  EXPECT_EQ(ReadEdmx(onEntity, kDocument), 0);
-  EXPECT_EQ(onEntity.entities, 3);
-  EXPECT_EQ(onEntity.properties, 0);
-  ASSERT_EQ(onEntity.entitySets.Count(), 1);
-  EXPECT_EQ(Read(onEntity, "SchemaEntityName"), "Orphans");
-  EXPECT_EQ(onEntity.entityTypes.Count(), 0);
-
-  // The report of the properties stops with the list it was reporting.
-  ClearingCore onProperty;
-  onProperty.clearOnProperty = true;
-  EXPECT_EQ(ReadEdmx(onProperty, kDocument), 0);
-  EXPECT_EQ(onProperty.properties, 1);
-  EXPECT_EQ(Read(onProperty, "SchemaEntityCount"), "0");
+TEST_F(SchemaCursor, EmptyingTheSchemaFromAnEventEndsTheReportCleanly) {
+  // On Entity the read goes on after each clearing: only the last set stays, the types are gone.
+  // On Property the report of the properties stops with the list it was reporting.
+  for (const auto& [onEntity, expected] :
+       {std::pair{true, "3|0|1|Orphans|0"}, {false, "3|1|0||0"}}) {
+    ClearingCore host(onEntity);
+    EXPECT_EQ(Dispatch(host, Document()), 0);
+    EXPECT_EQ(Join(host.entities, host.properties,
+                   Reads(host, {"SchemaEntityCount", "SchemaEntityName"}),
+                   host.entityTypes.Count()),
+              expected)
+        << (onEntity ? "clearing on Entity" : "clearing on Property");
+  }
 }
 
 } // namespace

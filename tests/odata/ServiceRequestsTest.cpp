@@ -1,3 +1,5 @@
+#include "ODataTestSupport.h"
+
 #include "frame/Errors.h"
 #include "http/HttpErrors.h"
 #include "odata/ODataErrors.h"
@@ -5,10 +7,15 @@
 
 #include <gtest/gtest.h>
 
+#include <tuple>
+
 namespace quillon {
 namespace {
 
+using test::Join;
 using test::RecordingCore;
+using test::ScriptedAnswer;
+using test::Text;
 
 class ServiceRequests : public ::testing::Test {
 protected:
@@ -18,13 +25,8 @@ protected:
 };
 
 TEST_F(ServiceRequests, QueryServiceComposesPathAndOptions) {
-  struct Row {
-    const char* root;
-    const char* resourcePath;
-    bool encodePath;
-    const char* expected;
-  };
-  const Row rows[] = {
+  // ServiceRootURI, ResourcePath, whether it is encoded, the URL.
+  const std::tuple<const char*, const char*, bool, const char*> rows[] = {
       {"http://h/svc/", "Products", true, "http://h/svc/Products"},
       {"http://h/svc", "Products", true, "http://h/svc/Products"},
       {"http://h/svc", "Products(1)/Category", true, "http://h/svc/Products%281%29%2FCategory"},
@@ -32,13 +34,12 @@ TEST_F(ServiceRequests, QueryServiceComposesPathAndOptions) {
       {"http://h/svc", "", true, "http://h/svc"},
       {"http://h/svc", "Caf\xC3\xA9 Items", true, "http://h/svc/Caf%C3%A9%20Items"},
   };
-  for (const Row& row : rows) {
-    SetRoot(row.root);
-    core.ResourcePath.Assign(row.resourcePath);
-    core.encodeResourcePath = row.encodePath;
-    ASSERT_EQ(core.QueryService(), 0) << row.resourcePath;
-    EXPECT_EQ(LastUrl(), row.expected);
-    EXPECT_EQ(core.requests.back().action, actGet);
+  for (const auto& [root, resourcePath, encodePath, expected] : rows) {
+    SetRoot(root);
+    core.ResourcePath.Assign(resourcePath);
+    core.encodeResourcePath = encodePath;
+    ASSERT_EQ(core.QueryService(), 0) << resourcePath;
+    EXPECT_EQ(Join(LastUrl(), core.requests.back().action), Join(expected, actGet));
   }
 }
 
@@ -68,16 +69,18 @@ TEST_F(ServiceRequests, QueryOptionsAreEncodedAsValuesInTheirOrder) {
 TEST_F(ServiceRequests, GetSchemaAddsMetadataOnce) {
   core.ResourcePath.Assign("Products"); // has no part in the schema URL
   core.QueryTop.Assign("3");
-  SetRoot("http://h/svc/");
-  ASSERT_EQ(core.GetSchema(), 0);
-  EXPECT_EQ(LastUrl(), "http://h/svc/$metadata");
-  SetRoot("http://h/svc/$metadata");
-  ASSERT_EQ(core.GetSchema(), 0);
-  EXPECT_EQ(LastUrl(), "http://h/svc/$metadata");
-  core.OtherQueryOptions.Assign("sap-language=EN");
-  SetRoot("http://h/svc");
-  ASSERT_EQ(core.GetSchema(), 0);
-  EXPECT_EQ(LastUrl(), "http://h/svc/$metadata?sap-language=EN");
+  const std::tuple<const char*, const char*, const char*> rows[] = {
+      // root, options, URL
+      {"http://h/svc/", "", "http://h/svc/$metadata"},
+      {"http://h/svc/$metadata", "", "http://h/svc/$metadata"},
+      {"http://h/svc", "sap-language=EN", "http://h/svc/$metadata?sap-language=EN"},
+  };
+  for (const auto& [root, options, expected] : rows) {
+    SetRoot(root);
+    core.OtherQueryOptions.Assign(options);
+    ASSERT_EQ(core.GetSchema(), 0) << root;
+    EXPECT_EQ(LastUrl(), expected);
+  }
 }
 
 TEST_F(ServiceRequests, MissingRootIsRefusedBeforeAnyTraffic) {
@@ -89,24 +92,20 @@ TEST_F(ServiceRequests, MissingRootIsRefusedBeforeAnyTraffic) {
 }
 
 TEST_F(ServiceRequests, CustomRequestPicksTheActionByMethod) {
-  struct Row {
-    const char* method;
-    int action;
-    const char* httpMethod; // HTTPMethod after the call
-  };
-  const Row rows[] = {
+  // The method, the action, HTTPMethod after the call.
+  const std::tuple<const char*, int, const char*> rows[] = {
       {"get", actGet, ""},       {nullptr, actGet, ""},      {"", actGet, ""},
       {"Delete", actDelete, ""}, {"HEAD", actHead, ""},      {"post", actPost, ""},
       {"PUT", actPut, ""},       {"merge", actPut, "MERGE"}, {"patch", actGet, "PATCH"},
   };
-  for (const Row& row : rows) {
+  for (const auto& [method, action, httpMethod] : rows) {
     RecordingCore fresh;
-    ASSERT_EQ(fresh.CustomRequest(row.method, "http://h/x(1)?$a=b c", "{body}"), 0);
+    ASSERT_EQ(fresh.CustomRequest(method, "http://h/x(1)?$a=b c", "{body}"), 0);
     const auto& request = fresh.requests.back();
-    EXPECT_EQ(request.action, row.action) << (row.method ? row.method : "(null)");
-    EXPECT_EQ(request.url, "http://h/x(1)?$a=b c"); // used exactly
-    EXPECT_EQ(request.httpMethod, row.httpMethod);
-    EXPECT_EQ(request.postData, "{body}"); // stored for every method
+    // The URL is used exactly, and the body stored for every method.
+    EXPECT_EQ(Join(request.action, request.url, request.httpMethod, request.postData),
+              Join(action, "http://h/x(1)?$a=b c", httpMethod, "{body}"))
+        << Text(method);
   }
   // A forced method stays for later actions until another is forced.
   ASSERT_EQ(core.CustomRequest("MERGE", "http://h/a", "x"), 0);
@@ -121,41 +120,35 @@ TEST_F(ServiceRequests, UserHeadersTravelWithOneRequestOnly) {
   core.userHeaders.Assign("X-Trace: 1\r\n");
   core.OtherHeaders.Assign("If-Match:W/\"1\"\r\n");
   ASSERT_EQ(core.QueryService(), 0);
-  EXPECT_EQ(core.requests.back().otherHeaders, "If-Match:W/\"1\"\r\nX-Trace: 1\r\n");
-  EXPECT_TRUE(core.OtherHeaders.IsEmpty());
-  EXPECT_EQ(core.FollowRedirects, 1);
+  EXPECT_EQ(Join(core.requests.back().otherHeaders, core.OtherHeaders, core.FollowRedirects),
+            "If-Match:W/\"1\"\r\nX-Trace: 1\r\n||1");
 }
 
 TEST_F(ServiceRequests, FailedStatusesBecome151Or902) {
   SetRoot("http://h/svc");
-  // A 4xx keeps its status text and its body unparsed.
-  core.answer = {errHttpStatus, 404, "<error>not found</error>",
-                 "HTTP protocol error. 404 Not Found."};
-  EXPECT_EQ(core.QueryService(), errHttpStatus);
-  EXPECT_STREQ(core.LastErrorText(), "HTTP protocol error. 404 Not Found.");
-  EXPECT_EQ(core.TransferredData.View(), "<error>not found</error>");
-
-  // Any other failure with a body reports the trimmed body, BOM and outer blanks removed.
-  core.answer = {errHttpStatus, 500, "\xEF\xBB\xBF  Internal failure\r\n",
-                 "HTTP protocol error. 500"};
-  EXPECT_EQ(core.QueryService(), errServiceError);
-  EXPECT_STREQ(core.LastErrorText(), "Internal failure");
-
-  // Without a body the code and its text stand.
-  core.answer = {10061, 0, "", "[10061] Connection refused"};
-  EXPECT_EQ(core.QueryService(), 10061);
-  EXPECT_STREQ(core.LastErrorText(), "[10061] Connection refused");
-
-  // A success without a body is plain success.
-  core.answer = {0, 204, "  \r\n", ""};
-  EXPECT_EQ(core.QueryService(), 0);
-
-  // The edges of the 4xx range.
-  const std::pair<int, int> edges[] = {
-      {399, errServiceError}, {400, errHttpStatus}, {499, errHttpStatus}, {500, errServiceError}};
-  for (const auto& [status, code] : edges) {
-    core.answer = {errHttpStatus, status, "body", "HTTP protocol error."};
-    EXPECT_EQ(core.QueryService(), code) << status;
+  // The answer, the result and LastErrorText: a 4xx keeps its status text and its body unparsed;
+  // any other failure with a body reports the trimmed body, BOM and outer blanks removed; without
+  // a body the code and its text stand; a success without a body is plain success.
+  const std::tuple<ScriptedAnswer, int, const char*> rows[] = {
+      {{errHttpStatus, 404, "<error>not found</error>", "HTTP protocol error. 404 Not Found."},
+       errHttpStatus,
+       "HTTP protocol error. 404 Not Found."},
+      {{errHttpStatus, 500, "\xEF\xBB\xBF  Internal failure\r\n", "HTTP protocol error. 500"},
+       errServiceError,
+       "Internal failure"},
+      {{10061, 0, "", "[10061] Connection refused"}, 10061, "[10061] Connection refused"},
+      {{0, 204, "  \r\n", ""}, 0, ""},
+      // The edges of the 4xx range.
+      {{errHttpStatus, 399, "body", "HTTP protocol error."}, errServiceError, "body"},
+      {{errHttpStatus, 400, "body", "HTTP protocol error."}, errHttpStatus, "HTTP protocol error."},
+      {{errHttpStatus, 499, "body", "HTTP protocol error."}, errHttpStatus, "HTTP protocol error."},
+      {{errHttpStatus, 500, "body", "HTTP protocol error."}, errServiceError, "body"},
+  };
+  for (const auto& [answer, result, text] : rows) {
+    core.answer = answer;
+    const int rc = core.QueryService();
+    EXPECT_EQ(Join(rc, core.LastErrorText(), core.TransferredData), Join(result, text, answer.body))
+        << answer.statusCode << " " << answer.body;
   }
 }
 

@@ -17,13 +17,17 @@ bool InCi();
 
 } // namespace quillon::test
 
-// Ends the current test when the corpus folder is missing: a failure in CI (CI=true), where the
-// documents must be there, and a skip with a clear message elsewhere.
-#define QUILLON_REQUIRE_CORPUS()                                                                   \
+// Ends the current test when `ready` is false: a failure in CI (CI=true), where everything a test
+// needs must be there, and a skip with the message `why` elsewhere.
+#define QUILLON_REQUIRE(ready, why)                                                                \
   do {                                                                                             \
-    if (::quillon::test::CorpusDir().empty()) {                                                    \
-      if (::quillon::test::InCi())                                                                 \
-        FAIL() << "real OData documents not found (set QUILLON_CORPUS to their folder)";           \
-      GTEST_SKIP() << "real OData documents not found (set QUILLON_CORPUS to their folder)";       \
+    if (!(ready)) {                                                                                \
+      if (::quillon::test::InCi()) FAIL() << why;                                                  \
+      GTEST_SKIP() << why;                                                                         \
     }                                                                                              \
   } while (0)
+
+// Ends the current test when the folder of real documents is missing.
+#define QUILLON_REQUIRE_CORPUS()                                                                   \
+  QUILLON_REQUIRE(!::quillon::test::CorpusDir().empty(),                                           \
+                  "real OData documents not found (set QUILLON_CORPUS to their folder)")

@@ -7,7 +7,9 @@
 
 #include "support/QuietSink.h"
 
+#include <sstream>
 #include <string>
+#include <string_view>
 #include <vector>
 
 namespace quillon::test {
@@ -15,21 +17,17 @@ namespace quillon::test {
 class HttpEventLog : public QuietSink {
 public:
   void Status(const char* version, int16_t* code, const char* text) override {
-    Add("Status(" + std::string(version) + " " + std::to_string(*code) + " " + text + ")");
+    Add("Status(", version, " ", *code, " ", text, ")");
   }
   void Header(const char* field, const char* value) override {
-    Add("Header(" + std::string(field) + ": " + value + ")");
+    Add("Header(", field, ": ", value, ")");
   }
   void SetCookie(const char* name, const char* value, const char*, const char*, const char*,
                  int32_t*) override {
-    Add("SetCookie(" + std::string(name) + "=" + value + ")");
+    Add("SetCookie(", name, "=", value, ")");
   }
-  void StartTransfer(int16_t* direction) override {
-    Add("StartTransfer(" + std::to_string(*direction) + ")");
-  }
-  void EndTransfer(int16_t* direction) override {
-    Add("EndTransfer(" + std::to_string(*direction) + ")");
-  }
+  void StartTransfer(int16_t* direction) override { Add("StartTransfer(", *direction, ")"); }
+  void EndTransfer(int16_t* direction) override { Add("EndTransfer(", *direction, ")"); }
   void Transfer(int16_t* direction, int64_t*, int16_t* percent, const char* text,
                 int32_t length) override {
     lastPercent = *percent;
@@ -39,17 +37,11 @@ public:
       lines.back().append(text, static_cast<size_t>(length)).push_back(')');
       return;
     }
-    Add(head + std::string(text, static_cast<size_t>(length)) + ")");
+    Add(head, std::string_view(text, static_cast<size_t>(length)), ")");
   }
-  void Connected(int16_t* code, const char*) override {
-    Add("Connected(" + std::to_string(*code) + ")");
-  }
-  void Disconnected(int16_t* code, const char*) override {
-    Add("Disconnected(" + std::to_string(*code) + ")");
-  }
-  void Error(int16_t* code, const char* text) override {
-    Add("Error(" + std::to_string(*code) + " " + text + ")");
-  }
+  void Connected(int16_t* code, const char*) override { Add("Connected(", *code, ")"); }
+  void Disconnected(int16_t* code, const char*) override { Add("Disconnected(", *code, ")"); }
+  void Error(int16_t* code, const char* text) override { Add("Error(", *code, " ", text, ")"); }
 
   // The lines joined by " | ", for one comparison with a row's expectation.
   std::string Joined() const {
@@ -63,7 +55,11 @@ public:
   int lastPercent = 0;
 
 private:
-  void Add(std::string line) { lines.push_back(std::move(line)); }
+  template <typename... Parts> void Add(const Parts&... parts) {
+    std::ostringstream line;
+    (line << ... << parts);
+    lines.push_back(line.str());
+  }
 };
 
 } // namespace quillon::test

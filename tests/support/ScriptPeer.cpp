@@ -28,73 +28,44 @@ enum class MatchResult { Match, NeedMore, Mismatch };
 // Matches `data` from its start against `pattern`, whose "{*}" matches any run of bytes (the
 // shortest one that lets the next literal part follow). `consumed` is the length of the match.
 MatchResult MatchPattern(std::string_view pattern, std::string_view data, size_t& consumed) {
-  size_t position = 0;
-  bool first = true;
-  for (;;) {
-    const size_t wildcard = pattern.find(kWildcard);
-    const std::string_view literal = pattern.substr(0, wildcard);
-    if (first) {
-      if (data.size() < literal.size())
-        return literal.starts_with(data) ? MatchResult::NeedMore : MatchResult::Mismatch;
-      if (!data.starts_with(literal)) return MatchResult::Mismatch;
-      position = literal.size();
-    } else if (!literal.empty()) {
-      const size_t found = data.find(literal, position);
-      if (found == std::string_view::npos) return MatchResult::NeedMore;
-      position = found + literal.size();
-    }
-    if (wildcard == std::string_view::npos) break;
+  size_t wildcard = pattern.find(kWildcard);
+  std::string_view literal = pattern.substr(0, wildcard);
+  if (data.size() < literal.size())
+    return literal.starts_with(data) ? MatchResult::NeedMore : MatchResult::Mismatch;
+  if (!data.starts_with(literal)) return MatchResult::Mismatch;
+  consumed = literal.size();
+  while (wildcard != std::string_view::npos) {
     pattern.remove_prefix(wildcard + kWildcard.size());
-    first = false;
+    wildcard = pattern.find(kWildcard);
+    literal = pattern.substr(0, wildcard);
+    const size_t found = data.find(literal, consumed);
+    if (found == std::string_view::npos) return MatchResult::NeedMore;
+    consumed = found + literal.size();
   }
-  consumed = position;
   return MatchResult::Match;
 }
 
-sockaddr_storage LoopbackAddress(ScriptPeer::Family family, int port, socklen_t& size) {
-  sockaddr_storage storage;
-  std::memset(&storage, 0, sizeof storage);
-  if (family == ScriptPeer::Family::IPv4) {
-    auto* sa = reinterpret_cast<sockaddr_in*>(&storage);
-    sa->sin_family = AF_INET;
-    sa->sin_port = htons(static_cast<uint16_t>(port));
-    sa->sin_addr.s_addr = htonl(INADDR_LOOPBACK);
-    size = sizeof *sa;
-  } else {
-    auto* sa = reinterpret_cast<sockaddr_in6*>(&storage);
-    sa->sin6_family = AF_INET6;
-    sa->sin6_port = htons(static_cast<uint16_t>(port));
-    sa->sin6_addr = in6addr_loopback;
-    size = sizeof *sa;
-  }
-  return storage;
-}
-
-// The port that `s` is bound to, or 0.
-int BoundPort(int s) {
-  sockaddr_storage storage;
-  socklen_t size = sizeof storage;
-  if (::getsockname(s, reinterpret_cast<sockaddr*>(&storage), &size) != 0) return 0;
-  if (storage.ss_family == AF_INET)
-    return ntohs(reinterpret_cast<sockaddr_in*>(&storage)->sin_port);
-  return ntohs(reinterpret_cast<sockaddr_in6*>(&storage)->sin6_port);
+void Sleep(int milliseconds) {
+  std::this_thread::sleep_for(std::chrono::milliseconds(milliseconds));
 }
 } // namespace
 
 ScriptPeer::ScriptPeer(Family kind) : family(kind) {
-  listener = ::socket(family == Family::IPv4 ? AF_INET : AF_INET6, SOCK_STREAM | SOCK_CLOEXEC, 0);
-  if (listener < 0) return;
+  sockaddr_in four = {};
+  four.sin_family = AF_INET;
+  four.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
+  sockaddr_in6 six = {};
+  six.sin6_family = AF_INET6;
+  six.sin6_addr = in6addr_loopback;
+  const bool v4 = family == Family::IPv4;
+  auto* address = v4 ? reinterpret_cast<sockaddr*>(&four) : reinterpret_cast<sockaddr*>(&six);
+  socklen_t size = v4 ? sizeof four : sizeof six;
+  listener = ::socket(address->sa_family, SOCK_STREAM | SOCK_CLOEXEC, 0);
   const int on = 1;
   ::setsockopt(listener, SOL_SOCKET, SO_REUSEADDR, &on, sizeof on);
-  socklen_t size;
-  const sockaddr_storage address = LoopbackAddress(family, 0, size);
-  if (::bind(listener, reinterpret_cast<const sockaddr*>(&address), size) != 0 ||
-      ::listen(listener, 16) != 0) {
-    ::close(listener);
-    listener = -1;
-    return;
-  }
-  port = BoundPort(listener);
+  if (::bind(listener, address, size) == 0 && ::listen(listener, 16) == 0 &&
+      ::getsockname(listener, address, &size) == 0)
+    port = ntohs(v4 ? four.sin_port : six.sin6_port);
 }
 
 ScriptPeer::~ScriptPeer() {
@@ -103,72 +74,29 @@ ScriptPeer::~ScriptPeer() {
   if (listener >= 0) ::close(listener);
 }
 
-ScriptPeer& ScriptPeer::Expect(std::string_view pattern) {
-  steps.push_back({StepKind::Expect, std::string(pattern)});
-  return *this;
-}
-
-ScriptPeer& ScriptPeer::Send(std::string_view bytes) {
-  steps.push_back({StepKind::Send, std::string(bytes)});
-  return *this;
-}
-
-ScriptPeer& ScriptPeer::SendPieces(std::string_view bytes, size_t pieceSize, int pauseMillis) {
-  steps.push_back(
-      {StepKind::SendPieces, std::string(bytes), pieceSize ? pieceSize : 1, pauseMillis});
-  return *this;
-}
-
-ScriptPeer& ScriptPeer::Pause(int milliseconds) {
-  steps.push_back({StepKind::Pause, {}, 0, milliseconds});
-  return *this;
-}
-
-ScriptPeer& ScriptPeer::Close() {
-  steps.push_back({StepKind::Close});
-  return *this;
-}
-
-ScriptPeer& ScriptPeer::Reset() {
-  steps.push_back({StepKind::Reset});
-  return *this;
-}
-
-ScriptPeer& ScriptPeer::StaySilent() {
-  steps.push_back({StepKind::StaySilent});
-  return *this;
-}
-
-ScriptPeer& ScriptPeer::NextConnection() {
-  steps.push_back({StepKind::Next});
+ScriptPeer& ScriptPeer::Add(Step step) {
+  steps.push_back(std::move(step));
   return *this;
 }
 
 void ScriptPeer::Start() {
-  if (listener < 0) {
-    Fail("the peer could not listen");
-    std::lock_guard<std::mutex> hold(lock);
-    finished = true;
+  if (Listening()) {
+    player = std::thread([this] { Run(); });
     return;
   }
-  player = std::thread([this] { Run(); });
+  Fail("the peer could not listen");
+  Signal(finished);
 }
 
-bool ScriptPeer::Finished(int timeoutMillis) {
-  std::unique_lock<std::mutex> hold(lock);
-  return changed.wait_for(hold, std::chrono::milliseconds(timeoutMillis),
-                          [this] { return finished; });
-}
-
-bool ScriptPeer::ClientClosed(int timeoutMillis) {
-  std::unique_lock<std::mutex> hold(lock);
-  return changed.wait_for(hold, std::chrono::milliseconds(timeoutMillis),
-                          [this] { return clientClosed; });
-}
-
-bool ScriptPeer::ClientReset() const {
+void ScriptPeer::Signal(bool& flag) {
   std::lock_guard<std::mutex> hold(lock);
-  return clientReset;
+  flag = true;
+  changed.notify_all();
+}
+
+bool ScriptPeer::WaitFor(const bool& flag, int timeoutMillis) {
+  std::unique_lock<std::mutex> hold(lock);
+  return changed.wait_for(hold, std::chrono::milliseconds(timeoutMillis), [&] { return flag; });
 }
 
 std::string ScriptPeer::Received(int index) const {
@@ -186,31 +114,15 @@ std::vector<std::string> ScriptPeer::Failures() const {
   return failures;
 }
 
-int ScriptPeer::UnusedPort() {
-  const int s = ::socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0);
-  socklen_t size;
-  const sockaddr_storage address = LoopbackAddress(Family::IPv4, 0, size);
-  int found = 0;
-  if (s >= 0 && ::bind(s, reinterpret_cast<const sockaddr*>(&address), size) == 0)
-    found = BoundPort(s);
-  if (s >= 0) ::close(s);
-  return found;
-}
-
 std::string ScriptPeer::Printable(std::string_view bytes) {
   std::string text;
   for (const unsigned char c : bytes) {
-    if (c == '\r') {
-      text += "\\r";
-    } else if (c == '\n') {
-      text += "\\n";
-    } else if (c < 32 || c > 126) {
-      char hex[8];
-      std::snprintf(hex, sizeof hex, "\\x%02X", c);
-      text += hex;
-    } else {
-      text += static_cast<char>(c);
-    }
+    char shown[8] = {static_cast<char>(c), '\0'};
+    if (c == '\r' || c == '\n')
+      std::snprintf(shown, sizeof shown, "\\%c", c == '\r' ? 'r' : 'n');
+    else if (c < 32 || c > 126)
+      std::snprintf(shown, sizeof shown, "\\x%02X", c);
+    text += shown;
   }
   return text;
 }
@@ -225,9 +137,7 @@ void ScriptPeer::Run() {
     }
     index = PlayConnection(connection, index);
   } while (index < steps.size() && !stopping);
-  std::lock_guard<std::mutex> hold(lock);
-  finished = true;
-  changed.notify_all();
+  Signal(finished);
 }
 
 bool ScriptPeer::Accept(int& connection) {
@@ -241,9 +151,8 @@ bool ScriptPeer::Accept(int& connection) {
     ::setsockopt(connection, IPPROTO_TCP, TCP_NODELAY, &on, sizeof on);
     std::lock_guard<std::mutex> hold(lock);
     received.emplace_back();
-    pending.clear();
+    matched = 0;
     clientClosed = false;
-    clientReset = false;
     return true;
   }
   return false;
@@ -261,9 +170,6 @@ size_t ScriptPeer::PlayConnection(int connection, size_t index) {
       failed = !PlayExpect(connection, step.bytes);
       break;
     case StepKind::Send:
-      SendAll(connection, step.bytes);
-      break;
-    case StepKind::SendPieces:
       for (size_t at = 0; at < step.bytes.size() && !stopping; at += step.pieceSize) {
         if (at > 0) Sleep(step.millis);
         SendAll(connection, std::string_view(step.bytes).substr(at, step.pieceSize));
@@ -291,11 +197,7 @@ size_t ScriptPeer::PlayConnection(int connection, size_t index) {
     }
   }
   const bool last = index >= steps.size();
-  if (last) {
-    std::lock_guard<std::mutex> hold(lock);
-    finished = true;
-    changed.notify_all();
-  }
+  if (last) Signal(finished);
   if (open) {
     if (last) DrainUntilClientCloses(connection);
     ::close(connection);
@@ -303,28 +205,25 @@ size_t ScriptPeer::PlayConnection(int connection, size_t index) {
   return index;
 }
 
-bool ScriptPeer::PlayExpect(int connection, const std::string& pattern) {
+bool ScriptPeer::PlayExpect(int connection, std::string_view pattern) {
   const auto deadline = Clock::now() + std::chrono::milliseconds(kExpectLimitMillis);
   while (!stopping) {
-    size_t consumed = 0;
     MatchResult result;
     {
       std::lock_guard<std::mutex> hold(lock);
-      result = MatchPattern(pattern, pending, consumed);
-      if (result == MatchResult::Match) pending.erase(0, consumed);
+      size_t consumed = 0;
+      result = MatchPattern(pattern, std::string_view(received.back()).substr(matched), consumed);
+      if (result == MatchResult::Match) matched += consumed;
     }
     if (result == MatchResult::Match) return true;
     const bool over = Clock::now() >= deadline;
-    if (result == MatchResult::Mismatch || over || ReadSome(connection, kReadSliceMillis) < 0) {
-      std::string arrived;
-      {
-        std::lock_guard<std::mutex> hold(lock);
-        arrived = pending;
-      }
-      Fail("expected \"" + Printable(pattern) + "\" but got \"" + Printable(arrived) + "\"" +
-           (result == MatchResult::Mismatch ? ""
-            : over                          ? " (time-out)"
-                                            : " (client closed)"));
+    if (result == MatchResult::Mismatch || over || !ReadSome(connection)) {
+      std::lock_guard<std::mutex> hold(lock);
+      failures.push_back("expected \"" + Printable(pattern) + "\" but got \"" +
+                         Printable(received.back().substr(matched)) + "\"" +
+                         (result == MatchResult::Mismatch ? ""
+                          : over                          ? " (time-out)"
+                                                          : " (client closed)"));
       return false;
     }
   }
@@ -332,38 +231,28 @@ bool ScriptPeer::PlayExpect(int connection, const std::string& pattern) {
 }
 
 void ScriptPeer::DrainUntilClientCloses(int connection) {
-  while (!stopping && ReadSome(connection, kReadSliceMillis) >= 0) {
+  while (!stopping && ReadSome(connection)) {
   }
 }
 
-long ScriptPeer::ReadSome(int connection, int waitMillis) {
+bool ScriptPeer::ReadSome(int connection) {
   pollfd entry = {connection, POLLIN, 0};
-  if (::poll(&entry, 1, waitMillis) <= 0) return 0;
+  if (::poll(&entry, 1, kReadSliceMillis) <= 0) return true;
   char buffer[65536];
   const long n = ::recv(connection, buffer, sizeof buffer, 0);
   std::lock_guard<std::mutex> hold(lock);
-  if (n > 0) {
-    received.back().append(buffer, static_cast<size_t>(n));
-    pending.append(buffer, static_cast<size_t>(n));
-    return n;
-  }
-  if (n < 0 && (errno == EAGAIN || errno == EINTR)) return 0;
-  // Only the first sign of the end counts: after a reset, reads see a plain end of stream.
-  if (clientClosed) return -1;
+  if (n > 0) received.back().append(buffer, static_cast<size_t>(n));
+  if (n > 0 || (n < 0 && (errno == EAGAIN || errno == EINTR))) return true;
   clientClosed = true;
-  clientReset = n < 0;
   changed.notify_all();
-  return -1;
+  return false;
 }
 
 void ScriptPeer::SendAll(int connection, std::string_view bytes) {
   while (!bytes.empty() && !stopping) {
     const long n = ::send(connection, bytes.data(), bytes.size(), MSG_NOSIGNAL);
     if (n < 0 && errno == EINTR) continue;
-    if (n < 0) {
-      Fail("send failed: " + std::string(std::strerror(errno)));
-      return;
-    }
+    if (n < 0) return Fail("send failed: " + std::string(std::strerror(errno)));
     bytes.remove_prefix(static_cast<size_t>(n));
   }
 }
@@ -371,10 +260,6 @@ void ScriptPeer::SendAll(int connection, std::string_view bytes) {
 void ScriptPeer::Fail(std::string text) {
   std::lock_guard<std::mutex> hold(lock);
   failures.push_back(std::move(text));
-}
-
-void ScriptPeer::Sleep(int milliseconds) {
-  std::this_thread::sleep_for(std::chrono::milliseconds(milliseconds));
 }
 
 } // namespace quillon::test

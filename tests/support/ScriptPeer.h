@@ -10,6 +10,7 @@
 //   EXPECT_THAT(peer.Failures(), IsEmpty());
 #pragma once
 
+#include <algorithm>
 #include <atomic>
 #include <condition_variable>
 #include <cstddef>
@@ -36,30 +37,32 @@ public:
   // Reads until what arrived matches `pattern`; "{*}" in it matches any run of bytes (nonces,
   // dates, lengths). A mismatch, or no match within five seconds, is a failure, and the steps of
   // this connection stop there.
-  ScriptPeer& Expect(std::string_view pattern);
-  ScriptPeer& Send(std::string_view bytes);
+  ScriptPeer& Expect(std::string_view pattern) {
+    return Add({StepKind::Expect, std::string(pattern)});
+  }
+  ScriptPeer& Send(std::string_view bytes) { return SendPieces(bytes, bytes.size(), 0); }
   // Sends in pieces of `pieceSize` bytes with a pause between them, so that each piece reaches
   // the client as a read of its own.
-  ScriptPeer& SendPieces(std::string_view bytes, size_t pieceSize, int pauseMillis = 20);
-  ScriptPeer& Pause(int milliseconds);
+  ScriptPeer& SendPieces(std::string_view bytes, size_t pieceSize, int pauseMillis = 20) {
+    return Add({StepKind::Send, std::string(bytes), std::max<size_t>(pieceSize, 1), pauseMillis});
+  }
+  ScriptPeer& Pause(int milliseconds) { return Add({StepKind::Pause, {}, 0, milliseconds}); }
   // Orderly close: the client reads the end of the stream. The peer still records what the
   // client sends until it closes.
-  ScriptPeer& Close();
+  ScriptPeer& Close() { return Add({StepKind::Close}); }
   // Abortive close (SO_LINGER 0): the client sees a reset.
-  ScriptPeer& Reset();
+  ScriptPeer& Reset() { return Add({StepKind::Reset}); }
   // Holds the connection without a word until the client closes it or the peer is destroyed.
   // This is also what happens after the last step of a connection that was not closed.
-  ScriptPeer& StaySilent();
+  ScriptPeer& StaySilent() { return Add({StepKind::StaySilent}); }
   // Closes the current connection if it is still open, and plays what follows against the next.
-  ScriptPeer& NextConnection();
+  ScriptPeer& NextConnection() { return Add({StepKind::Next}); }
 
   void Start();
   // Waits up to `timeoutMillis` for every step to have been played; false on time-out.
-  bool Finished(int timeoutMillis = 5000);
+  bool Finished(int timeoutMillis = 5000) { return WaitFor(finished, timeoutMillis); }
   // Waits up to `timeoutMillis` until the client has closed the latest connection.
-  bool ClientClosed(int timeoutMillis = 5000);
-  // Whether the client ended the latest connection with a reset rather than an orderly close.
-  bool ClientReset() const;
+  bool ClientClosed(int timeoutMillis = 5000) { return WaitFor(clientClosed, timeoutMillis); }
 
   // False when the peer could not listen (no IPv6 loopback, for one); tests then skip.
   bool Listening() const { return port != 0; }
@@ -72,33 +75,35 @@ public:
   std::vector<std::string> Failures() const;
 
   // A loopback port on which nobody listens.
-  static int UnusedPort();
+  static int UnusedPort() { return ScriptPeer().Port(); }
   // Bytes with controls shown as \r, \n or \xNN, for failure messages.
   static std::string Printable(std::string_view bytes);
 
 private:
-  enum class StepKind { Expect, Send, SendPieces, Pause, Close, Reset, StaySilent, Next };
+  enum class StepKind { Expect, Send, Pause, Close, Reset, StaySilent, Next };
   struct Step {
     StepKind kind;
-    std::string bytes;
+    std::string bytes = {};
     size_t pieceSize = 0;
     int millis = 0;
   };
 
+  ScriptPeer& Add(Step step);
+  bool WaitFor(const bool& flag, int timeoutMillis);
+  // Sets `flag` and wakes the waits.
+  void Signal(bool& flag);
   void Run();
   bool Accept(int& connection);
   // Plays steps from `index` on against `connection` until a Next step or the end; returns the
   // index of the step after it.
   size_t PlayConnection(int connection, size_t index);
-  bool PlayExpect(int connection, const std::string& pattern);
+  bool PlayExpect(int connection, std::string_view pattern);
   // Reads what the client sends until it closes or the peer stops.
   void DrainUntilClientCloses(int connection);
-  // One read of up to `waitMillis`; -1 when the client closed or reset, 0 on nothing, else the
-  // count of bytes added to the record.
-  long ReadSome(int connection, int waitMillis);
+  // One read of up to 20 ms; false when the client closed or reset.
+  bool ReadSome(int connection);
   void SendAll(int connection, std::string_view bytes);
   void Fail(std::string text);
-  void Sleep(int milliseconds);
 
   Family family;
   int listener = -1;
@@ -110,11 +115,10 @@ private:
   mutable std::mutex lock;
   std::condition_variable changed;
   std::vector<std::string> received; // per connection; guarded by lock
-  std::string pending;               // bytes read but not yet matched by an Expect
+  size_t matched = 0;                // bytes of the latest connection matched by an Expect
   std::vector<std::string> failures; // guarded by lock
   bool finished = false;             // guarded by lock
   bool clientClosed = false;         // of the latest connection; guarded by lock
-  bool clientReset = false;          // the client's end was a reset; guarded by lock
 };
 
 } // namespace quillon::test

@@ -1,5 +1,5 @@
 // Values crossing the border: UTF-8 to the engine's code page and back, texts cut at a NUL and
-// counted texts that keep theirs, and flags in and out.
+// counted texts that keep theirs. Flags in and out are EntrySurface.FlagsInAndOut.
 #include "surface/ControlSurface.h"
 
 #include <quillon/Quillon.h>
@@ -10,8 +10,6 @@
 
 namespace quillon {
 namespace {
-
-const std::string kFeed = std::string(QUILLON_SOURCE_DIR) + "/examples/products-feed.xml";
 
 TEST(BorderText, HostTextReachesTheEngineInItsCodePage) {
   Quillon q;
@@ -41,22 +39,6 @@ TEST(BorderText, TextsEndAtANulUnlessTheyCarryTheirLength) {
   EXPECT_EQ(back, host);
   ASSERT_EQ(HostToEngine(bytes, host, 1252), 0);
   EXPECT_EQ(bytes.View(), "");
-}
-
-// A flag is true for any number but 0 and for "True" or "yes"; it reads "-1" or "0".
-TEST(BorderText, FlagsInAndOut) {
-  const std::pair<const char*, bool> rows[] = {{"-1", true},   {"1", true},      {"2", true},
-                                               {"0x10", true}, {"True", true},   {"yes", true},
-                                               {"0", false},   {"false", false}, {"", false}};
-  Quillon q;
-  ASSERT_EQ(q.Config("ReadFile=" + kFeed), 0);
-  for (auto [text, flag] : rows) {
-    ASSERT_EQ(q.SetProperty("EntryPropertiesIsNull", 1, text), 0) << text;
-    EXPECT_EQ(q.EntryPropertiesIsNull(1), flag) << text;
-    std::string out;
-    ASSERT_EQ(q.GetProperty("EntryPropertiesIsNull", 1, out), 0) << text;
-    EXPECT_EQ(out, flag ? "-1" : "0") << text;
-  }
 }
 
 } // namespace

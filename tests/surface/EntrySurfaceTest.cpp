@@ -1,25 +1,41 @@
 // The readers through the public members: the index rule of each family, the writes that change
-// the records, the cursor over the response document, and the Entry events reaching the handler.
+// the records, flags in and out, the cursor over the response document, the Entry events reaching
+// the handler, and every entry of a large generated feed.
+#include "FeedGenerator.h"
+#include "SurfaceSupport.h"
+
 #include <quillon/Quillon.h>
 
 #include <gtest/gtest.h>
 
+#include <cstdio>
+#include <filesystem>
 #include <string>
+#include <unistd.h>
 #include <vector>
 
 namespace quillon {
 namespace {
 
-const std::string kFeed = std::string(QUILLON_SOURCE_DIR) + "/examples/products-feed.xml";
+using test::FailureText;
+using test::kProductsFeed;
+
+class EntryLog final : public QuillonEvents {
+public:
+  std::vector<std::string> titles;
+  void Entry(const std::string&, const std::string& title, const std::string&,
+             const std::string&) override {
+    titles.push_back(title);
+  }
+};
 
 class EntrySurface : public ::testing::Test {
 protected:
   Quillon q;
-  void SetUp() override { ASSERT_EQ(q.Config("ReadFile=" + kFeed), 0); }
-  std::string LastError() {
-    std::string text;
-    q.Config("LastError", &text);
-    return text;
+  EntryLog log;
+  void SetUp() override {
+    q.SetEventHandler(&log);
+    ASSERT_EQ(q.Config("ReadFile=" + kProductsFeed), 0);
   }
 };
 
@@ -43,19 +59,18 @@ TEST_F(EntrySurface, IndexesOutsideTheirListFailByFamily) {
       {"SchemaKeys", 0, 28206, "Invalid Index"},
   };
   for (const Row& row : rows) {
-    std::string value = "stale";
-    EXPECT_EQ(q.GetProperty(row.name, row.index, value), 381) << row.name;
-    EXPECT_EQ(q.LastFailure().value, 0x800A017Du) << row.name;
-    EXPECT_EQ(q.LastFailure().helpNumber, row.helpNumber) << row.name;
-    EXPECT_EQ(q.ErrorDescription(), "Invalid array index.") << row.name;
-    EXPECT_EQ(LastError(), row.lastError) << row.name;
+    std::string value = "stale", lastError;
+    EXPECT_EQ(FailureText(q.GetProperty(row.name, row.index, value), q.LastFailure()),
+              "381 0x800A017D " + std::to_string(row.helpNumber) + " Invalid array index.")
+        << row.name;
+    q.Config("LastError", &lastError);
+    EXPECT_EQ(lastError, row.lastError) << row.name;
   }
   // Writes test the index in the engine, with its own code.
-  EXPECT_EQ(q.SetEntryPropertiesValue(6, "x"), 432);
-  EXPECT_EQ(q.ErrorDescription(), "Invalid index (out of bounds).");
-  EXPECT_EQ(q.LastFailure().helpNumber, 28149);
-  EXPECT_EQ(q.SetCookieValue(0, "x"), 156);
-  EXPECT_EQ(q.LastFailure().value, 0x800A4EBDu);
+  EXPECT_EQ(FailureText(q.SetEntryPropertiesValue(6, "x"), q.LastFailure()),
+            "432 0x800A4FD1 28149 Invalid index (out of bounds).");
+  EXPECT_EQ(FailureText(q.SetCookieValue(0, "x"), q.LastFailure()),
+            "156 0x800A4EBD 28135 Invalid cookie index (out of range).");
   EXPECT_EQ(q.EntryPropertiesValue(-1), "");
   EXPECT_EQ(q.LastResult(), 381);
 }
@@ -76,6 +91,20 @@ TEST_F(EntrySurface, IndexWritesChangeTheRecords) {
   EXPECT_EQ(q.LastFailure().helpNumber, 28140);
 }
 
+// A flag is true for any number but 0 and for "True" or "yes"; it reads "-1" or "0".
+TEST_F(EntrySurface, FlagsInAndOut) {
+  const std::pair<const char*, bool> rows[] = {{"-1", true},   {"1", true},      {"2", true},
+                                               {"0x10", true}, {"True", true},   {"yes", true},
+                                               {"0", false},   {"false", false}, {"", false}};
+  for (auto [text, flag] : rows) {
+    ASSERT_EQ(q.SetProperty("EntryPropertiesIsNull", 1, text), 0) << text;
+    EXPECT_EQ(q.EntryPropertiesIsNull(1), flag) << text;
+    std::string out;
+    ASSERT_EQ(q.GetProperty("EntryPropertiesIsNull", 1, out), 0) << text;
+    EXPECT_EQ(out, flag ? "-1" : "0") << text;
+  }
+}
+
 TEST_F(EntrySurface, CursorMembersReadTheResponseDocument) {
   ASSERT_EQ(q.SetXPath("/feed/entry[2]/link[2]"), 0);
   EXPECT_TRUE(q.HasXPath("/feed")); // and the cursor stays
@@ -90,25 +119,44 @@ TEST_F(EntrySurface, CursorMembersReadTheResponseDocument) {
   EXPECT_EQ(q.LastFailure().helpNumber, 28249);
 }
 
-class EntryLog final : public QuillonEvents {
-public:
-  std::vector<std::string> titles;
-  void Entry(const std::string&, const std::string& title, const std::string&,
-             const std::string&) override {
-    titles.push_back(title);
-  }
-};
-
-TEST(EntryEvents, ReachTheHandlerWhileOneIsSet) {
-  Quillon q;
-  EntryLog log;
-  q.SetEventHandler(&log);
-  ASSERT_EQ(q.Config("ReadFile=" + kFeed), 0);
+TEST_F(EntrySurface, EntryEventsReachTheHandlerWhileOneIsSet) {
   EXPECT_EQ(log.titles,
             (std::vector<std::string>{"Walnut desk", "Oak chair", "Café table & two stools"}));
   q.SetEventHandler(nullptr);
-  ASSERT_EQ(q.Config("ReadFile=" + kFeed), 0);
+  ASSERT_EQ(q.Config("ReadFile=" + kProductsFeed), 0);
   EXPECT_EQ(log.titles.size(), 3u);
+}
+
+// A generated feed of 50,000 entries read end to end through the typed members: counts and
+// indexes are 32-bit, so every entry is reachable.
+TEST(BigFeed, EveryOneOfFiftyThousandEntriesIsReachable) {
+  constexpr int kEntries = 50000;
+  const std::string path = (std::filesystem::temp_directory_path() /
+                            ("quillon-big-feed-" + std::to_string(::getpid()) + ".xml"))
+                               .string();
+  ASSERT_GT(bench::WriteFeedFile(path, kEntries), 0);
+  Quillon q;
+  std::string result;
+  ASSERT_EQ(q.Config("ReadFile=" + path, &result), 0);
+  std::remove(path.c_str());
+  ASSERT_EQ(result, "0");
+  ASSERT_EQ(q.EntryCount(), kEntries);
+  // Every 50th entry by its index, up to the last, and every property of every 1000th.
+  for (int i = 49; i < kEntries; i += 50) {
+    ASSERT_EQ(q.SetEntryIndex(i), 0) << i;
+    const std::string n = std::to_string(i + 1);
+    ASSERT_EQ(q.EntryId(), "https://services.example.com/Catalog.svc/Products(" + n + ")") << i;
+    if (i % 1000 != 999) continue;
+    ASSERT_EQ(q.EntryPropertiesCount(), bench::kPropertiesPerEntry) << i;
+    EXPECT_EQ(q.EntryPropertiesValue(0), n) << i;
+    EXPECT_EQ(q.EntryPropertiesName(1) + "=" + q.EntryPropertiesValue(1), "Name=Milk " + n) << i;
+    EXPECT_TRUE(q.EntryPropertiesIsNull(4)) << i;
+    EXPECT_EQ(q.EntryPropertiesXPath(11),
+              "/feed/entry[" + std::to_string(i + 1) + "]/content/properties/Address/Country")
+        << i;
+  }
+  EXPECT_EQ(q.EntryIndex(), kEntries - 1);
+  EXPECT_EQ(q.SetEntryIndex(kEntries), 432);
 }
 
 } // namespace

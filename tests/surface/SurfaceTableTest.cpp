@@ -1,14 +1,18 @@
 // The whole public table: every property by name and by its typed member, ids in order, the
 // read-only, design-time and enumeration rules with their failure values and help numbers, and the
-// client certificate settings reaching their engine. Which property is read-only or design-time
-// is the table's own data (QuillonProperties.inc) and is not copied here.
+// client certificate settings reaching their engine, and the settings that move with a write. Which
+// property is read-only or design-time is the table's own data (QuillonProperties.inc) and is not
+// copied here.
 #include "../keys/KeyFiles.h"
+#include "SurfaceSupport.h"
+#include "support/LiveHost.h"
 
 #include <quillon/Quillon.h>
 
 #include <gtest/gtest.h>
 
 #include <array>
+#include <cstdlib>
 #include <functional>
 #include <string>
 #include <vector>
@@ -16,7 +20,8 @@
 namespace quillon {
 namespace {
 
-const std::string kFeed = std::string(QUILLON_SOURCE_DIR) + "/examples/products-feed.xml";
+using test::FailureText;
+using test::kProductsFeed;
 
 template <class T> std::string AsText(const T& value) {
   if constexpr (std::is_same_v<T, std::string>)
@@ -37,37 +42,27 @@ template <class T> T FromText(const std::string& text) {
 
 // Each row of the table as the typed members reach it.
 struct TypedRow {
-  int id;
   std::string name;
   std::function<std::string(Quillon&, int)> read;
   std::function<int(Quillon&, int, const std::string&)> write; // empty when read-only
 };
-#define ARG_None
-#define ARG_Cookie index
-#define ARG_ParsedHeader index
-#define ARG_EntryLinks index
-#define ARG_EntryProperties index
-#define ARG_SchemaKeys index
-#define ARG_Attr index
-#define ARG_XChild index
-#define FIRST_None
-#define FIRST_Cookie index,
-#define FIRST_ParsedHeader index,
-#define FIRST_EntryLinks index,
-#define FIRST_EntryProperties index,
-#define FIRST_SchemaKeys index,
-#define FIRST_Attr index,
-#define FIRST_XChild index,
-#define WRITE_ro(Name, Type, Index) nullptr
-#define WRITE_rw(Name, Type, Index)                                                                \
-  [](Quillon& q, [[maybe_unused]] int index, const std::string& text) {                            \
-    return q.Set##Name(FIRST_##Index FromText<QUILLON_PARAM_##Type>(text));                        \
+// q.Member(index, ...) when the member takes an index, else q.Member(...).
+#define CALL(Member, ...)                                                                          \
+  [&] {                                                                                            \
+    if constexpr (requires { q.Member(index __VA_OPT__(, ) __VA_ARGS__); })                        \
+      return q.Member(index __VA_OPT__(, ) __VA_ARGS__);                                           \
+    else                                                                                           \
+      return q.Member(__VA_ARGS__);                                                                \
+  }()
+#define WRITE_ro(Name, Type) nullptr
+#define WRITE_rw(Name, Type)                                                                       \
+  [](auto& q, int index, const std::string& text) {                                                \
+    return CALL(Set##Name, FromText<QUILLON_PARAM_##Type>(text));                                  \
   }
 const std::vector<TypedRow>& TypedRows() {
   static const std::vector<TypedRow> rows = {
 #define QUILLON_PROPERTY(id, Name, Type, Index, Access, DesignTime, ...)                           \
-  {id, #Name, [](Quillon& q, [[maybe_unused]] int index) { return AsText(q.Name(ARG_##Index)); },  \
-   WRITE_##Access(Name, Type, Index)},
+  {#Name, [](auto& q, int index) { return AsText(CALL(Name)); }, WRITE_##Access(Name, Type)},
 #include "quillon/QuillonProperties.inc"
 #undef QUILLON_PROPERTY
   };
@@ -76,7 +71,7 @@ const std::vector<TypedRow>& TypedRows() {
 
 TEST(SurfaceTable, EveryPropertyReadsAlikeByNameAndByTypedMember) {
   Quillon q;
-  ASSERT_EQ(q.Config("ReadFile=" + kFeed), 0);
+  ASSERT_EQ(q.Config("ReadFile=" + kProductsFeed), 0);
   const auto info = Quillon::Properties();
   const auto& typed = TypedRows();
   ASSERT_EQ(info.size(), 159u);
@@ -136,39 +131,34 @@ TEST(SurfaceTable, NamesMatchInAnyCaseOfTheirLettersOnly) {
   }
 }
 
-TEST(SurfaceTable, ReadOnlyPropertiesRefuseWritesWithTheirHelpNumber) {
-  Quillon q;
+// A write of a read-only property, and in design mode a read of a run-time one, fail with the
+// property's help number.
+TEST(SurfaceTable, ReadOnlyAndRunTimeRulesFailWithTheHelpNumber) {
+  Quillon q, design;
+  design.SetDesignMode(true);
   for (const PropertyInfo& row : Quillon::Properties()) {
-    if (!row.readOnly) continue;
-    EXPECT_EQ(q.SetProperty(row.name, 0, "1"), 383) << row.name;
-    const Failure& failure = q.LastFailure();
-    EXPECT_EQ(failure.value, 0x800A017Fu) << row.name;
-    EXPECT_EQ(failure.helpNumber, row.helpNumber) << row.name;
-    EXPECT_EQ(failure.description, "Property is read-only.") << row.name;
-  }
-}
-
-TEST(SurfaceTable, DesignModeReadsOnlyTheDesignTimeProperties) {
-  Quillon q;
-  q.SetDesignMode(true);
-  for (const PropertyInfo& row : Quillon::Properties()) {
-    std::string value;
-    const int rc = q.GetProperty(row.name, 0, value);
-    if (row.designTime) {
-      EXPECT_NE(rc, 394) << row.name;
-      continue;
+    SCOPED_TRACE(row.name);
+    const std::string help = " " + std::to_string(row.helpNumber) + " ";
+    if (row.readOnly) {
+      EXPECT_EQ(FailureText(q.SetProperty(row.name, 0, "1"), q.LastFailure()),
+                "383 0x800A017F" + help + "Property is read-only.");
     }
-    EXPECT_EQ(rc, 394) << row.name;
-    EXPECT_EQ(q.LastFailure().value, 0x800A018Au) << row.name;
-    EXPECT_EQ(q.LastFailure().helpNumber, row.helpNumber) << row.name;
-    EXPECT_EQ(q.ErrorDescription(), "Property is runtime only (no supported in design time).");
+    std::string value;
+    const int rc = design.GetProperty(row.name, 0, value);
+    if (row.designTime) {
+      EXPECT_NE(rc, 394);
+    } else {
+      EXPECT_EQ(FailureText(rc, design.LastFailure()),
+                "394 0x800A018A" + help +
+                    "Property is runtime only (no supported in design time).");
+    }
   }
   // The bytes of a running event refuse a write as a read; other read-only ones as read-only.
-  EXPECT_EQ(q.SetProperty("TransferTextB", "x"), 394);
-  EXPECT_EQ(q.SetProperty("TransferredDataB", "x"), 383);
-  q.SetDesignMode(false);
-  EXPECT_EQ(q.EntryCount(), 0);
-  EXPECT_EQ(q.LastResult(), 0);
+  EXPECT_EQ(design.SetProperty("TransferTextB", "x"), 394);
+  EXPECT_EQ(design.SetProperty("TransferredDataB", "x"), 383);
+  design.SetDesignMode(false);
+  EXPECT_EQ(design.EntryCount(), 0);
+  EXPECT_EQ(design.LastResult(), 0);
 }
 
 TEST(SurfaceTable, EnumerationsRefuseValuesOutsideTheirRange) {
@@ -237,45 +227,69 @@ TEST(SurfaceTable, CertificateSettingsLoadThroughTheFront) {
   EXPECT_EQ(accepted, cert);
 }
 
-// A write of Authorization moves AuthScheme to authProprietary, unless it holds that or OAuth.
-TEST(SurfaceTable, AuthorizationMovesTheScheme) {
-  const std::pair<AuthSchemes, AuthSchemes> rows[] = {
-      {AuthSchemes::authBasic, AuthSchemes::authProprietary},
-      {AuthSchemes::authNtlm, AuthSchemes::authProprietary},
-      {AuthSchemes::authOAuth, AuthSchemes::authOAuth},
+// A write moves the settings that go with it: a firewall type brings its port, ProxySSL moves the
+// firewall, the host keeps only its address, the credentials are cut, the two automatic settings
+// read the environment's proxy variables, and Authorization moves AuthScheme to authProprietary
+// unless it holds that or authOAuth.
+TEST(SurfaceTable, WritesMoveTheSettingsThatGoWithThem) {
+  struct Row {
+    std::string set; // Name=value;...
+    std::string get; // Name=the value read back then
   };
-  for (auto [before, after] : rows) {
-    Quillon q;
-    ASSERT_EQ(q.SetAuthScheme(before), 0);
-    ASSERT_EQ(q.SetAuthorization("Bearer abc"), 0);
-    EXPECT_EQ(q.AuthScheme(), after) << static_cast<int>(before);
+  const Row rows[] = {
+      {"FirewallType=2", "FirewallPort=1080"},
+      {"FirewallPort=9050", "FirewallType=2"},
+      {"FirewallType=3", "FirewallPort=1080"},
+      {"FirewallType=1", "FirewallPort=80"},
+      {"FirewallType=0", "FirewallPort=0"},
+      {"ProxySSL=3", "FirewallType=1"},
+      {"ProxySSL=3", "FirewallPort=80"},
+      {"ProxySSL=0", "FirewallType=0"},
+      {"FirewallHost=localhost", "FirewallHost=127.0.0.1"},
+      {"FirewallHost=", "FirewallHost="},
+      {"FirewallUser=" + std::string(300, 'u'), "FirewallUser=" + std::string(255, 'u')},
+      {"FirewallPassword=" + std::string(256, 'p'), "FirewallPassword=" + std::string(255, 'p')},
+      // all_proxy gives the SOCKS server; https_proxy the proxy of the default scheme.
+      {"FirewallAutoDetect=True", "FirewallType=2"},
+      {"FirewallAutoDetect=True", "FirewallHost=10.1.2.3"},
+      {"FirewallAutoDetect=True", "FirewallPort=1081"},
+      {"ProxyAutoDetect=True", "ProxyServer=10.0.0.5"},
+      {"ProxyAutoDetect=False", "ProxyServer="},
+      {"FirewallAutoDetect=False", "FirewallHost="},
+      {"AuthScheme=0;Authorization=Bearer a", "AuthScheme=2"},
+      {"AuthScheme=4;Authorization=Bearer b", "AuthScheme=2"},
+      {"AuthScheme=6;Authorization=Bearer c", "AuthScheme=6"},
+  };
+  setenv("all_proxy", "socks4://10.1.2.3:1081", 1);
+  setenv("https_proxy", "http://10.0.0.5:3128", 1);
+  test::LiveHost host;
+  for (const Row& row : rows) {
+    const std::string name = row.get.substr(0, row.get.find('='));
+    std::string value;
+    EXPECT_TRUE(host.Set(row.set));
+    EXPECT_EQ(host.q.GetProperty(name, value), 0) << name;
+    EXPECT_EQ(name + "=" + value, row.get) << row.set.substr(0, 40);
   }
+  unsetenv("all_proxy");
+  unsetenv("https_proxy");
 }
 
 TEST(SurfaceTable, FailuresCarryTextValueAndHelpNumber) {
   Quillon q;
   std::string answer = "stale";
-  EXPECT_EQ(q.Config("NoSuchKey", &answer), -1);
+  EXPECT_EQ(FailureText(q.Config("NoSuchKey", &answer), q.LastFailure()),
+            "-1 0x800A4E20 48101 Unknown config setting.");
   EXPECT_EQ(answer, "");
-  EXPECT_EQ(q.ErrorDescription(), "Unknown config setting.");
-  EXPECT_EQ(q.LastFailure().value, 0x800A4E20u);
-  EXPECT_EQ(q.LastFailure().helpNumber, 48101);
-  EXPECT_EQ(q.SetSchemaEntity("Nothing"), 432);
-  EXPECT_EQ(q.LastFailure().helpNumber, 48111);
+  EXPECT_EQ(FailureText(q.SetSchemaEntity("Nothing"), q.LastFailure()),
+            "432 0x800A4FD1 48111 Could not find schema entity: Nothing.");
   EXPECT_FALSE(q.HasXPath("/feed/nothing")); // never a failure
   EXPECT_EQ(q.LastResult(), 0);
 
-  const std::pair<int, uint32_t> rows[] = {{0, 0},
-                                           {-1, 0x800A4E20},
-                                           {143, 0x800A4EB0},
-                                           {200, 0x800A0007},
-                                           {432, 0x800A4FD1},
-                                           {902, 0x800A51A7},
-                                           {10061, 0x800A61E6},
-                                           {383, 0x800A017F},
-                                           {394, 0x800A018A}};
-  for (const auto& [code, value] : rows)
-    EXPECT_EQ(Quillon::FailureValue(code), value) << code;
+  std::string values;
+  for (int code : {0, -1, 143, 200, 432, 902, 10061, 383, 394})
+    values += std::to_string(code) + "=" + test::Hex32(Quillon::FailureValue(code)) + " ";
+  EXPECT_EQ(values, "0=0x00000000 -1=0x800A4E20 143=0x800A4EB0 200=0x800A0007 432=0x800A4FD1 "
+                    "902=0x800A51A7 10061=0x800A61E6 383=0x800A017F 394=0x800A018A ");
 }
 
 } // namespace

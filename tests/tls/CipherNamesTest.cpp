@@ -24,12 +24,9 @@ namespace {
 TEST(CipherNamesTest, TextsOfCodes) {
   using Namer = void (*)(uint32_t, BufStrBase&);
   const Namer suite = CipherSuiteName, status = PolicyStatusText;
-  const Namer version = [](uint32_t code, BufStrBase& text) {
-    VersionName(static_cast<int>(code), text);
-  };
-  const Namer enabled = [](uint32_t mask, BufStrBase& text) {
-    DescribeEnabledProtocols(mask, text);
-  };
+  const Namer version = [](uint32_t c, BufStrBase& t) { VersionName(static_cast<int>(c), t); };
+  const Namer enabled = [](uint32_t mask, BufStrBase& t) { DescribeEnabledProtocols(mask, t); };
+  // clang-format off
   const struct {
     Namer namer;
     uint32_t code;
@@ -53,11 +50,14 @@ TEST(CipherNamesTest, TextsOfCodes) {
       {enabled, 0xC0000003, "Enabling TLS versions: UNI PCT1 "},
       {enabled, 0, "Enabling TLS versions: "},
       {status, 0, "OK"},
-      {status, 0x800B010F,
-       "[0x800b010f] The certificate's CN name does not match the passed value."},
+      {status, 0x800B0101, "[0x800b0101] A required certificate is not within its validity period."},
+      {status, 0x800B0109, "[0x800b0109] A certification chain processed correctly but terminated in a root certificate not trusted by the trust provider."},
+      {status, 0x800B010A, "[0x800b010a] A chain of certificates was not correctly created."},
+      {status, 0x800B010F, "[0x800b010f] The certificate's CN name does not match the passed value."},
       {status, 0x80096004, "[0x80096004] The signature of the certificate cannot be verified."},
       {status, 0x12345, "[0x12345] (unknown status code)"},
   };
+  // clang-format on
   for (const auto& row : rows) {
     BufStr text;
     row.namer(row.code, text);
@@ -68,19 +68,19 @@ TEST(CipherNamesTest, TextsOfCodes) {
 }
 
 TEST(CipherNamesTest, AlgorithmListsAndTheirCipherLists) {
+  // clang-format off
   const struct {
     const char* list;
     std::vector<uint32_t> ids;
     const char* ciphers;
   } rows[] = {
       {"CALG_AES_256; calg_rsa_keyx ;;foreign", {0x6610, 0xA400}, "kRSA+AES256"},
-      {"CALG_AES_128;CALG_AES_256;CALG_ECDH_EPHEM",
-       {0x660E, 0x6610, 0xAE06},
-       "kECDHE+AES128:kECDHE+AES256"},
+      {"CALG_AES_128;CALG_AES_256;CALG_ECDH_EPHEM", {0x660E, 0x6610, 0xAE06}, "kECDHE+AES128:kECDHE+AES256"},
       {"CALG_SHA;CALG_SHA1", {0x8004, 0x8004}, "SHA1"},
       {"CALG_MD2;CALG_OID_INFO_CNG_ONLY", {0x8001, 0xFFFFFFFF}, ""},
       {"", {}, ""},
   };
+  // clang-format on
   for (const auto& row : rows) {
     uint32_t ids[kMaxAlgorithms];
     const int count = ParseAlgorithmList(row.list, ids, kMaxAlgorithms);
@@ -123,15 +123,14 @@ TEST(CipherNamesTest, HelloMessagesAreReadAtTheirOffsets) {
       {"too short", ServerHello(0, false).substr(0, 45), -1, ""},
   };
   for (const auto& row : rows) {
+    SCOPED_TRACE(row.name);
     BufStr version, suite;
-    EXPECT_EQ(
-        DescribeServerHello(row.bytes.data(), static_cast<int>(row.bytes.size()), version, suite),
-        row.result)
-        << row.name;
+    const int size = static_cast<int>(row.bytes.size());
+    EXPECT_EQ(DescribeServerHello(row.bytes.data(), size, version, suite), row.result);
     if (row.result != 0) continue;
-    EXPECT_EQ(version.View(), std::string("Selected TLS Version: ") + row.version) << row.name;
-    EXPECT_EQ(suite.View(), "Selected Cipher Suite: TLS_ECDHE_RSA_WITH_AES_128_GCM_SHA256 (0xc02f)")
-        << row.name;
+    EXPECT_EQ(version.View(), std::string("Selected TLS Version: ") + row.version);
+    EXPECT_EQ(suite.View(),
+              "Selected Cipher Suite: TLS_ECDHE_RSA_WITH_AES_128_GCM_SHA256 (0xc02f)");
   }
   // A client hello with two suites behind an empty session id.
   std::string hello = std::string(43, 'h') + '\0' + std::string("\x00\x04\x00\x2F\x13\x01", 6);
@@ -156,6 +155,7 @@ TEST(CipherNamesTest, CertificateInHandshakeBytesAndItsNames) {
     return std::string("\x16\x03\x03", 3) + static_cast<char>(body.size() >> 8) +
            static_cast<char>(body.size() & 0xFF) + body;
   };
+  // clang-format off
   const struct {
     const char* name;
     std::string token;
@@ -163,21 +163,20 @@ TEST(CipherNamesTest, CertificateInHandshakeBytesAndItsNames) {
   } rows[] = {
       {"behind a hello in the same record", record(hello + message), 0},
       {"in a record of its own", record(hello) + record(message), 0},
-      {"after an alert record", std::string("\x15\x03\x03\x00\x02\x01\x00", 7) + record(message),
-       0},
+      {"after an alert record", std::string("\x15\x03\x03\x00\x02\x01\x00", 7) + record(message), 0},
       {"split over two records", record(message.substr(0, 100)) + record(message.substr(100)), 281},
       {"record longer than the token", record(message).substr(0, 50), 281},
       {"no certificate", record(hello), 281},
       {"empty", "", 281},
   };
+  // clang-format on
   for (const auto& row : rows) {
+    SCOPED_TRACE(row.name);
     platform::DerBytes cert;
-    EXPECT_EQ(ParseHandshakeCertificate(row.token.data(), static_cast<int>(row.token.size()), cert),
-              row.result)
-        << row.name;
+    const int size = static_cast<int>(row.token.size());
+    EXPECT_EQ(ParseHandshakeCertificate(row.token.data(), size, cert), row.result);
     if (row.result == 0) {
-      EXPECT_EQ(std::string(reinterpret_cast<const char*>(cert.bytes), cert.length), der)
-          << row.name;
+      EXPECT_EQ(std::string(reinterpret_cast<const char*>(cert.bytes), cert.length), der);
     }
   }
   // Names in certificate order, special values quoted, the parts of a multi-valued RDN (in

@@ -1,21 +1,23 @@
 // The secure channel under the port against openssl s_server with certificates made at test
 // time: the judgement of each kind of certificate with its status, event and outcome, the
-// protocol versions, renegotiation, the ends of a channel, bulk data, a client certificate, and
-// servers that answer with garbage, a broken record or nothing.
+// protocol versions, renegotiation, the ends of a channel, bulk data, a server that wants a client
+// certificate, servers that answer with garbage, a broken record or nothing, and the session
+// resumed by the HTTP link.
 #include "TlsPeer.h"
 
+#include "http/HttpClient.h"
 #include "net/PortHarness.h"
 #include "support/Corpus.h"
 #include "support/Peers.h"
 #include "support/ScriptPeer.h"
 #include "tls/SecurePort.h"
+#include "tls/ServerCertificate.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
 #include <cstdlib>
 #include <fstream>
-#include <map>
 #include <optional>
 
 namespace quillon::test {
@@ -24,7 +26,7 @@ namespace {
 using ::testing::Contains;
 using ::testing::ElementsAre;
 using ::testing::HasSubstr;
-using ::testing::Not;
+using ::testing::StartsWith;
 
 class TlsPort : public TestPort {
 public:
@@ -54,6 +56,9 @@ protected:
   static void SetUpTestSuite() { ::setenv("SSL_CERT_FILE", CertFile("CA_FILE").c_str(), 1); }
 };
 
+const char* const kRefused =
+    "Connected(276, Server certificate verification failed. Connection aborted.)";
+
 struct JudgementRow {
   const char* name;
   const char* leaf;
@@ -64,12 +69,6 @@ struct JudgementRow {
 };
 
 TEST_F(SecureChannelTest, EachCertificateIsJudgedWithItsStatusEventAndOutcome) {
-  const std::map<uint32_t, std::string> texts = {
-      {0x800B0101, "A required certificate is not within its validity period."},
-      {0x800B0109, "A certification chain processed correctly but terminated in a root "
-                   "certificate not trusted by the trust provider."},
-      {0x800B010A, "A chain of certificates was not correctly created."},
-      {0x800B010F, "The certificate's CN name does not match the passed value."}};
   const std::vector<std::string> rootSent = {"-cert_chain", CertFile("UNKNOWN_CA_FILE")};
   const std::vector<JudgementRow> rows = {
       {"good chain", "SERVER_CERT", 0},
@@ -96,17 +95,16 @@ TEST_F(SecureChannelTest, EachCertificateIsJudgedWithItsStatusEventAndOutcome) {
     const bool accepted = row.verdict.value_or(row.status == 0);
     char hex[16];
     std::snprintf(hex, sizeof hex, "0x%x", row.status);
-    const std::string status =
-        row.status == 0 ? "OK" : "[" + std::string(hex) + "] " + texts.at(row.status);
+    BufStr status; // the texts are CipherNamesTest's rows
+    PolicyStatusText(row.status, status);
     EXPECT_EQ(port.Connect(server.Port()), accepted ? 0 : 276);
     std::vector<std::string> expected;
     if (row.status != 0)
       expected.push_back("Error(280, error verifying server certificate: " + std::string(hex) +
                          ")");
-    expected.push_back("Auth(" + status + ", " + (row.status == 0 ? "1" : "0") + ")");
-    expected.push_back(accepted ? "Connected(0, OK)"
-                                : "Connected(276, Server certificate verification failed. "
-                                  "Connection aborted.)");
+    expected.push_back("Auth(" + std::string(status.View()) + ", " + (row.status ? "0" : "1") +
+                       ")");
+    expected.push_back(accepted ? "Connected(0, OK)" : kRefused);
     if (!accepted) expected.push_back("Disconnected(0, OK)");
     EXPECT_EQ(port.log, expected);
     ASSERT_EQ(port.certificates.size(), 1u);
@@ -141,19 +139,15 @@ TEST_F(SecureChannelTest, AcceptedCertificateBytesSkipTheEventAndTheChainAddsPem
 TEST_F(SecureChannelTest, EarlyLookAsksWithParsedFirstAndEndsTheConnectionUnlessAccepted) {
   SslServer server("SERVER_CERT", {"-tls1_2"});
   ASSERT_TRUE(server.Ready()) << server.Log();
+  const std::vector<std::string> accepted = {"Auth(Parsed, 0)", "Auth(OK, 1)", "Connected(0, OK)"};
+  const std::vector<std::string> refused = {"Auth(Parsed, 0)", kRefused, "Disconnected(0, OK)"};
   for (const bool parsedVerdict : {true, false}) {
     SCOPED_TRACE(parsedVerdict);
     TlsPort port;
     port.ConfigText("ParseSSLServerCert=True", nullptr);
     port.parsedVerdict = parsedVerdict;
     EXPECT_EQ(port.Connect(server.Port()), parsedVerdict ? 0 : 276);
-    if (parsedVerdict)
-      EXPECT_THAT(port.log, ElementsAre("Auth(Parsed, 0)", "Auth(OK, 1)", "Connected(0, OK)"));
-    else
-      EXPECT_THAT(port.log, ElementsAre("Auth(Parsed, 0)",
-                                        "Connected(276, Server certificate verification failed. "
-                                        "Connection aborted.)",
-                                        "Disconnected(0, OK)"));
+    EXPECT_EQ(port.log, parsedVerdict ? accepted : refused);
     port.Disconnect();
   }
 }
@@ -189,18 +183,14 @@ TEST_F(SecureChannelTest, EnabledProtocolsChooseTheVersion) {
     ASSERT_EQ(rc, 0) << port.LastErrorText();
     if (&row == rows) { // the status sequence of a whole handshake
       ASSERT_GE(port.statuses.size(), 8u);
-      EXPECT_THAT(std::vector(port.statuses.begin(), port.statuses.begin() + 4),
+      EXPECT_THAT(std::vector(port.statuses.begin(), port.statuses.begin() + 6),
                   ElementsAre("Attempting to connect to server.", "Socket connection established.",
                               "Starting secure channel handshake.",
-                              "Enabling TLS versions: TLS1.2 TLS1.1 TLS1.0 "));
-      EXPECT_THAT(port.statuses[4], HasSubstr("Cipher Suites:\r\n    "));
-      EXPECT_THAT(port.statuses[5], HasSubstr("Sending "));
+                              "Enabling TLS versions: TLS1.2 TLS1.1 TLS1.0 ",
+                              HasSubstr("Cipher Suites:\r\n    "), HasSubstr("Sending ")));
     }
-    bool named = false;
-    for (const std::string& status : port.statuses)
-      named =
-          named || status.find(std::string("Negotiated SSL parameters: ") + row.negotiated) == 0;
-    EXPECT_TRUE(named) << ::testing::PrintToString(port.statuses);
+    EXPECT_THAT(port.statuses,
+                Contains(StartsWith(std::string("Negotiated SSL parameters: ") + row.negotiated)));
     port.Disconnect();
   }
 }
@@ -275,7 +265,8 @@ std::string BodyOf(TlsPort& port, int serverPort, const std::string& request) {
   return head == std::string::npos ? "no head: " + port.received : port.received.substr(head + 4);
 }
 
-TEST_F(SecureChannelTest, LargeBodyArrivesByteForByte) {
+// 24 MiB of noise from s_server, then nginx's large feed, whose close_notify ends the channel.
+TEST_F(SecureChannelTest, LargeBodiesArriveByteForByte) {
   std::string body(24 << 20, '\0');
   uint32_t x = 12345;
   for (char& c : body) {
@@ -288,40 +279,25 @@ TEST_F(SecureChannelTest, LargeBodyArrivesByteForByte) {
   TlsPort port;
   const std::string got = BodyOf(port, server.Port(), "GET /big.bin HTTP/1.0\r\n\r\n");
   EXPECT_TRUE(got == body) << "received " << got.size() << " of " << body.size();
+
+  const std::string feed = FileText(PeerValue("nginx", "DOC_ROOT") + "/feeds/large.xml");
+  ASSERT_GT(feed.size(), 100000u);
+  TlsPort nginx;
+  EXPECT_TRUE(BodyOf(nginx, std::atoi(PeerValue("nginx", "HTTPS_PORT").c_str()),
+                     "GET /feeds/large.xml HTTP/1.0\r\nHost: localhost\r\n\r\n") == feed);
+  EXPECT_THAT(nginx.statuses, Contains("Server signaled end of session."));
+  EXPECT_EQ(nginx.log.back(), "Disconnected(0, OK)");
 }
 
-TEST_F(SecureChannelTest, ClientCertificateGoesWhenTheServerAsks) {
+// The certificate that goes is checked by ClientCertHandshake of the key tests; without one the
+// handshake fails and says what the server asked for.
+TEST_F(SecureChannelTest, ServerThatAsksForAClientCertificateRefusesAChannelWithout) {
   SslServer server("SERVER_CERT",
                    {"-Verify", "1", "-CAfile", CertFile("CA_FILE"), "-verify_return_error"});
   ASSERT_TRUE(server.Ready());
-  // The client certificate and key as the key readers hand them over: PKCS#12, no password.
-  const std::string pfxPath = server.Folder() + "/client.pfx";
-  ASSERT_EQ(std::system(("openssl pkcs12 -export -passout pass: -in " + CertFile("CLIENT_CERT") +
-                         " -inkey " + CertFile("CLIENT_KEY") + " -out " + pfxPath)
-                            .c_str()),
-            0);
-  const std::string pfx = FileText(pfxPath);
   TlsPort port;
-  port.SetClientCertificate(pfx.data(), static_cast<int>(pfx.size()));
-  ASSERT_EQ(port.Connect(server.Port()), 0) << port.LastErrorText();
-  ASSERT_EQ(port.SendAll("ping\n", 5, false, false), 0);
-  EXPECT_TRUE(server.WaitFor("ping")) << server.Log();
-  EXPECT_THAT(server.Log(), HasSubstr("quillon-client"));
-  port.Disconnect();
-
-  TlsPort without;
-  EXPECT_NE(without.Connect(server.Port()), 0);
-  EXPECT_THAT(without.statuses, Contains("Client certificate requested from server."));
-}
-
-TEST_F(SecureChannelTest, NginxBodyArrivesWholeAndItsCloseNotifyEndsTheChannel) {
-  const std::string body = FileText(PeerValue("nginx", "DOC_ROOT") + "/feeds/large.xml");
-  ASSERT_GT(body.size(), 100000u);
-  TlsPort port;
-  EXPECT_TRUE(BodyOf(port, std::atoi(PeerValue("nginx", "HTTPS_PORT").c_str()),
-                     "GET /feeds/large.xml HTTP/1.0\r\nHost: localhost\r\n\r\n") == body);
-  EXPECT_THAT(port.statuses, Contains("Server signaled end of session."));
-  EXPECT_EQ(port.log.back(), "Disconnected(0, OK)");
+  EXPECT_NE(port.Connect(server.Port()), 0);
+  EXPECT_THAT(port.statuses, Contains("Client certificate requested from server."));
 }
 
 TEST_F(SecureChannelTest, SettingsShapeTheHandshake) {
@@ -369,23 +345,19 @@ struct BadPeerRow {
 };
 
 TEST_F(SecureChannelTest, BadServersEndWithACodeAndText) {
+  // clang-format off
   const BadPeerRow rows[] = {
-      {"garbage", "HTTP/1.1 400 Bad Request\r\n\r\n", true, 276,
-       "error during handshake[2]: 0x80090326"},
-      {"truncated record", std::string("\x16\x03\x03\x00\x40hello", 10), true, 276,
-       "Server disconnected before handshake completion [0xffffffff]."},
-      {"record over the maximum", std::string("\x16\x03\x03\xff\xff", 5) + "x", false, 276,
-       "error during handshake[2]: 0x80090326"},
+      {"garbage", "HTTP/1.1 400 Bad Request\r\n\r\n", true, 276, "error during handshake[2]: 0x80090326"},
+      {"truncated record", std::string("\x16\x03\x03\x00\x40hello", 10), true, 276, "Server disconnected before handshake completion [0xffffffff]."},
+      {"record over the maximum", std::string("\x16\x03\x03\xff\xff", 5) + "x", false, 276, "error during handshake[2]: 0x80090326"},
       {"stall", "", false, 301, "Timeout."},
   };
+  // clang-format on
   for (const BadPeerRow& row : rows) {
     SCOPED_TRACE(row.name);
     ScriptPeer peer;
     if (!row.bytes.empty()) peer.Send(row.bytes);
-    if (row.close)
-      peer.Close();
-    else
-      peer.StaySilent();
+    row.close ? peer.Close() : peer.StaySilent();
     peer.Start();
     TlsPort port;
     port.SetTimeout(1000, true);
@@ -393,6 +365,36 @@ TEST_F(SecureChannelTest, BadServersEndWithACodeAndText) {
     EXPECT_STREQ(port.LastErrorText(), row.text);
     port.Disconnect();
     EXPECT_EQ(port.socketHandle, platform::kInvalidSocket);
+  }
+}
+
+// ReuseSSLSession over the HTTP link against s_server -www, whose status page says whether the
+// session was new or resumed: the second connection resumes the first one's session for a host
+// given by name and by address alike, and never with the setting off.
+TEST_F(SecureChannelTest, SecondConnectionOfTheLinkResumesTheSessionWhenAsked) {
+  SslServer server("SERVER_CERT", {"-www", "-cert_chain", CertFile("CA_FILE")});
+  ASSERT_TRUE(server.Ready());
+  struct Row {
+    const char* host;
+    bool reuse;
+    const char* second; // how the status page starts the second session's line
+  };
+  const Row rows[] = {{"127.0.0.1", true, "Reused, "},
+                      {"localhost", true, "Reused, "},
+                      {"127.0.0.1", false, "New, "}};
+  for (const Row& row : rows) {
+    HttpClient client;
+    client.SetTimeout(10, true);
+    client.DefaultScheme.Assign("https");
+    client.reuseSSLSession = row.reuse;
+    const std::string url =
+        "https://" + std::string(row.host) + ":" + std::to_string(server.Port()) + "/";
+    for (const char* expected : {"New, ", row.second}) {
+      ASSERT_EQ(client.SetURL(url.c_str(), 0), 0);
+      ASSERT_EQ(client.RunAction(actGet), 0) << row.host << ": " << client.lastError.Data();
+      EXPECT_NE(client.TransferredData.Find(expected), -1)
+          << row.host << (row.reuse ? " reusing: " : ": ") << client.TransferredData.Data();
+    }
   }
 }
 

@@ -16,11 +16,9 @@
 
 namespace quillon::test {
 
-namespace {
-std::string Quoted(const std::string& text) {
+static std::string Quoted(const std::string& text) {
   return "'" + text + "'";
 }
-} // namespace
 
 std::string CertFile(std::string_view key) {
   return PeerValue("certs", key);

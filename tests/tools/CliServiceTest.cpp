@@ -1,6 +1,8 @@
-// The command-line program talking to the sample service: a query and its progress line, and the
-// quick start's main job from start to end.
-#include "support/CliRunner.h"
+// The command-line program talking to live servers: a query of the sample service and its
+// progress line, the quick start's main job from start to end, and a query of nginx over HTTPS,
+// refused while the test CA is not trusted and through once it is (SSL_CERT_FILE) or once the
+// server's certificate is named as accepted.
+#include "CliCheck.h"
 #include "support/Peers.h"
 
 #include <gtest/gtest.h>
@@ -57,6 +59,22 @@ TEST(CliServiceTest, QuickStartMainJob) {
   for (const char* step : {"QueryService: OK", "GetSchema: OK", "CreateEntry: OK",
                            "UpdateEntry: OK", "412 Precondition Failed", "DeleteEntry: OK"})
     EXPECT_NE(run.out.find(step), std::string::npos) << step << "\n" << run.out;
+}
+
+TEST(CliServiceTest, QueryOverHttpsIsJudgedByTheTrustedCa) {
+  QUILLON_REQUIRE_CLI();
+  const std::string query = "-p ServiceRootURI=" + PeerValue("nginx", "HTTPS_URL") +
+                            "/odata/ -p ResourcePath=Items -p QueryTop=2 QueryService";
+  const std::string accepted =
+      "-p \"SSLAcceptServerCertEncoded=$(cat " + PeerValue("certs", "SERVER_CERT") + ")\" ";
+  ::unsetenv("SSL_CERT_FILE");
+  Check({query,
+         1,
+         {"quillon: error 276: Server certificate verification failed. Connection aborted."}});
+  Check({accepted + query, 0, {"QueryService: OK"}});
+  ::setenv("SSL_CERT_FILE", PeerValue("certs", "CA_FILE").c_str(), 1);
+  Check({query, 0, {"QueryService: OK"}});
+  ::unsetenv("SSL_CERT_FILE");
 }
 
 } // namespace

@@ -1,5 +1,7 @@
-// Runs the command-line program as a user would and checks its output and exit status.
-#include "support/CliRunner.h"
+// Runs the command-line program as a user would and checks its output and exit status, the
+// schema of the real EDMX documents for a person and as the "schema" member of the JSON document
+// among them.
+#include "CliCheck.h"
 
 #include <gtest/gtest.h>
 
@@ -8,10 +10,13 @@
 #include <fstream>
 #include <string>
 #include <unistd.h>
+#include <utility>
 #include <vector>
 
 namespace {
 
+using quillon::test::Check;
+using quillon::test::CliCall;
 using quillon::test::CliRun;
 using quillon::test::RunCli;
 
@@ -45,12 +50,7 @@ TEST_F(Cli, OutputAndExitStatusOfEachCall) {
       "quillon-cli-service", "<service><workspace><collection href='A'/></workspace></service>");
   const std::string offline = "-p ServiceRootURI=http://127.0.0.1:9/svc " + read + " ";
   const char* refused = "error 10061: [10061] Connection refused";
-  struct Row {
-    std::string arguments;
-    int status;
-    std::vector<const char*> parts;
-  };
-  const Row rows[] = {
+  const CliCall rows[] = {
       {"--json -c Bogus",
        1,
        {"\"result\": -1", "\"lastError\": \"Unknown config setting.\"", "\"events\": []"}},
@@ -99,15 +99,53 @@ TEST_F(Cli, OutputAndExitStatusOfEachCall) {
       {offline + "DeleteEntry", 1, {refused}},
       {offline + "UpdateProperty /feed/entry[1]/content/properties/Name New", 1, {refused}},
   };
-  for (const Row& row : rows) {
-    const CliRun run = RunCli(row.arguments);
-    EXPECT_EQ(run.status, row.status) << row.arguments << "\n" << run.out;
-    for (const char* part : row.parts)
-      EXPECT_NE(run.out.find(part), std::string::npos) << row.arguments << ": " << part << "\n"
-                                                       << run.out;
-  }
+  for (const CliCall& row : rows)
+    Check(row);
   for (const std::string& file : {error, broken, service})
     std::remove(file.c_str());
+}
+
+// A saved EDMX response read in JSON and in text: the pieces each must hold, and how often some
+// members come. The JSON events are those of the read: three sets, then the seven properties of
+// the first; the report's own moves raise none.
+// Without a schema the JSON document's "schema" member is there and empty.
+TEST_F(Cli, SchemaSetsKeysPropertiesAndAssociationsInJsonAndText) {
+  QUILLON_REQUIRE_CORPUS();
+  const std::string atom = " -c ReadFile=" + quillon::test::CorpusFile("atom/");
+  const CliCall rows[] = {
+      {"--json" + atom + "metadataProducts.xml",
+       0,
+       {"\"rootKind\": \"edmx\"",
+        "\"SchemaEntityName\": \"Suppliers\",\n        \"SchemaEntityDescription\": \"\",\n"
+        "        \"SchemaEntitySummary\": \"\",\n        \"keys\": [\n          \"ID\"\n"
+        "        ],",
+        "\"SchemaPropertyName\": \"Address\",\n            \"SchemaPropertyType\": "
+        "\"ODataDemo.Address\",\n            \"SchemaPropertyNullable\": false,\n"
+        "            \"SchemaPropertyIsComplexType\": true,",
+        "\"SchemaPropertyAttributes\": \"Name=\\\"ID\\\" Type=\\\"Edm.Int32\\\" "
+        "Nullable=\\\"false\\\"\"",
+        "\"SchemaAssociationFromRoleEntity\": \"Product\",\n"
+        "            \"SchemaAssociationFromRoleMultiplicity\": 2,",
+        "\"SchemaAssociationName\": \"Products\",\n            \"SchemaAssociationOnDelete\": "
+        "0,\n"
+        "            \"SchemaAssociationRelationship\": \"Product_Supplier_Supplier_Products\","},
+       {{"\"SchemaEntityName\"", 3},
+        {"\"SchemaAssociationName\"", 4},
+        {"\"event\": \"Entity\"", 3},
+        {"\"event\": \"Property\"", 7}}},
+      {atom + "refScenario.edmx",
+       0,
+       {"Schema: 21 entity sets\n", "\nEntity set Photos\n  Keys: Id, Type\n",
+        "    Location                 RefScenario.c_Location       nullable  complex\n"
+        "      City                   RefScenario.c_City           nullable  complex\n"
+        "      Country                Edm.String                   nullable\n",
+        "    nb_Rooms: BuildingRooms\n      from r_Building [Building, 1] to r_Room [Room, *]\n"},
+       {}},
+      // Without a schema the member is there and empty.
+      {"--json -c CodePage", 0, {"\"schema\": {\n    \"entities\": []\n  }"}, {}},
+  };
+  for (const CliCall& row : rows)
+    Check(row);
 }
 
 } // namespace

@@ -1,12 +1,12 @@
-// A blocking HTTP/1.1 client connection to 127.0.0.1 for tests and benchmarks that play the legs
-// of an exchange themselves: one GET at a time, each answer read to the end of its body.
+// A blocking HTTP/1.1 client connection to 127.0.0.1 for benchmarks that play the legs of an
+// exchange themselves: one GET at a time, each answer read to the end of its body.
 #pragma once
 
 #include "platform/Socket.h"
 
 #include <string>
 
-namespace quillon::test {
+namespace quillon::bench {
 
 class LoopbackHttp {
 public:
@@ -53,4 +53,4 @@ private:
   platform::SocketId s;
 };
 
-} // namespace quillon::test
+} // namespace quillon::bench
