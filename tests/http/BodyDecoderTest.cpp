@@ -111,11 +111,10 @@ TEST(BodyDecoderTest, CodingNames) {
   // a header before it chose.
   BodyDecoder decoder;
   const char* failure = nullptr;
-  const std::pair<const char*, int> steps[] = {{"identity", codingNone},
-                                               {"gZiP", codingGzip},
-                                               {"gzip, deflate", codingGzip},
-                                               {"DEFLATE", codingDeflate},
-                                               {" gzip", codingDeflate}};
+  // clang-format off
+  const std::pair<const char*, int> steps[] = {{"identity", codingNone}, {"gZiP", codingGzip}, {"gzip, deflate", codingGzip},
+                                               {"DEFLATE", codingDeflate}, {" gzip", codingDeflate}};
+  // clang-format on
   for (const auto& [value, coding] : steps) {
     ASSERT_EQ(decoder.Start(value, &failure), errNone);
     EXPECT_EQ(decoder.ContentCoding, coding) << "\"" << value << "\"";
@@ -141,6 +140,7 @@ TEST(BodyDecoderTest, FailuresGiveCodeAndText) {
     std::string first, second;
     const char* expected;
   };
+  // clang-format off
   const Row rows[] = {
       {"zlib wrapper under deflate", "deflate", zlib, "", corrupt},
       {"reserved block type", "deflate", notDeflate, "", corrupt},
@@ -148,11 +148,11 @@ TEST(BodyDecoderTest, FailuresGiveCodeAndText) {
       {"zlib wrapper under gzip", "gzip", zlib, "", badHeader},
       {"magic wrong in the second piece", "gzip", "\x1f", "\x8c rest", badHeader},
       {"reserved flag", "gzip", std::string("\x1f\x8b\x08\x80", 4), "", badHeader},
-      {"method not deflate", "gzip", std::string("\x1f\x8b\x07\0\0\0\0\0\0\x03", 10), "",
-       badHeader},
+      {"method not deflate", "gzip", std::string("\x1f\x8b\x07\0\0\0\0\0\0\x03", 10), "", badHeader},
       // A failure repeats for later pieces: the gathered bytes stay refused.
       {"later pieces of a bad header", "gzip", "plain", gzip, badHeader},
   };
+  // clang-format on
   for (const Row& r : rows)
     EXPECT_EQ(DecodeAs(r.coding, {r.first, r.second}), r.expected) << "row: " << r.row;
 

@@ -41,29 +41,16 @@ TEST(DigestAuthTest, PublishedExamplesInOrderAndQuoting) {
   struct Row {
     const char *challenge, *password, *cnonce, *expected;
   };
+  // clang-format off
   const Row rows[] = {
       {kRfc2617Challenge, "Circle Of Life", "0a4f113b",
-       "Digest username=\"Mufasa\", realm=\"testrealm@host.com\", "
-       "nonce=\"dcd98b7102dd2f0e8b11d0f600bfb0c093\", uri=\"/dir/index.html\", "
-       "algorithm=\"md5\", qop=\"auth\", nc=00000001, cnonce=\"0a4f113b\", "
-       "response=\"6629fae49393a05397450978507c4ef1\", "
-       "opaque=\"5ccc069c403ebaf9f0171e9517f40e41\""},
-      {"realm=\"http-auth@example.org\", qop=\"auth, auth-int\", algorithm=MD5, "
-       "nonce=\"7ypf/xlj9XXwfDPEoM4URrv/xwf94BcCAzFZH4GiTo0v\", "
-       "opaque=\"FQhe/qaU925kfnzjCev0ciny7QMkPqMAFRtzCUYo5tdS\"",
-       "Circle of Life", "f2/wE4q74E6zIJEtWaHKaf5wv/H5QzzpXusqGemxURZJ",
-       "Digest username=\"Mufasa\", realm=\"http-auth@example.org\", "
-       "nonce=\"7ypf/xlj9XXwfDPEoM4URrv/xwf94BcCAzFZH4GiTo0v\", uri=\"/dir/index.html\", "
-       "algorithm=\"MD5\", qop=\"auth\", nc=00000001, "
-       "cnonce=\"f2/wE4q74E6zIJEtWaHKaf5wv/H5QzzpXusqGemxURZJ\", "
-       "response=\"8ca523f5e9506fed4657c9700eebdbec\", "
-       "opaque=\"FQhe/qaU925kfnzjCev0ciny7QMkPqMAFRtzCUYo5tdS\""},
-      {"realm=\"testrealm@host.com\", nonce=\"dcd98b7102dd2f0e8b11d0f600bfb0c093\"",
-       "Circle Of Life", nullptr,
-       "Digest username=\"Mufasa\", realm=\"testrealm@host.com\", "
-       "nonce=\"dcd98b7102dd2f0e8b11d0f600bfb0c093\", uri=\"/dir/index.html\", "
-       "algorithm=\"md5\", response=\"670fd8c2df070c60b045671b8b24ff02\""},
+       "Digest username=\"Mufasa\", realm=\"testrealm@host.com\", nonce=\"dcd98b7102dd2f0e8b11d0f600bfb0c093\", uri=\"/dir/index.html\", algorithm=\"md5\", qop=\"auth\", nc=00000001, cnonce=\"0a4f113b\", response=\"6629fae49393a05397450978507c4ef1\", opaque=\"5ccc069c403ebaf9f0171e9517f40e41\""},
+      {"realm=\"http-auth@example.org\", qop=\"auth, auth-int\", algorithm=MD5, nonce=\"7ypf/xlj9XXwfDPEoM4URrv/xwf94BcCAzFZH4GiTo0v\", opaque=\"FQhe/qaU925kfnzjCev0ciny7QMkPqMAFRtzCUYo5tdS\"", "Circle of Life", "f2/wE4q74E6zIJEtWaHKaf5wv/H5QzzpXusqGemxURZJ",
+       "Digest username=\"Mufasa\", realm=\"http-auth@example.org\", nonce=\"7ypf/xlj9XXwfDPEoM4URrv/xwf94BcCAzFZH4GiTo0v\", uri=\"/dir/index.html\", algorithm=\"MD5\", qop=\"auth\", nc=00000001, cnonce=\"f2/wE4q74E6zIJEtWaHKaf5wv/H5QzzpXusqGemxURZJ\", response=\"8ca523f5e9506fed4657c9700eebdbec\", opaque=\"FQhe/qaU925kfnzjCev0ciny7QMkPqMAFRtzCUYo5tdS\""},
+      {"realm=\"testrealm@host.com\", nonce=\"dcd98b7102dd2f0e8b11d0f600bfb0c093\"", "Circle Of Life", nullptr,
+       "Digest username=\"Mufasa\", realm=\"testrealm@host.com\", nonce=\"dcd98b7102dd2f0e8b11d0f600bfb0c093\", uri=\"/dir/index.html\", algorithm=\"md5\", response=\"670fd8c2df070c60b045671b8b24ff02\""},
   };
+  // clang-format on
   for (const Row& row : rows) {
     SCOPED_TRACE(row.challenge);
     DigestState state;
@@ -184,16 +171,15 @@ TEST(HttpAuthTest, BasicHeaders) {
 // answers it for the request on the wire (URLPath, RequestMethod). auth-int hashes PostData; the
 // proxy's header names no algorithm, and an unknown qop leaves it without a response.
 TEST(HttpAuthTest, DigestFromAChallengeAtServerAndProxy) {
+  // clang-format off
   struct Row {
     bool proxy;
     const char *method, *challenge, *expected;
   } rows[] = {
-      {false, "POST",
-       "nonce=\"dcd98b7102dd2f0e8b11d0f600bfb0c093\", realm=\"testrealm@host.com\", qop=auth-int",
-       "qop=\"auth-int\", nc=00000001, cnonce=\"0a4f113b\", "
-       "response=\"e60940bf05a037c395db4430c28f7c93\""},
+      {false, "POST", "nonce=\"dcd98b7102dd2f0e8b11d0f600bfb0c093\", realm=\"testrealm@host.com\", qop=auth-int", "qop=\"auth-int\", nc=00000001, cnonce=\"0a4f113b\", response=\"e60940bf05a037c395db4430c28f7c93\""},
       {true, "GET", kRfc2617Challenge, "response=\"6629fae49393a05397450978507c4ef1\""},
   };
+  // clang-format on
   for (const Row& row : rows) {
     SCOPED_TRACE(row.proxy ? "proxy" : "server");
     QuillonCore core;

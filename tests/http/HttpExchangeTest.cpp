@@ -75,38 +75,22 @@ TEST(HttpExchangeTest, RequestBytesOnTheWire) {
   };
   const std::string attached = ::testing::TempDir() + "quillon-attached.txt";
   std::ofstream(attached, std::ios::binary) << "FILE";
+  // clang-format off
   const Row rows[] = {
-      {"defaults", "", "http://%H/a?b=c", actGet,
-       "GET /a?b=c HTTP/1.1\r\nHost: %H\r\n%AConnection: close\r\n\r\n"},
-      {"header order, one-shot cookie, 1.0 keep-alive",
-       "KeepAlive=True;HTTPVersion=1.0;HttpCookies=a=1;IfModifiedSince=Mon;AllowHTTPCompression=1;"
-       "OtherHeaders=X-A: 1\n;Authorization=Bearer t",
-       "http://%H/", actHead,
-       "HEAD / HTTP/1.0\r\nHost: %H\r\nAuthorization: Bearer t\r\nAccept-Encoding: gzip, "
-       "deflate\r\n%AIf-Modified-Since: Mon\r\nCookie: a=1\r\nConnection: Keep-Alive\r\nX-A: "
-       "1\r\n\r\n"},
-      {"Host given by the caller", "OtherHeaders=Host: other\r\n\r\n", "http://%H/", actDelete,
-       "DELETE / HTTP/1.1\r\n%AConnection: close\r\nHost: other\r\n\r\n"},
-      {"body from memory", "ContentType=text/plain;PostData=hello", "http://%H/p", actPost,
-       "POST /p HTTP/1.1\r\nHost: %H\r\n%AConnection: close\r\nContent-Type: text/plain\r\n"
-       "Content-Length: 5\r\n\r\nhello"},
-      {"chunked upload of memory and file",
-       "UseChunkedEncoding=True;ChunkSize=4;PostData=abcdefghij;HTTPMethod=MERGE;AttachedFile=%F",
-       "http://%H/", actPut,
-       "MERGE / HTTP/1.1\r\nHost: %H\r\n%AConnection: close\r\nTransfer-Encoding: chunked\r\n\r\n"
-       "4\r\nabcd\r\n4\r\nefgh\r\n2\r\nij\r\n4\r\nFILE\r\n0\r\n\r\n"},
-      {"Digest withholds the body of its first leg", "AuthScheme=1;User=u;PostData=secret",
-       "http://%H/", actPost,
-       "POST / HTTP/1.1\r\nHost: %H\r\n%AConnection: close\r\nContent-Length: 0\r\n\r\n"},
-      {"credentials in the URL, encoded path", "EncodeURL=True", "http://u:p@%H/a b/~c?x=y z&w=/",
-       actGet,
-       "GET /a%20b/%7Ec?x=y%20z&w=%2F HTTP/1.1\r\nHost: %H\r\nAuthorization: Basic dTpw\r\n"
-       "%AConnection: close\r\n\r\n"},
-      {"plain proxy", "ProxyServer=127.0.0.1;ProxyPort=%P;ProxyUser=pu;ProxyPassword=pp",
-       "http://example.invalid:8080/x?q", actGet,
-       "GET http://example.invalid:8080/x?q HTTP/1.1\r\nHost: example.invalid:8080\r\n"
-       "Proxy-Authorization: Basic cHU6cHA=\r\n%AConnection: close\r\n\r\n"},
+      {"defaults", "", "http://%H/a?b=c", actGet, "GET /a?b=c HTTP/1.1\r\nHost: %H\r\n%AConnection: close\r\n\r\n"},
+      {"header order, one-shot cookie, 1.0 keep-alive", "KeepAlive=True;HTTPVersion=1.0;HttpCookies=a=1;IfModifiedSince=Mon;AllowHTTPCompression=1;OtherHeaders=X-A: 1\n;Authorization=Bearer t", "http://%H/", actHead,
+       "HEAD / HTTP/1.0\r\nHost: %H\r\nAuthorization: Bearer t\r\nAccept-Encoding: gzip, deflate\r\n%AIf-Modified-Since: Mon\r\nCookie: a=1\r\nConnection: Keep-Alive\r\nX-A: 1\r\n\r\n"},
+      {"Host given by the caller", "OtherHeaders=Host: other\r\n\r\n", "http://%H/", actDelete, "DELETE / HTTP/1.1\r\n%AConnection: close\r\nHost: other\r\n\r\n"},
+      {"body from memory", "ContentType=text/plain;PostData=hello", "http://%H/p", actPost, "POST /p HTTP/1.1\r\nHost: %H\r\n%AConnection: close\r\nContent-Type: text/plain\r\nContent-Length: 5\r\n\r\nhello"},
+      {"chunked upload of memory and file", "UseChunkedEncoding=True;ChunkSize=4;PostData=abcdefghij;HTTPMethod=MERGE;AttachedFile=%F", "http://%H/", actPut,
+       "MERGE / HTTP/1.1\r\nHost: %H\r\n%AConnection: close\r\nTransfer-Encoding: chunked\r\n\r\n4\r\nabcd\r\n4\r\nefgh\r\n2\r\nij\r\n4\r\nFILE\r\n0\r\n\r\n"},
+      {"Digest withholds the body of its first leg", "AuthScheme=1;User=u;PostData=secret", "http://%H/", actPost, "POST / HTTP/1.1\r\nHost: %H\r\n%AConnection: close\r\nContent-Length: 0\r\n\r\n"},
+      {"credentials in the URL, encoded path", "EncodeURL=True", "http://u:p@%H/a b/~c?x=y z&w=/", actGet,
+       "GET /a%20b/%7Ec?x=y%20z&w=%2F HTTP/1.1\r\nHost: %H\r\nAuthorization: Basic dTpw\r\n%AConnection: close\r\n\r\n"},
+      {"plain proxy", "ProxyServer=127.0.0.1;ProxyPort=%P;ProxyUser=pu;ProxyPassword=pp", "http://example.invalid:8080/x?q", actGet,
+       "GET http://example.invalid:8080/x?q HTTP/1.1\r\nHost: example.invalid:8080\r\nProxy-Authorization: Basic cHU6cHA=\r\n%AConnection: close\r\n\r\n"},
   };
+  // clang-format on
   for (const Row& row : rows) {
     SCOPED_TRACE(row.name);
     ScriptPeer peer;
@@ -148,23 +132,20 @@ TEST(HttpExchangeTest, OddAndBrokenAnswers) {
   const std::string longLine(300000, 'a');
   const char* cut = "Connection closed before the whole response arrived.";
   const std::string ok = "HTTP/1.1 200 OK\r\n", chunked = ok + "Transfer-Encoding: chunked\r\n\r\n";
+  // clang-format off
   const Row rows[] = {
       {"no status line", "hello\r\n", true, 10057, "Connection closed.", "hello\r\n"},
-      {"endless header line", ok + "X: " + longLine, false, 151, "The response head is too long.",
-       ""},
-      {"endless chunk size line", chunked + longLine, false, 151,
-       "The chunk size line is too long.", ""},
+      {"endless header line", ok + "X: " + longLine, false, 151, "The response head is too long.", ""},
+      {"endless chunk size line", chunked + longLine, false, 151, "The chunk size line is too long.", ""},
       {"close inside the headers", ok + "Content-Le", true, 10057, cut, ""},
       {"close inside a length body", ok + "Content-Length: 9\r\n\r\nabc", true, 10057, cut, "abc"},
       {"close inside a chunked body", chunked + "9\r\nabc", true, 10057, cut, "abc"},
       {"garbled chunk size ends the body", chunked + "zz\r\n\r\n", true, errNone, "", ""},
-      {"a status without a number", "HTTP/1.1 OK\r\nContent-Length: 0\r\n\r\n", true, 151,
-       "HTTP protocol error. 0 .", ""},
-      {"a refusal", "HTTP/1.1 404 Not Found\r\nContent-Length: 4\r\n\r\ngone", true, 151,
-       "HTTP protocol error. 404 Not Found.", "gone"},
-      {"the server stops sending", ok + "Content-Length: 9\r\n\r\nabc", false, 301, "Timeout.",
-       "abc"},
+      {"a status without a number", "HTTP/1.1 OK\r\nContent-Length: 0\r\n\r\n", true, 151, "HTTP protocol error. 0 .", ""},
+      {"a refusal", "HTTP/1.1 404 Not Found\r\nContent-Length: 4\r\n\r\ngone", true, 151, "HTTP protocol error. 404 Not Found.", "gone"},
+      {"the server stops sending", ok + "Content-Length: 9\r\n\r\nabc", false, 301, "Timeout.", "abc"},
   };
+  // clang-format on
   for (const Row& row : rows) {
     ScriptPeer peer;
     peer.Expect("GET / {*}\r\n\r\n").Send(row.answer);

@@ -46,9 +46,9 @@ TEST(HttpHeadersTest, SplitHeaderLine) {
 // takes a continuation without a tab in front.
 TEST(HttpHeadersTest, ContinuationsFoldWithATab) {
   QuillonCore core;
-  const char* lines[][2] = {{"", "dropped"}, {"X-Long", "first"}, {"", "second"},
-                            {"", ""},        {"", "third"},       {"Empty", ""},
-                            {"", "only"},    {"x-long", "again"}};
+  // clang-format off
+  const char* lines[][2] = {{"", "dropped"}, {"X-Long", "first"}, {"", "second"}, {"", ""}, {"", "third"}, {"Empty", ""}, {"", "only"}, {"x-long", "again"}};
+  // clang-format on
   for (const auto& [field, value] : lines)
     ASSERT_EQ(core.AddParsedHeader(field, value), errNone) << field << ": " << value;
   ASSERT_EQ(core.ParsedHeaderCount(), 3);

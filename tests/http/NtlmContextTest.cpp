@@ -73,24 +73,19 @@ TEST(NtlmContextTest, PublishedVectors) {
   const std::string pairs = Pair(2, Utf16("Domain")) + Pair(1, Utf16("Server")) + Le(0, 4);
   // clearFlags are taken out of the context's flags before the Type 3 message; nt is the whole NT
   // response, or its first 16 bytes (NTProofStr) for NTLMv2.
+  // clang-format off
   struct Row {
     const char* name;
     uint32_t useV2, serverFlags, clearFlags;
     std::string info, lm, nt;
   } rows[] = {
-      {"NTLMv1 with extended security", 0, 0x80201, 0, "",
-       "aaaaaaaaaaaaaaaa" + std::string(32, '0'),
-       "7537f803ae367128ca458204bde7caf81e97ed2683267232"},
-      {"NTLMv1", 0, 0x201, ntlmExtendedSecurity, "",
-       "98def7b87f88aa5dafe2df779688a172def11c7d5ccdef13",
-       "67c43011f30298a2ad35ece64f16331c44bdbed927841f94"},
-      {"NTLMv1, LM copies NT", 0, 0x201, ntlmExtendedSecurity, "",
-       "67c43011f30298a2ad35ece64f16331c44bdbed927841f94",
-       "67c43011f30298a2ad35ece64f16331c44bdbed927841f94"},
+      {"NTLMv1 with extended security", 0, 0x80201, 0, "", "aaaaaaaaaaaaaaaa" + std::string(32, '0'), "7537f803ae367128ca458204bde7caf81e97ed2683267232"},
+      {"NTLMv1", 0, 0x201, ntlmExtendedSecurity, "", "98def7b87f88aa5dafe2df779688a172def11c7d5ccdef13", "67c43011f30298a2ad35ece64f16331c44bdbed927841f94"},
+      {"NTLMv1, LM copies NT", 0, 0x201, ntlmExtendedSecurity, "", "67c43011f30298a2ad35ece64f16331c44bdbed927841f94", "67c43011f30298a2ad35ece64f16331c44bdbed927841f94"},
       {"NTLMv2 with target info", 1, 0x800205, 0, pairs, "", "68cd0ab851e51c96aabc927bebef6a1c"},
-      {"LMv2 without target info", 1, 0x201, 0, "",
-       "86c35097ac9cec102554764a57cccc19aaaaaaaaaaaaaaaa", ""},
+      {"LMv2 without target info", 1, 0x201, 0, "", "86c35097ac9cec102554764a57cccc19aaaaaaaaaaaaaaaa", ""},
   };
+  // clang-format on
   for (const Row& row : rows) {
     SCOPED_TRACE(row.name);
     NtlmContext ntlm;
@@ -157,6 +152,7 @@ TEST(NtlmContextTest, BadChallenges) {
   const std::string prefix = "Could not process server's NTLM authentication token: ";
   const std::string good = Challenge(0x880205, "TARGET", Pair(1, "ab") + Le(0, 4));
   const char* outside = "target info outside the message.";
+  // clang-format off
   struct Row {
     const char *name, *text;
     std::string message;
@@ -165,14 +161,13 @@ TEST(NtlmContextTest, BadChallenges) {
       {"type 3", "invalid message type.", good.substr(0, 8) + Le(3, 4) + good.substr(12)},
       {"no charset", "no charset negotiated.", Challenge(0x80200)},
       {"no NTLM", "no NTLM version negotiated.", Challenge(0x1)},
-      {"target name past the end", "target name outside the message.",
-       Challenge(0x80205, "T").substr(0, 56)},
+      {"target name past the end", "target name outside the message.", Challenge(0x80205, "T").substr(0, 56)},
       {"target info past the end", outside, good.substr(0, good.size() - 1)},
-      {"target info never ends", "target info does not end.",
-       Challenge(0x880201, "", Pair(1, "ab"))},
+      {"target info never ends", "target info does not end.", Challenge(0x880201, "", Pair(1, "ab"))},
       {"pair longer than the info", outside, Challenge(0x880201, "", Le(1, 2) + Le(400, 2) + "ab")},
       {"offset beyond 4 GB", outside, good.substr(0, 44) + Le(0xFFFFFFF0, 4) + good.substr(48)},
   };
+  // clang-format on
   for (const Row& row : rows) {
     NtlmContext ntlm;
     NtlmChallenge challenge;

@@ -44,10 +44,10 @@ TEST(SignOnTest, TokenShapes) {
   for (const auto& [base64, kerberos] : tokens)
     EXPECT_EQ(SspiContext::TokenIsKerberos(base64), kerberos) << base64;
   // The target, and the service name made of it.
-  const std::pair<const char*, const char*> names[] = {{"HTTP/web.example", "HTTP@web.example"},
-                                                       {"HTTP@web.example", "HTTP@web.example"},
-                                                       {"HTTP/web@REALM", "HTTP/web@REALM"},
-                                                       {"web.example", "web.example"}};
+  // clang-format off
+  const std::pair<const char*, const char*> names[] = {{"HTTP/web.example", "HTTP@web.example"}, {"HTTP@web.example", "HTTP@web.example"},
+                                                       {"HTTP/web@REALM", "HTTP/web@REALM"}, {"web.example", "web.example"}};
+  // clang-format on
   for (const auto& [target, service] : names) {
     BufStr out;
     ASSERT_EQ(SspiContext::ServiceName(out, target), errNone);
@@ -117,17 +117,15 @@ void UseRealm(const std::string& cache) {
 TEST(SignOnLiveTest, ServerProxyAndTunnelSignOn) {
   const char* unauthorized = "HTTP protocol error. 401 Unauthorized.";
   const char* proxyUnauthorized = "HTTP protocol error. 407 Proxy Authentication Required.";
-  const std::string ntlmUser = "{signon.NTLM_DOMAIN}\\{signon.NTLM_USER}",
-                    right = "{signon.NTLM_PASSWORD}", v1 = "UseSystemSSPI=False;",
+  // clang-format off
+  const std::string ntlmUser = "{signon.NTLM_DOMAIN}\\{signon.NTLM_USER}", right = "{signon.NTLM_PASSWORD}", v1 = "UseSystemSSPI=False;",
                     ntlm = "AuthScheme=4;User=" + ntlmUser + ";Password=",
                     kerberos = "AuthScheme=5;User={signon.KERBEROS_USER}@{signon.REALM};Password=",
-                    proxyNtlm = "ProxyServer=127.0.0.1;ProxyAuthScheme=4;ProxyUser=" + ntlmUser +
-                                ";ProxyPassword=",
-                    tunnel =
-                        "FirewallHost=127.0.0.1;FirewallUser=" + ntlmUser + ";FirewallPassword=",
+                    proxyNtlm = "ProxyServer=127.0.0.1;ProxyAuthScheme=4;ProxyUser=" + ntlmUser + ";ProxyPassword=",
+                    tunnel = "FirewallHost=127.0.0.1;FirewallUser=" + ntlmUser + ";FirewallPassword=",
                     ntlmV2 = "{signon_v2only.URL}/ntlm/", ntlmUrl = "{signon.URL}/ntlm/",
-                    negotiateUrl = "http://localhost:{signon.PORT}/negotiate/",
-                    plain = "{signon.URL}/plain/feed.xml";
+                    negotiateUrl = "http://localhost:{signon.PORT}/negotiate/", plain = "{signon.URL}/plain/feed.xml";
+  // clang-format on
   // The peer is the server, or the proxy, whose log shows the legs; a URL ".../echo" is posted to
   // and sends the body back; the text is the failure's ("...*" its start); the legs are the
   // statuses logged, "/0" marking a leg of Content-Length 0.
@@ -146,13 +144,11 @@ TEST(SignOnLiveTest, ServerProxyAndTunnelSignOn) {
       {"UseNTLMv2 where only v2 passes", "signon_v2only", ntlmV2 + "feed.xml", "UseNTLMv2=True;" + ntlm + right, 0, "", "401 200"},
       {"NTLM with a wrong password", "signon", ntlmUrl + "feed.xml", ntlm + "wrong", 151, unauthorized, "401 401"},
       {"POST through NTLM: the body goes with the answer", "signon", ntlmUrl + "echo", ntlm + right, 0, "", "401/0 200"},
-      {"Negotiate carrying NTLM: the POST's body waits for the answer", "signon", ntlmUrl + "echo",
-       v1 + "AuthScheme=5;User=" + ntlmUser + ";Password=" + right, 0, "", "401/0 200"},
+      {"Negotiate carrying NTLM: the POST's body waits for the answer", "signon", ntlmUrl + "echo", v1 + "AuthScheme=5;User=" + ntlmUser + ";Password=" + right, 0, "", "401/0 200"},
       {"Negotiate from a ticket cache made by kinit", "signon", negotiateUrl + "feed.xml", "AuthScheme=5", 0, "", "200 200"},
       {"POST through Negotiate with Kerberos: the body goes at once", "signon", negotiateUrl + "echo", "AuthScheme=5", 0, "", "200 200"},
       {"Negotiate with user and password", "signon", negotiateUrl + "feed.xml", kerberos + "{signon.KERBEROS_PASSWORD}", 0, "", "200 200"},
-      {"proxy Negotiate with Kerberos", "signon", "http://localhost:{signon.PORT}/plain/feed.xml",
-       "ProxyServer=localhost;ProxyPort={signon.KERBEROS_PROXY_PORT};ProxyAuthScheme=5", 0, "", "200"},
+      {"proxy Negotiate with Kerberos", "signon", "http://localhost:{signon.PORT}/plain/feed.xml", "ProxyServer=localhost;ProxyPort={signon.KERBEROS_PROXY_PORT};ProxyAuthScheme=5", 0, "", "200"},
       {"Negotiate with a wrong password", "", negotiateUrl + "feed.xml", kerberos + "wrong", 880, "Could not acquire security credentials (0x*", ""},
       {"proxy NTLM, the 407 turn", "signon", plain, proxyNtlm + right + ";ProxyPort={signon.PROXY_PORT}", 0, "", "407 200"},
       {"proxy NTLM with a wrong password", "signon", plain, proxyNtlm + "wrong;ProxyPort={signon.PROXY_PORT}", 151, proxyUnauthorized, "407 407"},
@@ -163,12 +159,9 @@ TEST(SignOnLiveTest, ServerProxyAndTunnelSignOn) {
       {"NTLM tunnel", "", plain, "FirewallType=4;FirewallPort={signon.PROXY_PORT};" + tunnel + right, 0, "", ""},
       {"NTLM tunnel, own NTLMv1", "", plain, v1 + "FirewallType=4;FirewallPort={signon.PROXY_PORT};" + tunnel + right, 0, "", ""},
       {"Negotiate tunnel carrying NTLM", "", plain, v1 + "FirewallType=5;FirewallPort={signon.PROXY_PORT};" + tunnel + right, 0, "", ""},
-      {"Negotiate tunnel with Kerberos from the cache", "", plain,
-       "KerberosSPN=HTTP/localhost;FirewallType=5;FirewallHost=127.0.0.1;FirewallPort={signon.KERBEROS_PROXY_PORT}", 0, "", ""},
-      {"NTLM tunnel with a wrong password", "", plain, "FirewallType=4;FirewallPort={signon.PROXY_PORT};" + tunnel + "wrong", 118,
-       "Firewall error after NTLM authentication. Expected a status code beginning with 2 but got: 407 Proxy Authentication Required", ""},
-      {"NTLM tunnel given a challenge outside its message", "", plain, "FirewallType=4;FirewallPort={squid_ntlm.AUTH_PORT};" + tunnel + right, 118,
-       "Could not process server's NTLM authentication token: target name outside the message.", ""},
+      {"Negotiate tunnel with Kerberos from the cache", "", plain, "KerberosSPN=HTTP/localhost;FirewallType=5;FirewallHost=127.0.0.1;FirewallPort={signon.KERBEROS_PROXY_PORT}", 0, "", ""},
+      {"NTLM tunnel with a wrong password", "", plain, "FirewallType=4;FirewallPort={signon.PROXY_PORT};" + tunnel + "wrong", 118, "Firewall error after NTLM authentication. Expected a status code beginning with 2 but got: 407 Proxy Authentication Required", ""},
+      {"NTLM tunnel given a challenge outside its message", "", plain, "FirewallType=4;FirewallPort={squid_ntlm.AUTH_PORT};" + tunnel + right, 118, "Could not process server's NTLM authentication token: target name outside the message.", ""},
       {"Basic", "", "{apache.BASIC_URL}echo", "AuthScheme=0;User={apache.BASIC_USER};Password={apache.BASIC_PASSWORD}", 0, "", ""},
       {"Basic, wrong password", "", "{apache.BASIC_URL}echo", "AuthScheme=0;User={apache.BASIC_USER};Password=nope", 151, unauthorized, ""},
       {"Digest", "", "{apache.DIGEST_URL}echo", "AuthScheme=1;User={apache.DIGEST_USER};Password={apache.DIGEST_PASSWORD}", 0, "", ""},

@@ -141,13 +141,12 @@ TEST(XmlNamespaceTest, CheckedAccessorsGiveTheirCodesAndTexts) {
       {"/r", 1, errNoAttributes, errNoNamespaces, 0},
       {"/r", 2, errNoAttributes, errNoNamespaces, errElementIndex},
   };
-  const std::map<int, std::string> texts = {{0, ""},
-                                            {errNoAttributes, "No attributes available."},
-                                            {errAttrIndex, "Invalid attribute index."},
-                                            {errNoNamespaces, "No namespaces available."},
-                                            {errNamespaceIndex, "Invalid namespace index."},
-                                            {errNoElements, "No elements available."},
-                                            {errElementIndex, "Invalid element index."}};
+  // clang-format off
+  const std::map<int, std::string> texts = {
+      {0, ""}, {errNoAttributes, "No attributes available."}, {errAttrIndex, "Invalid attribute index."},
+      {errNoNamespaces, "No namespaces available."}, {errNamespaceIndex, "Invalid namespace index."},
+      {errNoElements, "No elements available."}, {errElementIndex, "Invalid element index."}};
+  // clang-format on
   for (const Row& row : rows) {
     SCOPED_TRACE(std::string(row.path) + " " + std::to_string(row.index));
     ASSERT_EQ(parser.SetXPath(row.path), 0);
@@ -190,11 +189,10 @@ TEST(XmlNamespaceTest, SgmlRuleClosesElementsWithoutEndTags) {
             "<img {} :src{}=x [] kept(<img src=x></img>|)\n"
             "<ul {} [] kept(<ul><li>one</li></ul>|<li>one</li>)\n"
             "<li {} [one] kept(<li>one</li>|one)\n");
-  const std::vector<std::string> expected = {
-      "start  p p",     "chars a|a",    "start  br br", "chars b|b",    "end  br br",
-      "start  img img", "end  img img", "start  ul ul", "start  li li", "chars one|one",
-      "end  li li",     "end  ul ul",   "end  p p",
-  };
+  // clang-format off
+  const std::vector<std::string> expected = {"start  p p", "chars a|a", "start  br br", "chars b|b", "end  br br", "start  img img", "end  img img",
+      "start  ul ul", "start  li li", "chars one|one", "end  li li", "end  ul ul", "end  p p"};
+  // clang-format on
   EXPECT_EQ(sink.events, expected);
 
   // Without kept text (CacheContent is its other name) the closing is the same, and nothing is

@@ -51,12 +51,11 @@ TEST(XmlRewriteTest, PathsThroughPrefixedElementsAndByIndex) {
     const char* value;
     const char* expectedPart; // the rewritten part of the output
   };
+  // clang-format off
   const Row rows[] = {
-      {"content/properties/Age", "6",
-       "<content type=\"application/xml\"><m:properties><Name>Ann</Name><Age>6</Age>"
-       "</m:properties></content>"},
-      {"content/properties/City", "Rome", // created behind the existing children
-       "<m:properties><Name>Ann</Name><Age>5</Age><City>Rome</City></m:properties>"},
+      {"content/properties/Age", "6", "<content type=\"application/xml\"><m:properties><Name>Ann</Name><Age>6</Age></m:properties></content>"},
+      // created behind the existing children
+      {"content/properties/City", "Rome", "<m:properties><Name>Ann</Name><Age>5</Age><City>Rome</City></m:properties>"},
       {"content/extra/deep", "", "<extra><deep/></extra></content>"},
       {"link[2]@href", "T", "<link rel=\"self\" href=\"T\" />"},
       // existing values are escaped again; an attribute prefix is dropped
@@ -66,6 +65,7 @@ TEST(XmlRewriteTest, PathsThroughPrefixedElementsAndByIndex) {
       {"summary", "S", "<summary>S</summary>"},
       {"author/name", "N", "<author><name>N</name></author>"},
   };
+  // clang-format on
   for (const Row& row : rows) {
     const Result result = Rewrite(row.path, row.value);
     ASSERT_EQ(result.code, 0) << row.path;

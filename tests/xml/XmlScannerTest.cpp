@@ -122,13 +122,10 @@ TEST(XmlScannerTest, CommentsInstructionsDeclarationsAndSections) {
   const char* document = "<?xml version='1.0'?><!DOCTYPE r [ <!ENTITY x \"y>\"> ]>"
                          "<!-- a - b --><?pi a > b ?><r>&x;<![CDATA[<&>]]><![X[lost]]></r>";
   ASSERT_EQ(ParseOwned(parser, document, {}, &sink), 0) << parser.LastErrorText();
-  const std::vector<std::string> expected = {
-      "pi xml version='1.0'", "meta DOCTYPE r [ <!ENTITY x \"y>\"> ]",
-      "comment  a - b ",      "pi pi a > b ",
-      "start  r r",           "entity x=&x;",
-      "chars &x;|&x;",        "section CDATA|<&>",
-      "section X|lost",       "end  r r",
-  };
+  // clang-format off
+  const std::vector<std::string> expected = {"pi xml version='1.0'", "meta DOCTYPE r [ <!ENTITY x \"y>\"> ]", "comment  a - b ", "pi pi a > b ",
+      "start  r r", "entity x=&x;", "chars &x;|&x;", "section CDATA|<&>", "section X|lost", "end  r r"};
+  // clang-format on
   EXPECT_EQ(sink.events, expected);
   EXPECT_EQ(TextOf(parser, "/r"), "&x;<&>");
 
@@ -231,19 +228,11 @@ TEST(XmlScannerTest, ListenerSeesEveryCallbackCanStopTheScannerAndReplaceARefere
   XmlParser parser;
   const char* document = "<r xmlns='urn:r'>\n  one\n  two  <e/>\n</r>";
   ASSERT_EQ(ParseOwned(parser, document, {}, &sink), 0);
+  // clang-format off
   const std::vector<std::string> expected = {
-      "prefix =urn:r",
-      "start urn:r r r",
-      "ignorable 3",
-      "chars one|one",
-      "chars \n  two|\n  two",
-      "ignorable 2",
-      "start urn:r e e empty",
-      "end urn:r e e empty",
-      "ignorable 1",
-      "end urn:r r r",
-      "endprefix ",
-  };
+      "prefix =urn:r", "start urn:r r r", "ignorable 3", "chars one|one", "chars \n  two|\n  two", "ignorable 2",
+      "start urn:r e e empty", "end urn:r e e empty", "ignorable 1", "end urn:r r r", "endprefix "};
+  // clang-format on
   EXPECT_EQ(sink.events, expected);
   EXPECT_EQ(sink.inputBytes, static_cast<int>(std::string_view(document).size()));
 
