@@ -10,6 +10,7 @@
 
 #include <algorithm>
 #include <string>
+#include <tuple>
 
 namespace quillon {
 namespace {
@@ -117,14 +118,10 @@ TEST(CipherContextTest, PaddingsRoundTripAtEveryLength) {
 
 TEST(CipherContextTest, FailureCodes) {
   const std::string key(32, 'k'), iv(16, 'i');
-  struct Row {
-    const char* row;
-    int algorithm, mode, feedbackBits, padding;
-    int keyLength, ivLength, dataLength;
-    int setKeyCode, transformCode;
-  };
+  // The row, algorithm, mode, feedbackBits, padding, key, iv and data lengths, SetKey's code and
+  // Transform's.
   // clang-format off
-  const Row rows[] = {
+  const std::tuple<const char*, int, int, int, int, int, int, int, int, int> rows[] = {
       {"algorithm 1 is not offered", 1, modeCbc, 128, padNone, 16, 16, 16, errUnknownAlgorithm, 0},
       {"mode 0", cipherAes, 0, 128, padNone, 16, 16, 16, errUnknownMode, 0},
       {"CTS is not implemented", cipherAes, modeCts, 128, padNone, 16, 16, 16, errUnknownMode, 0},
@@ -144,19 +141,20 @@ TEST(CipherContextTest, FailureCodes) {
       {"padding 6", cipherAes, modeCbc, 128, 6, 16, 16, 16, errNone, errUnknownMode},
   };
   // clang-format on
-  for (const Row& r : rows) {
-    SCOPED_TRACE(r.row);
+  for (const auto& [row, algorithm, mode, feedbackBits, padding, keyLength, ivLength, dataLength,
+                    setKeyCode, transformCode] : rows) {
+    SCOPED_TRACE(row);
     CipherContext cipher;
-    cipher.algorithm = r.algorithm;
-    cipher.mode = r.mode;
-    cipher.feedbackBits = r.feedbackBits;
-    cipher.padding = r.padding;
-    EXPECT_EQ(cipher.SetKey(key.data(), r.keyLength, r.ivLength ? iv.data() : nullptr, r.ivLength),
-              r.setKeyCode);
-    if (r.setKeyCode != errNone) continue;
+    cipher.algorithm = algorithm;
+    cipher.mode = mode;
+    cipher.feedbackBits = feedbackBits;
+    cipher.padding = padding;
+    EXPECT_EQ(cipher.SetKey(key.data(), keyLength, ivLength ? iv.data() : nullptr, ivLength),
+              setKeyCode);
+    if (setKeyCode != errNone) continue;
     BufStr out;
-    EXPECT_EQ(cipher.Transform(key.data(), 0, r.dataLength, out), r.transformCode);
-    EXPECT_EQ(out.Length() == 0, r.transformCode != errNone) << "a failure appends nothing";
+    EXPECT_EQ(cipher.Transform(key.data(), 0, dataLength, out), transformCode);
+    EXPECT_EQ(out.Length() == 0, transformCode != errNone) << "a failure appends nothing";
   }
 }
 

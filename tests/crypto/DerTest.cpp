@@ -6,6 +6,8 @@
 
 #include <gtest/gtest.h>
 
+#include <tuple>
+
 namespace quillon {
 namespace {
 
@@ -13,14 +15,9 @@ using test::FromHex;
 using test::ToHex;
 
 TEST(Der, ReadsElementsByIndex) {
-  struct Row {
-    const char* list;
-    int index;
-    int code;
-    const char* content; // hex, or the number in hex, or the OID; empty on failure
-    char kind;           // c child, i GetInt, u GetUnsigned, o GetOid
-  };
-  const Row rows[] = {
+  // The list, the index, the code, the content (hex, or the number in hex, or the OID; empty on
+  // failure) and the reader (c child, i GetInt, u GetUnsigned, o GetOid).
+  const std::tuple<const char*, int, int, const char*, char> rows[] = {
       {"02 05 00 00 00 00 01", 0, 0, "1", 'i'},
       {"02 05 00 ff ff ff ff", 0, 0, "ffffffff", 'u'},
       {"02 05 01 00 00 00 00", 0, 446, "", 'u'},
@@ -43,23 +40,23 @@ TEST(Der, ReadsElementsByIndex) {
       {"06 03 55 04 03", 0, 0, "2.5.4.3", 'o'},
       {"06 02 2a 86", 0, 446, "", 'o'},
   };
-  for (const Row& row : rows) {
-    SCOPED_TRACE(row.list);
-    BufStr list(FromHex(row.list)), out;
+  for (const auto& [hex, index, code, content, kind] : rows) {
+    SCOPED_TRACE(hex);
+    BufStr list(FromHex(hex)), out;
     int32_t value = 0;
     uint32_t unsignedValue = 0;
-    const int rc = row.kind == 'i'   ? GetInt(list, row.index, value, nullptr)
-                   : row.kind == 'u' ? GetUnsigned(list, row.index, unsignedValue, nullptr)
-                   : row.kind == 'o' ? GetOid(list, row.index, out, nullptr)
-                                     : GetChild(list, row.index, out, nullptr);
-    EXPECT_EQ(rc, row.code);
+    const int rc = kind == 'i'   ? GetInt(list, index, value, nullptr)
+                   : kind == 'u' ? GetUnsigned(list, index, unsignedValue, nullptr)
+                   : kind == 'o' ? GetOid(list, index, out, nullptr)
+                                 : GetChild(list, index, out, nullptr);
+    EXPECT_EQ(rc, code);
     char number[16];
     std::snprintf(number, sizeof number, "%x",
-                  row.kind == 'i' ? static_cast<uint32_t>(value) : unsignedValue);
-    const std::string got = row.kind == 'c'   ? ToHex(out.View())
-                            : row.kind == 'o' ? std::string(out.View())
-                                              : std::string(number);
-    EXPECT_EQ(rc == 0 ? got : "", row.content);
+                  kind == 'i' ? static_cast<uint32_t>(value) : unsignedValue);
+    const std::string got = kind == 'c'   ? ToHex(out.View())
+                            : kind == 'o' ? std::string(out.View())
+                                          : std::string(number);
+    EXPECT_EQ(rc == 0 ? got : "", content);
   }
 }
 
@@ -81,26 +78,23 @@ TEST(Der, EnterSequenceKeepsWhatFollows) {
 }
 
 TEST(Der, WritesHeaders) {
-  struct Row {
-    int length;
-    bool wrap;
-    const char* header;
-  };
-  const Row rows[] = {{0, false, "0400"},      {127, false, "047f"},     {128, false, "048180"},
-                      {255, false, "0481ff"},  {256, false, "04820100"}, {127, true, "307f"},
-                      {128, true, "30820080"}, {300, true, "3082012c"}};
-  for (const Row& row : rows) {
-    SCOPED_TRACE(row.length);
-    const std::string content(static_cast<size_t>(row.length), 'x');
+  // The content length, whether it is wrapped in a SEQUENCE (else an OCTET STRING), the header.
+  const std::tuple<int, bool, const char*> rows[] = {
+      {0, false, "0400"},      {127, false, "047f"},     {128, false, "048180"},
+      {255, false, "0481ff"},  {256, false, "04820100"}, {127, true, "307f"},
+      {128, true, "30820080"}, {300, true, "3082012c"}};
+  for (const auto& [length, wrap, header] : rows) {
+    SCOPED_TRACE(length);
+    const std::string content(static_cast<size_t>(length), 'x');
     BufStr out;
-    if (row.wrap) {
+    if (wrap) {
       out.Assign(content);
       ASSERT_EQ(WrapElement(out, 0x30), 0);
     } else {
-      ASSERT_EQ(AppendTlv(out, content.data(), row.length, 0x04), 0);
+      ASSERT_EQ(AppendTlv(out, content.data(), length, 0x04), 0);
     }
-    const size_t headerBytes = std::string_view(row.header).size() / 2;
-    EXPECT_EQ(ToHex(out.View().substr(0, headerBytes)), row.header);
+    const size_t headerBytes = std::string_view(header).size() / 2;
+    EXPECT_EQ(ToHex(out.View().substr(0, headerBytes)), header);
     EXPECT_EQ(out.View().substr(headerBytes), content);
   }
   BufStr oid;
@@ -111,33 +105,26 @@ TEST(Der, WritesHeaders) {
 }
 
 TEST(BigNumber, SubtractModAndBytes) {
-  struct Row {
-    const char* a;
-    int signA;
-    const char* b; // subtracted from a, then the result taken modulo `modulus`
-    const char* modulus;
-    int code;
-    const char* bytes;
-  };
-  const Row rows[] = {
+  // a and its sign, b subtracted from it, the modulus the result is taken by, code and bytes.
+  const std::tuple<const char*, int, const char*, const char*, int, const char*> rows[] = {
       {"0a", 1, "03", "05", 0, "02"},         {"03", 1, "0a", "05", 0, "03"}, // -7 mod 5
       {"00 00 ff", 1, "", "0100", 0, "00ff"}, {"05", -1, "", "03", 0, "01"},  // -5 mod 3
       {"80", 1, "", "0101", 0, "0080"}, // a leading zero byte when the top bit is set
       {"05", 1, "", "00", 2003, ""},          {"05", 1, "", "", 2003, ""},
   };
-  for (const Row& row : rows) {
-    SCOPED_TRACE(row.a);
-    const std::string a = FromHex(row.a), b = FromHex(row.b), m = FromHex(row.modulus);
+  for (const auto& [hexA, signA, hexB, hexModulus, code, bytes] : rows) {
+    SCOPED_TRACE(hexA);
+    const std::string a = FromHex(hexA), b = FromHex(hexB), m = FromHex(hexModulus);
     BigNumber bigA, bigB, modulus, difference, result;
-    ASSERT_EQ(BigFromBytes(bigA, a.data(), static_cast<int>(a.size()), row.signA), 0);
+    ASSERT_EQ(BigFromBytes(bigA, a.data(), static_cast<int>(a.size()), signA), 0);
     ASSERT_EQ(BigFromBytes(bigB, b.data(), static_cast<int>(b.size()), 1), 0);
     ASSERT_EQ(BigFromBytes(modulus, m.data(), static_cast<int>(m.size()), 1), 0);
     ASSERT_EQ(BigSubtract(bigA, bigB, difference), 0);
-    EXPECT_EQ(BigMod(difference, modulus, result), row.code);
-    if (row.code == 0) {
+    EXPECT_EQ(BigMod(difference, modulus, result), code);
+    if (code == 0) {
       BufStr out;
       ASSERT_EQ(BigToBytes(result, out), 0);
-      EXPECT_EQ(ToHex(out.View()), row.bytes);
+      EXPECT_EQ(ToHex(out.View()), bytes);
     }
   }
 }

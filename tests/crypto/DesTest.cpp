@@ -7,6 +7,7 @@
 #include <gtest/gtest.h>
 
 #include <string>
+#include <tuple>
 
 namespace quillon {
 namespace {
@@ -22,14 +23,8 @@ std::string EncryptEcb(const std::string& key, std::string data) {
 }
 
 TEST(DesTest, PublishedVectors) {
-  struct Row {
-    const char* row;
-    const char* key;
-    const char* plain;
-    const char* cipher;
-  };
   // clang-format off
-  const Row rows[] = {
+  const std::tuple<const char*, const char*, const char*, const char*> rows[] = {
       {"FIPS 81 ECB", "0123456789abcdef", "4e6f772069732074 68652074696d6520 666f7220616c6c20", "3fa40e8a984d4815 6a271787ab8883f9 893d51ec4b563b53"},
       {"SP 800-20 variable text", "0101010101010101", "8000000000000000", "95f8a5e5dd31d900"},
       {"SP 800-20 variable text, last bit", "0101010101010101", "0000000000000001", "166b40b44aba4bd6"},
@@ -38,8 +33,8 @@ TEST(DesTest, PublishedVectors) {
       {"parity bits are ignored, set", "0101010101010101", "4b47532140232425", "aad3b435b51404ee"},
   };
   // clang-format on
-  for (const Row& r : rows)
-    EXPECT_EQ(EncryptEcb(FromHex(r.key), FromHex(r.plain)), ToHex(FromHex(r.cipher))) << r.row;
+  for (const auto& [row, key, plain, cipher] : rows)
+    EXPECT_EQ(EncryptEcb(FromHex(key), FromHex(plain)), ToHex(FromHex(cipher))) << row;
 }
 
 } // namespace

@@ -10,6 +10,7 @@
 #include <gtest/gtest.h>
 
 #include <string>
+#include <tuple>
 
 namespace quillon {
 namespace {
@@ -86,25 +87,20 @@ TEST(HashContextTest, PublishedVectorsSplitAtEveryPointAndInOneShot) {
 
 // A million "a" in pieces of a thousand, twice on one context: Final must start a clean run.
 TEST(HashContextTest, MillionBytesInPiecesAndRestartAfterFinal) {
-  struct Row {
-    const char* row;
-    int number;
-    const char* expected;
-  };
-  const Row rows[] = {
+  const std::tuple<const char*, int, const char*> rows[] = {
       {"SHA-1", digestSha1, "34aa973cd4c4daa4f61eeb2bdbad27316534016f"},
       {"MD4", digestMd4, "bbce80cc6bb65e5c6745e30d4eeca9a4"},
       {"MD2", digestMd2, "8c0a09ff1216ecaf95c8130953c62efd"},
   };
   const std::string thousand(1000, 'a');
-  for (const Row& r : rows) {
+  for (const auto& [row, number, expected] : rows) {
     HashContext hash;
-    ASSERT_EQ(hash.Init(r.number), errNone);
+    ASSERT_EQ(hash.Init(number), errNone);
     for (int round = 0; round < 2; ++round) {
       for (int i = 0; i < 1000; ++i)
         ASSERT_EQ(hash.Update(thousand), errNone);
       ASSERT_EQ(hash.Final(), errNone);
-      EXPECT_EQ(ToHex(hash.result.View()), r.expected) << "row: " << r.row << ", round " << round;
+      EXPECT_EQ(ToHex(hash.result.View()), expected) << "row: " << row << ", round " << round;
     }
   }
 }

@@ -9,6 +9,7 @@
 #include <gtest/gtest.h>
 
 #include <string>
+#include <tuple>
 
 namespace quillon {
 namespace {
@@ -118,17 +119,9 @@ TEST(HmacContextTest, UseWithoutAGoodKeyFails) {
 }
 
 TEST(Pbkdf2Test, PublishedAndDerivedVectors) {
-  struct Row {
-    const char* row;
-    int number;
-    std::string password;
-    std::string salt;
-    int iterations;
-    int wanted;
-    const char* expected;
-  };
+  // The row, the digest, password, salt, iterations, the length wanted and the key in hex.
   // clang-format off
-  const Row rows[] = {
+  const std::tuple<const char*, int, std::string, std::string, int, int, const char*> rows[] = {
       {"RFC 6070 1", digestSha1, "password", "salt", 1, 20, "0c60c80f961f0e71f3a9b524af6012062fe037a6"},
       {"RFC 6070 2", digestSha1, "password", "salt", 2, 20, "ea6c014dc72d6f8ccd1ed92ace1d41f0d8de8957"},
       {"RFC 6070 3", digestSha1, "password", "salt", 4096, 20, "4b007901b765489abead49d926f721d065a429c1"},
@@ -139,10 +132,10 @@ TEST(Pbkdf2Test, PublishedAndDerivedVectors) {
       {"iterations 0 count as 1", digestSha1, "password", "salt", 0, 20, "0c60c80f961f0e71f3a9b524af6012062fe037a6"},
   };
   // clang-format on
-  for (const Row& r : rows) {
+  for (const auto& [row, number, password, salt, iterations, wanted, expected] : rows) {
     BufStr out;
-    ASSERT_EQ(Pbkdf2(r.number, r.password, r.salt, r.iterations, r.wanted, out), errNone) << r.row;
-    EXPECT_EQ(ToHex(out.View()), r.expected) << r.row;
+    ASSERT_EQ(Pbkdf2(number, password, salt, iterations, wanted, out), errNone) << row;
+    EXPECT_EQ(ToHex(out.View()), expected) << row;
   }
 }
 

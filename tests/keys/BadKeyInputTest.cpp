@@ -7,6 +7,8 @@
 #include "keys/KeyReader.h"
 #include "keys/SshBuffer.h"
 
+#include <tuple>
+
 namespace quillon {
 namespace {
 
@@ -126,28 +128,23 @@ TEST(BadKeyInput, EachFormatGivesItsCodeAndText) {
 
 // Numbers that the key blobs can't hold: an exponent of five bytes, a modulus beyond 16,384 bits.
 TEST(BadKeyInput, NumbersOutsideTheBlob) {
-  struct Row {
-    const char* name;
-    int exponentBytes;
-    int modulusBytes;
-    int code;
-  };
-  const Row rows[] = {
+  // The row, the sizes of exponent and modulus, and the result.
+  const std::tuple<const char*, int, int, int> rows[] = {
       {"usual", 3, 256, 0}, {"five-byte exponent", 5, 256, 446}, {"huge modulus", 3, 4096, 446}};
-  for (const Row& row : rows) {
-    SCOPED_TRACE(row.name);
+  for (const auto& [name, exponentBytes, modulusBytes, code] : rows) {
+    SCOPED_TRACE(name);
     BufStr der;
     static const char kZero = 0;
     AppendTlv(der, &kZero, 1, derInteger);
-    const std::string modulus(static_cast<size_t>(row.modulusBytes), '\x7f');
-    const std::string exponent(static_cast<size_t>(row.exponentBytes), '\x01');
-    AppendTlv(der, modulus.data(), row.modulusBytes, derInteger);
-    AppendTlv(der, exponent.data(), row.exponentBytes, derInteger);
+    const std::string modulus(static_cast<size_t>(modulusBytes), '\x7f');
+    const std::string exponent(static_cast<size_t>(exponentBytes), '\x01');
+    AppendTlv(der, modulus.data(), modulusBytes, derInteger);
+    AppendTlv(der, exponent.data(), exponentBytes, derInteger);
     for (int i = 0; i < 6; ++i)
       AppendTlv(der, "\x05", 1, derInteger);
     WrapElement(der, derSequence);
     KeyMaterial key;
-    EXPECT_EQ(RsaDerToBlob(der.View(), key), row.code);
+    EXPECT_EQ(RsaDerToBlob(der.View(), key), code);
   }
 }
 

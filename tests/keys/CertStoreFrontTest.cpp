@@ -8,6 +8,7 @@
 #include "support/Peers.h"
 
 #include <cstdlib>
+#include <tuple>
 
 namespace quillon {
 namespace {
@@ -16,13 +17,8 @@ using test::FolderStore;
 using test::KeyPath;
 
 TEST_F(FolderStore, SubjectRules) {
-  struct Row {
-    const char* store;
-    const char* subject;
-    const char* found; // empty: none found
-    bool hasKey;
-  };
-  const Row rows[] = {
+  // The store, the subject asked for, the one found (empty: none) and whether it has its key.
+  const std::tuple<const char*, const char*, const char*, bool> rows[] = {
       {"MY", "*", "CN=Quillon Client, O=Quillon Tests", true},
       {"my", "CN=Other Client, O=Quillon Tests", "CN=Other Client, O=Quillon Tests", false},
       {"MY", "Other", "CN=Other Client, O=Quillon Tests", false},
@@ -32,14 +28,14 @@ TEST_F(FolderStore, SubjectRules) {
       {"TRUST", "*", "", false},
       {"CA", "*", "", false},
   };
-  for (const Row& row : rows) {
-    SCOPED_TRACE(std::string(row.store) + " " + row.subject);
+  for (const auto& [store, subject, found, hasKey] : rows) {
+    SCOPED_TRACE(std::string(store) + " " + subject);
     test::OwnFront front;
-    EXPECT_EQ(test::Choose(front, cstUser, row.store, "", row.subject), 0);
-    EXPECT_EQ(front.certSubject.View(), row.found);
-    EXPECT_EQ(front.clientCertContext != nullptr, *row.found != 0);
-    EXPECT_EQ(platform::CertHasPrivateKey(front.clientCertContext), row.hasKey);
-    if (!*row.found) {
+    EXPECT_EQ(test::Choose(front, cstUser, store, "", subject), 0);
+    EXPECT_EQ(front.certSubject.View(), found);
+    EXPECT_EQ(front.clientCertContext != nullptr, *found != 0);
+    EXPECT_EQ(platform::CertHasPrivateKey(front.clientCertContext), hasKey);
+    if (!*found) {
       EXPECT_TRUE(front.core.lastError.StartsWith("The certificate could not be found (0x"))
           << front.core.LastErrorText();
     }
@@ -47,29 +43,24 @@ TEST_F(FolderStore, SubjectRules) {
 }
 
 TEST_F(FolderStore, StoreFailures) {
-  struct Row {
-    CertStoreTypes type;
-    const char* store;
-    int code;
-    const char* text;
+  // The type, the store, and the start of the error text; the code is always 271.
+  const std::tuple<CertStoreTypes, const char*, const char*> rows[] = {
+      {cstUser, "NoSuchStore", "The certificate store could not be opened (0x2)."},
+      {cstJKSFile, "keys.jks", "Unknown or unsupported certificate store type."},
+      {cstJKSBlob, "blob", "Unknown or unsupported certificate store type."},
+      {cstPEMKeyFile, "/nonexistent/key.pem", "The certificate file could not be opened."},
+      {cstPublicKeyFile, "/nonexistent/key.pub", "The public key file could not be opened."},
+      {cstXMLFile, "/nonexistent/key.xml", "The xml key file could not be opened."},
+      {cstP7BFile, "/nonexistent/b.p7b", "The certificate file could not be opened."},
+      {cstPFXFile, "/nonexistent/a.pfx", "The certificate store could not be opened (0x2)."},
+      {cstXMLBlob, "<RSAKeyValue></RSAKeyValue>", "Could not read XML certificate."},
+      {cstPEMKeyBlob, "no key here", "The certificate could not be decoded (error 0x"},
   };
-  const Row rows[] = {
-      {cstUser, "NoSuchStore", 271, "The certificate store could not be opened (0x2)."},
-      {cstJKSFile, "keys.jks", 271, "Unknown or unsupported certificate store type."},
-      {cstJKSBlob, "blob", 271, "Unknown or unsupported certificate store type."},
-      {cstPEMKeyFile, "/nonexistent/key.pem", 271, "The certificate file could not be opened."},
-      {cstPublicKeyFile, "/nonexistent/key.pub", 271, "The public key file could not be opened."},
-      {cstXMLFile, "/nonexistent/key.xml", 271, "The xml key file could not be opened."},
-      {cstP7BFile, "/nonexistent/b.p7b", 271, "The certificate file could not be opened."},
-      {cstPFXFile, "/nonexistent/a.pfx", 271, "The certificate store could not be opened (0x2)."},
-      {cstXMLBlob, "<RSAKeyValue></RSAKeyValue>", 271, "Could not read XML certificate."},
-      {cstPEMKeyBlob, "no key here", 271, "The certificate could not be decoded (error 0x"},
-  };
-  for (const Row& row : rows) {
-    SCOPED_TRACE(row.store);
+  for (const auto& [type, store, text] : rows) {
+    SCOPED_TRACE(store);
     test::OwnFront front;
-    EXPECT_EQ(test::Choose(front, row.type, row.store), row.code);
-    EXPECT_TRUE(front.core.lastError.StartsWith(row.text)) << front.core.LastErrorText();
+    EXPECT_EQ(test::Choose(front, type, store), 271);
+    EXPECT_TRUE(front.core.lastError.StartsWith(text)) << front.core.LastErrorText();
     EXPECT_EQ(front.clientCertContext, nullptr);
   }
   test::OwnFront front;
@@ -78,27 +69,19 @@ TEST_F(FolderStore, StoreFailures) {
 }
 
 TEST_F(FolderStore, EncodedCertificateTakesTheStoresCopy) {
-  struct Row {
-    const char* store; // "" for none
-    const char* certificate;
-    bool chosen;
-    bool hasKey;
-  };
-  const Row rows[] = {
-      {"MY", "rsa.crt", true, true},
-      {"TRUST", "rsa.crt", false, false},
-      {"", "rsa.crt", true, false},
-  };
-  for (const Row& row : rows) {
-    SCOPED_TRACE(std::string(row.store) + " " + row.certificate);
+  // The store of rsa.crt ("" for none), whether it is chosen and whether it has its key.
+  const std::tuple<const char*, bool, bool> rows[] = {
+      {"MY", true, true}, {"TRUST", false, false}, {"", true, false}};
+  for (const auto& [store, chosen, hasKey] : rows) {
+    SCOPED_TRACE(store);
     test::OwnFront front;
-    front.certStore.Assign(row.store);
-    EXPECT_EQ(front.SetCertEncoded(test::KeyFile(row.certificate)), 0);
-    EXPECT_EQ(front.clientCertContext != nullptr, row.chosen) << front.core.LastErrorText();
-    EXPECT_EQ(platform::CertHasPrivateKey(front.clientCertContext), row.hasKey);
+    front.certStore.Assign(store);
+    EXPECT_EQ(front.SetCertEncoded(test::KeyFile("rsa.crt")), 0);
+    EXPECT_EQ(front.clientCertContext != nullptr, chosen) << front.core.LastErrorText();
+    EXPECT_EQ(platform::CertHasPrivateKey(front.clientCertContext), hasKey);
     BufStr text;
     front.GetCertEncoded(text);
-    EXPECT_EQ(text.IsEmpty(), !row.chosen);
+    EXPECT_EQ(text.IsEmpty(), !chosen);
   }
 }
 
@@ -151,14 +134,8 @@ TEST(CertificateFront, PfxStarTakesFirstWithKey) {
 class ClientCertHandshake : public FolderStore {};
 
 TEST_F(ClientCertHandshake, ServerSeesTheChosenCertificate) {
-  struct Row {
-    const char* name;
-    CertStoreTypes type;
-    const char* file;
-    const char* password;
-    const char* subject;
-  };
-  const Row rows[] = {
+  // The row's name, the store type, its file, the password and the subject the server sees.
+  const std::tuple<const char*, CertStoreTypes, const char*, const char*, const char*> rows[] = {
       {"PFX", cstPFXFile, "rsa-aes.pfx", "secret", "CN=Quillon Client, O=Quillon Tests"},
       {"PEM key and certificate", cstPEMKeyFile, "rsa-with-cert.pem", "", "CN=Quillon Client"},
       {"PKCS#8 key alone", cstPEMKeyFile, "rsa-aes.p8", "secret", "CN=pem_cert"},
@@ -170,17 +147,17 @@ TEST_F(ClientCertHandshake, ServerSeesTheChosenCertificate) {
   };
   ::setenv("SSL_CERT_FILE", test::PeerValue("sslserver_client_cert", "CA_FILE").c_str(), 1);
   const std::string url = test::PeerValue("sslserver_client_cert", "URL") + "/";
-  for (const Row& row : rows) {
-    SCOPED_TRACE(row.name);
+  for (const auto& [name, type, file, password, subject] : rows) {
+    SCOPED_TRACE(name);
     HttpClient client;
     client.DefaultScheme.Assign("https");
-    const std::string store = row.type == cstUser ? row.file : KeyPath(row.file);
-    ASSERT_EQ(test::Choose(client.certificates, row.type, store, row.password), 0)
+    const std::string store = type == cstUser ? file : KeyPath(file);
+    ASSERT_EQ(test::Choose(client.certificates, type, store, password), 0)
         << client.LastErrorText();
     ASSERT_EQ(client.SetURL(url.c_str(), 0), 0);
     EXPECT_EQ(client.RunAction(actGet), 0) << client.LastErrorText();
     const std::string page(client.TransferredData.View());
-    EXPECT_NE(page.find("Subject: " + std::string(row.subject)), std::string::npos)
+    EXPECT_NE(page.find("Subject: " + std::string(subject)), std::string::npos)
         << page.substr(0, 400);
   }
 }

@@ -14,6 +14,7 @@
 
 #include <cstdlib>
 #include <string>
+#include <tuple>
 #include <vector>
 
 namespace quillon::test {
@@ -27,11 +28,7 @@ TEST(CipherNamesTest, TextsOfCodes) {
   const Namer version = [](uint32_t c, BufStrBase& t) { VersionName(static_cast<int>(c), t); };
   const Namer enabled = [](uint32_t mask, BufStrBase& t) { DescribeEnabledProtocols(mask, t); };
   // clang-format off
-  const struct {
-    Namer namer;
-    uint32_t code;
-    const char* text;
-  } rows[] = {
+  const std::tuple<Namer, uint32_t, const char*> rows[] = {
       {suite, 0x002F, "TLS_RSA_WITH_AES_128_CBC_SHA (0x002f)"},
       {suite, 0xC02F, "TLS_ECDHE_RSA_WITH_AES_128_GCM_SHA256 (0xc02f)"},
       {suite, 0xCC13, "TLS_ECDHE_RSA_WITH_CHACHA20_POLY1305_SHA256 (0xcc13)"},
@@ -58,10 +55,10 @@ TEST(CipherNamesTest, TextsOfCodes) {
       {status, 0x12345, "[0x12345] (unknown status code)"},
   };
   // clang-format on
-  for (const auto& row : rows) {
+  for (const auto& [namer, code, expected] : rows) {
     BufStr text;
-    row.namer(row.code, text);
-    EXPECT_EQ(text.View(), row.text) << "code " << row.code;
+    namer(code, text);
+    EXPECT_EQ(text.View(), expected) << "code " << code;
   }
   for (int i = 1; i < kCipherSuiteCount; ++i)
     EXPECT_LT(kCipherSuites[i - 1].code, kCipherSuites[i].code) << kCipherSuites[i].text;
@@ -69,11 +66,8 @@ TEST(CipherNamesTest, TextsOfCodes) {
 
 TEST(CipherNamesTest, AlgorithmListsAndTheirCipherLists) {
   // clang-format off
-  const struct {
-    const char* list;
-    std::vector<uint32_t> ids;
-    const char* ciphers;
-  } rows[] = {
+  // The list, the ids read from it, and the cipher list they make.
+  const std::tuple<const char*, std::vector<uint32_t>, const char*> rows[] = {
       {"CALG_AES_256; calg_rsa_keyx ;;foreign", {0x6610, 0xA400}, "kRSA+AES256"},
       {"CALG_AES_128;CALG_AES_256;CALG_ECDH_EPHEM", {0x660E, 0x6610, 0xAE06}, "kECDHE+AES128:kECDHE+AES256"},
       {"CALG_SHA;CALG_SHA1", {0x8004, 0x8004}, "SHA1"},
@@ -81,19 +75,30 @@ TEST(CipherNamesTest, AlgorithmListsAndTheirCipherLists) {
       {"", {}, ""},
   };
   // clang-format on
-  for (const auto& row : rows) {
+  for (const auto& [list, expectedIds, expectedCiphers] : rows) {
     uint32_t ids[kMaxAlgorithms];
-    const int count = ParseAlgorithmList(row.list, ids, kMaxAlgorithms);
-    EXPECT_EQ(std::vector<uint32_t>(ids, ids + count), row.ids) << row.list;
+    const int count = ParseAlgorithmList(list, ids, kMaxAlgorithms);
+    EXPECT_EQ(std::vector<uint32_t>(ids, ids + count), expectedIds) << list;
     BufStr ciphers;
     AlgorithmCipherList(ids, count, ciphers);
-    EXPECT_EQ(ciphers.View(), row.ciphers) << row.list;
+    EXPECT_EQ(ciphers.View(), expectedCiphers) << list;
   }
   std::string many;
   for (int i = 0; i < 40; ++i)
     many += "CALG_RC4;";
   uint32_t ids[kMaxAlgorithms];
   EXPECT_EQ(ParseAlgorithmList(many.c_str(), ids, kMaxAlgorithms), kMaxAlgorithms);
+}
+
+// `body` behind `head` and its length in two bytes.
+std::string Framed(const char* head, size_t headLength, const std::string& body) {
+  return std::string(head, headLength) + static_cast<char>(body.size() >> 8) +
+         static_cast<char>(body.size() & 0xFF) + body;
+}
+
+// A handshake record of TLS 1.2.
+std::string Record(const std::string& body) {
+  return Framed("\x16\x03\x03", 3, body);
 }
 
 // A server hello record: version 3.3, a session id of `sessionLength`, suite 0xC02F, and the
@@ -103,32 +108,25 @@ std::string ServerHello(int sessionLength, bool version13) {
                      std::string(static_cast<size_t>(sessionLength), 's') + "\xC0\x2F" +
                      std::string(1, '\0');
   if (version13) body += std::string("\x00\x06\x00\x2B\x00\x02\x03\x04", 8);
-  std::string message = std::string("\x02\x00", 2) + static_cast<char>(body.size() >> 8) +
-                        static_cast<char>(body.size() & 0xFF) + body;
-  return std::string("\x16\x03\x03", 3) + static_cast<char>(message.size() >> 8) +
-         static_cast<char>(message.size() & 0xFF) + message;
+  return Record(Framed("\x02\x00", 2, body));
 }
 
 TEST(CipherNamesTest, HelloMessagesAreReadAtTheirOffsets) {
-  const struct {
-    const char* name;
-    std::string bytes;
-    int result;
-    const char* version;
-  } rows[] = {
+  // The row, the record, the result and the version it names.
+  const std::tuple<const char*, std::string, int, const char*> rows[] = {
       {"plain", ServerHello(0, false), 0, "TLS1.2"},
       {"resumed session id shifts the suite", ServerHello(32, false), 0, "TLS1.2"},
       {"TLS 1.3 names itself in an extension", ServerHello(0, true), 0, "TLS1.3"},
       {"more records behind", ServerHello(0, false) + "\x14\x03\x03\x00\x01\x01", 1, ""},
       {"too short", ServerHello(0, false).substr(0, 45), -1, ""},
   };
-  for (const auto& row : rows) {
-    SCOPED_TRACE(row.name);
+  for (const auto& [name, bytes, result, expected] : rows) {
+    SCOPED_TRACE(name);
     BufStr version, suite;
-    const int size = static_cast<int>(row.bytes.size());
-    EXPECT_EQ(DescribeServerHello(row.bytes.data(), size, version, suite), row.result);
-    if (row.result != 0) continue;
-    EXPECT_EQ(version.View(), std::string("Selected TLS Version: ") + row.version);
+    const int size = static_cast<int>(bytes.size());
+    EXPECT_EQ(DescribeServerHello(bytes.data(), size, version, suite), result);
+    if (result != 0) continue;
+    EXPECT_EQ(version.View(), std::string("Selected TLS Version: ") + expected);
     EXPECT_EQ(suite.View(),
               "Selected Cipher Suite: TLS_ECDHE_RSA_WITH_AES_128_GCM_SHA256 (0xc02f)");
   }
@@ -151,31 +149,23 @@ TEST(CipherNamesTest, CertificateInHandshakeBytesAndItsNames) {
   const std::string list = Be24(der.size()) + der;
   const std::string message = "\x0B" + Be24(list.size() + 3) + Be24(list.size()) + list;
   const std::string hello = std::string("\x02\x00\x00\x00", 4);
-  const auto record = [](const std::string& body) {
-    return std::string("\x16\x03\x03", 3) + static_cast<char>(body.size() >> 8) +
-           static_cast<char>(body.size() & 0xFF) + body;
-  };
   // clang-format off
-  const struct {
-    const char* name;
-    std::string token;
-    int result;
-  } rows[] = {
-      {"behind a hello in the same record", record(hello + message), 0},
-      {"in a record of its own", record(hello) + record(message), 0},
-      {"after an alert record", std::string("\x15\x03\x03\x00\x02\x01\x00", 7) + record(message), 0},
-      {"split over two records", record(message.substr(0, 100)) + record(message.substr(100)), 281},
-      {"record longer than the token", record(message).substr(0, 50), 281},
-      {"no certificate", record(hello), 281},
+  const std::tuple<const char*, std::string, int> rows[] = {
+      {"behind a hello in the same record", Record(hello + message), 0},
+      {"in a record of its own", Record(hello) + Record(message), 0},
+      {"after an alert record", std::string("\x15\x03\x03\x00\x02\x01\x00", 7) + Record(message), 0},
+      {"split over two records", Record(message.substr(0, 100)) + Record(message.substr(100)), 281},
+      {"record longer than the token", Record(message).substr(0, 50), 281},
+      {"no certificate", Record(hello), 281},
       {"empty", "", 281},
   };
   // clang-format on
-  for (const auto& row : rows) {
-    SCOPED_TRACE(row.name);
+  for (const auto& [name, token, result] : rows) {
+    SCOPED_TRACE(name);
     platform::DerBytes cert;
-    const int size = static_cast<int>(row.token.size());
-    EXPECT_EQ(ParseHandshakeCertificate(row.token.data(), size, cert), row.result);
-    if (row.result == 0) {
+    const int size = static_cast<int>(token.size());
+    EXPECT_EQ(ParseHandshakeCertificate(token.data(), size, cert), result);
+    if (result == 0) {
       EXPECT_EQ(std::string(reinterpret_cast<const char*>(cert.bytes), cert.length), der);
     }
   }

@@ -19,6 +19,7 @@
 #include <cstdlib>
 #include <fstream>
 #include <optional>
+#include <tuple>
 
 namespace quillon::test {
 namespace {
@@ -336,33 +337,26 @@ TEST_F(SecureChannelTest, SettingsShapeTheHandshake) {
               ElementsAre("Auth(OK, 1)", "Connected(0, OK)", "Data(one, 1)", "Data(two, 1)"));
 }
 
-struct BadPeerRow {
-  const char* name;
-  std::string bytes;
-  bool close;
-  int result;
-  const char* text;
-};
-
 TEST_F(SecureChannelTest, BadServersEndWithACodeAndText) {
+  // The row, what the server sends, whether it then closes, and the result with its text.
   // clang-format off
-  const BadPeerRow rows[] = {
+  const std::tuple<const char*, std::string, bool, int, const char*> rows[] = {
       {"garbage", "HTTP/1.1 400 Bad Request\r\n\r\n", true, 276, "error during handshake[2]: 0x80090326"},
       {"truncated record", std::string("\x16\x03\x03\x00\x40hello", 10), true, 276, "Server disconnected before handshake completion [0xffffffff]."},
       {"record over the maximum", std::string("\x16\x03\x03\xff\xff", 5) + "x", false, 276, "error during handshake[2]: 0x80090326"},
       {"stall", "", false, 301, "Timeout."},
   };
   // clang-format on
-  for (const BadPeerRow& row : rows) {
-    SCOPED_TRACE(row.name);
+  for (const auto& [name, bytes, close, result, text] : rows) {
+    SCOPED_TRACE(name);
     ScriptPeer peer;
-    if (!row.bytes.empty()) peer.Send(row.bytes);
-    row.close ? peer.Close() : peer.StaySilent();
+    if (!bytes.empty()) peer.Send(bytes);
+    close ? peer.Close() : peer.StaySilent();
     peer.Start();
     TlsPort port;
     port.SetTimeout(1000, true);
-    EXPECT_EQ(port.Connect(peer.Port()), row.result);
-    EXPECT_STREQ(port.LastErrorText(), row.text);
+    EXPECT_EQ(port.Connect(peer.Port()), result);
+    EXPECT_STREQ(port.LastErrorText(), text);
     port.Disconnect();
     EXPECT_EQ(port.socketHandle, platform::kInvalidSocket);
   }
@@ -374,26 +368,22 @@ TEST_F(SecureChannelTest, BadServersEndWithACodeAndText) {
 TEST_F(SecureChannelTest, SecondConnectionOfTheLinkResumesTheSessionWhenAsked) {
   SslServer server("SERVER_CERT", {"-www", "-cert_chain", CertFile("CA_FILE")});
   ASSERT_TRUE(server.Ready());
-  struct Row {
-    const char* host;
-    bool reuse;
-    const char* second; // how the status page starts the second session's line
-  };
-  const Row rows[] = {{"127.0.0.1", true, "Reused, "},
-                      {"localhost", true, "Reused, "},
-                      {"127.0.0.1", false, "New, "}};
-  for (const Row& row : rows) {
+  // The host, ReuseSSLSession, and how the status page starts the second session's line.
+  const std::tuple<const char*, bool, const char*> rows[] = {{"127.0.0.1", true, "Reused, "},
+                                                             {"localhost", true, "Reused, "},
+                                                             {"127.0.0.1", false, "New, "}};
+  for (const auto& [host, reuse, second] : rows) {
     HttpClient client;
     client.SetTimeout(10, true);
     client.DefaultScheme.Assign("https");
-    client.reuseSSLSession = row.reuse;
+    client.reuseSSLSession = reuse;
     const std::string url =
-        "https://" + std::string(row.host) + ":" + std::to_string(server.Port()) + "/";
-    for (const char* expected : {"New, ", row.second}) {
+        "https://" + std::string(host) + ":" + std::to_string(server.Port()) + "/";
+    for (const char* expected : {"New, ", second}) {
       ASSERT_EQ(client.SetURL(url.c_str(), 0), 0);
-      ASSERT_EQ(client.RunAction(actGet), 0) << row.host << ": " << client.lastError.Data();
+      ASSERT_EQ(client.RunAction(actGet), 0) << host << ": " << client.lastError.Data();
       EXPECT_NE(client.TransferredData.Find(expected), -1)
-          << row.host << (row.reuse ? " reusing: " : ": ") << client.TransferredData.Data();
+          << host << (reuse ? " reusing: " : ": ") << client.TransferredData.Data();
     }
   }
 }
