@@ -74,7 +74,8 @@ struct SocketRecord {
   uint32_t mask;  // the events asked for
   uint32_t armed; // evRead and evWrite while they may be posted
   bool connecting;
-  bool closed; // the close was posted; nothing follows
+  bool closed;    // the close was posted; nothing follows
+  int takenError; // the error a receive or send took from the socket, for the close
 };
 
 std::mutex windowLock;
@@ -171,7 +172,7 @@ void InputArrived(SocketRecord& record, short revents) {
   if (n < 0 && (errno == EAGAIN || errno == EINTR)) return;
   record.armed = 0;
   record.closed = true;
-  if (record.mask & evClose) Post(record, evClose, n == 0 ? 0 : MapErrno(errno));
+  if (record.mask & evClose) Post(record, evClose, n == 0 ? record.takenError : MapErrno(errno));
 }
 
 // Looks at the registered sockets of `filter` (0: all), waiting up to `milliseconds` for one,
@@ -297,7 +298,7 @@ int AsyncSelectSocket(SocketId s, WindowId window, uint32_t message, uint32_t ma
     return 0;
   }
   if (int rc = SocketSetNonBlocking(s); rc != 0) return rc;
-  const SocketRecord fresh = {s, window, message, mask, evRead | evWrite, false, false};
+  const SocketRecord fresh = {s, window, message, mask, evRead | evWrite, false, false, 0};
   if (!record) return sockets.Append(fresh) ? 0 : errNoBufferSpace;
   record->window = window;
   record->message = message;
@@ -319,6 +320,10 @@ void NoteSocketReceived(SocketId s) {
 
 void NoteSocketBlocked(SocketId s) {
   if (SocketRecord* record = FindSocket(s); record && !record->closed) record->armed |= evWrite;
+}
+
+void NoteSocketFailed(SocketId s, int code) {
+  if (SocketRecord* record = FindSocket(s); record && !record->closed) record->takenError = code;
 }
 
 void ForgetSocketEvents(SocketId s) {

@@ -56,6 +56,9 @@ int AsyncSelectSocket(SocketId s, WindowId window, uint32_t message, uint32_t ma
 void NoteSocketConnecting(SocketId s);
 void NoteSocketReceived(SocketId s);
 void NoteSocketBlocked(SocketId s);
+// A receive or send took the socket's error (a reset): the close will carry it, since the stream
+// shows only its end from then on.
+void NoteSocketFailed(SocketId s, int code);
 // Drops the socket's registration and the messages queued about it: after close the number may
 // come back at once for another socket.
 void ForgetSocketEvents(SocketId s);

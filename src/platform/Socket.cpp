@@ -320,7 +320,10 @@ long SocketSend(SocketId s, const char* bytes, long count, bool more) {
   while (n < 0 && errno == EINTR);
   if (n < 0) {
     FailedErrno();
-    if (lastSocketError == errWouldBlock) NoteSocketBlocked(s);
+    if (lastSocketError == errWouldBlock)
+      NoteSocketBlocked(s);
+    else
+      NoteSocketFailed(s, lastSocketError);
     return -1;
   }
   if (n < count) NoteSocketBlocked(s);
@@ -336,6 +339,7 @@ long SocketRecv(SocketId s, char* buffer, long count) {
   NoteSocketReceived(s);
   if (n < 0) {
     Failed(MapErrno(e));
+    if (lastSocketError != errWouldBlock) NoteSocketFailed(s, lastSocketError);
     return -1;
   }
   return n;

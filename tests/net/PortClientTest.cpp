@@ -13,6 +13,7 @@
 #include <memory>
 #include <string>
 #include <string_view>
+#include <unistd.h>
 #include <vector>
 
 namespace quillon::test {
@@ -81,7 +82,13 @@ TEST_P(PortClientTest, EndOfStreamDeliversThePartialLineBeforeDisconnected) {
 TEST_P(PortClientTest, ResetByPeerGivesDisconnectedWith10054AfterTheData) {
   // The words wait for the port's request, sent once its connect is complete: a reset that came
   // before the port had seen its connection complete would end the connect instead.
-  peer.Expect("go").Send("last words").Pause(30).Reset();
+  // The port answers and waits for the reset, so that its next read, not the wait, takes the
+  // error from the socket: the close must carry it all the same.
+  peer.Expect("go").Send("last words").Expect("read").Reset();
+  port.onData = [this](std::string_view, bool) {
+    port.SendAll("read", 4, false, false);
+    ::usleep(20000);
+  };
   EXPECT_THAT(Session("go"), ElementsAre("Connected(0, OK)", "Data(last words, 1)",
                                          "Disconnected(10054, [10054] Connection reset by peer)"));
 }
