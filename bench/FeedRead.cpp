@@ -7,6 +7,7 @@
 //   bench_FeedRead                               everything, about two minutes
 //   bench_FeedRead --benchmark_filter=/10000     the small feed only
 #include "FeedGenerator.h"
+#include "MedianReporter.h"
 #include "odata/QuillonCore.h"
 
 #include <benchmark/benchmark.h>
@@ -229,21 +230,13 @@ void PrintMemory() {
 // Prints, from the median CPU times of the repetitions (which a machine shared with other work
 // disturbs least), the time per entry of each benchmark, its ratio to expat's at the same size,
 // and its 50k/10k ratio against expat's.
-class ScalingReporter : public benchmark::ConsoleReporter {
+class ScalingReporter : public quillon::bench::MedianReporter {
 public:
-  void ReportRuns(const std::vector<Run>& runs) override {
-    ConsoleReporter::ReportRuns(runs);
-    for (const Run& run : runs)
-      if (run.run_type == Run::RT_Aggregate && run.aggregate_name == "median" &&
-          !run.error_occurred)
-        seconds[run.run_name.function_name + "/" + run.run_name.args] =
-            run.GetAdjustedCPUTime() / 1e3;
-  }
   void Finalize() override {
     ConsoleReporter::Finalize();
+    // Milliseconds to seconds.
     auto time = [&](const std::string& name, int size) {
-      const auto found = seconds.find(name + "/" + std::to_string(size));
-      return found == seconds.end() ? 0.0 : found->second;
+      return Median(name + "/" + std::to_string(size)) / 1e3;
     };
     const double expatSmall = time("BM_ExpatParse", kSizes[0]);
     const double expatLarge = time("BM_ExpatParse", kSizes[1]);
@@ -261,9 +254,6 @@ public:
     }
     std::fflush(stdout);
   }
-
-private:
-  std::map<std::string, double> seconds;
 };
 
 } // namespace

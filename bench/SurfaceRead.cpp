@@ -7,6 +7,7 @@
 // (goal 1.2 or less).
 //   bench_SurfaceRead
 #include "FeedGenerator.h"
+#include "MedianReporter.h"
 #include "odata/QuillonCore.h"
 
 #include <quillon/Quillon.h>
@@ -202,21 +203,14 @@ void BM_ByNamePass(benchmark::State& state) {
 
 // The ratios of the medians of the CPU times, which other work on the machine disturbs least,
 // printed after the runs.
-class RatioReporter : public benchmark::ConsoleReporter {
+class RatioReporter : public quillon::bench::MedianReporter {
 public:
-  void ReportRuns(const std::vector<Run>& runs) override {
-    ConsoleReporter::ReportRuns(runs);
-    for (const Run& run : runs)
-      if (run.run_type == Run::RT_Aggregate && run.aggregate_name == "median" &&
-          !run.error_occurred)
-        seconds[run.run_name.function_name] = run.GetAdjustedCPUTime();
-  }
   void Finalize() override {
     ConsoleReporter::Finalize();
     for (const char* pass : {"", "Pass"}) {
-      const double engine = seconds[std::string("BM_Engine") + pass];
-      const double typed = seconds[std::string("BM_Typed") + pass];
-      const double byName = seconds[std::string("BM_ByName") + pass];
+      const double engine = Median(std::string("BM_Engine") + pass);
+      const double typed = Median(std::string("BM_Typed") + pass);
+      const double byName = Median(std::string("BM_ByName") + pass);
       if (engine <= 0 || typed <= 0 || byName <= 0) continue;
       std::printf("%s: typed members %.2f times the engine (goal <= 1.5), by name %.2f times the "
                   "engine (goal <= 1.5), by name %.2f times typed (goal <= 1.2)\n",
@@ -226,9 +220,6 @@ public:
     }
     std::fflush(stdout);
   }
-
-private:
-  std::map<std::string, double> seconds;
 };
 
 } // namespace
